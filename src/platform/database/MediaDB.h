@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "platform/database/Database.h"
+#include "platform/media/MediaKind.h"
+#include "platform/media/NIMB_MEDIA_INFO.h"
+
+namespace MediaServer {
+
+/// One query at a time over one table of the media database, on a connection of the calling thread.
+///
+/// Conditions, field lists and orders are SQL text: callers put nothing of a client's into them but what went through
+/// SQLEscapeString, SQLEscapeCondition or ParseRowId.
+/// Lifetime: one request. Threads: one. The connection must outlive it; a null connection makes every call fail.
+class MediaDB {
+public:
+    explicit MediaDB(MediaKind table, PGconn* connection = ThreadDBConnection());
+
+    /// Conditions are ANDed. Empty ones are ignored.
+    void AddCondition(std::string_view condition);
+    /// Restricts to the rows directly inside a directory (absolute path), found through an index.
+    void AddParentCondition(std::string_view directory);
+    /// Restricts to rows whose path lies below a directory, at any depth, found through an index.
+    void AddSubtreeCondition(std::string_view directory);
+    /// Leaves out rows of that video codec (only meaningful on the video table).
+    void AddExcludeVideoCodec(std::string_view codec);
+
+    /// Runs the query. Rows stream in: memory does not grow with their number when `limit` is 0.
+    /// @param fields  select list; "*" for whole records.
+    /// @param order   ORDER BY text, empty for none. Ties are broken by id, so pages join without gaps.
+    /// @param offset  rows to skip. @param limit most rows; 0 means all.
+    /// @param group   GROUP BY text, empty for none.
+    /// @return number of rows, or a negative value after the reason was logged.
+    std::int32_t Select(std::string_view fields, std::string_view order, std::int32_t offset, std::int32_t limit,
+                        std::string_view group = {});
+
+    /// Rows that match the conditions, or negative on failure.
+    std::int32_t SelectTotal();
+
+    /// Steps to the next row of the last Select. @return false after the last one.
+    bool NextRow();
+    /// Text of a field of the current row; empty when NULL or unknown. Valid until the next NextRow or Select.
+    std::string_view FetchField(const char* name) const;
+    std::int32_t FetchFieldAsInt(const char* name) const;
+    /// Fills `record` from the current row of a Select of "*"; columns that the table lacks give 0 or empty.
+    void FetchMediaItem(NIMB_MEDIA_INFO& record) const;
+
+private:
+    PgResult Run(std::string_view select_list, std::string_view tail, const char* what);
+
+    MediaKind table_;
+    PGconn* connection_;
+    std::string where_;
+    PgResult rows_;
+    int row_ = -1;
+};
+
+}  // namespace MediaServer

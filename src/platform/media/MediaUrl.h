@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/media/MediaKind.h"
+
+namespace MediaServer {
+
+/// The DLNA profile segment of a media URL when no profile applies.
+inline constexpr std::string_view kNoProfile = "NDLNA";
+/// Port of the HTTP endpoint that every media URL names.
+inline constexpr std::uint16_t kMediaPort = 50002;
+
+/// A media URL taken apart: "/<prefix>/<profile>/<id>.<extension>", the profile segment being optional.
+struct MediaUrl {
+    std::string_view prefix;  ///< "p", "sp", "bp", "xlp", "m", "v" or "rh"
+    MediaKind kind;
+    std::string_view profile;  ///< empty when the URL has no profile segment
+    std::int32_t id;
+    std::string_view extension;  ///< without the dot
+};
+
+/// Parses the path of a media URL. The id is the last segment up to its first non-digit. Nothing for another prefix,
+/// a path that ends in "/", a last segment without leading digits or an id beyond 32 bits. The views point into `path`.
+std::optional<MediaUrl> ParseMediaUrl(std::string_view path);
+
+/// Path of a photo's indexed thumbnail: "<dir>/@eaDir/<name>/NIMBPHOTO_THUMB_S.jpg" (or "_B" for the big one), or the
+/// older name with a colon when that file does not exist.
+std::string PhotoThumbnailPath(std::string_view photo_path, bool big);
+
+/// Size of an image scaled to fit a square of `max_side`, never enlarged, at least one pixel a side; 0x0 stays 0x0.
+void DMSGetThumbnailRes(std::int32_t width, std::int32_t height, std::int32_t* out_width, std::int32_t* out_height,
+                        std::int32_t max_side);
+
+/// True for the extensions of camera raw formats, without regard to case.
+bool BlNIMBIndexIsRawImage(std::string_view extension);
+
+/// Container code of a container name that the indexer stored (2 ASF, 9 3GPP, 10 MP4, 13 to 17 MPEG kinds, 0 other).
+std::int32_t NIMBDlnaContainerTypeGet(std::string_view container_name);
+/// MPEG-4 audio object type that a stored codec name stands for ("aac", "aac_he", ...), 0 for another codec.
+std::int32_t NIMBAacObjectTypeGet(std::string_view codec_name);
+
+}  // namespace MediaServer

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace MediaServer {
+
+/// Names and IPv4 addresses of the interfaces that can carry UPnP: up, not loopback, with an IPv4 address; those that
+/// can multicast and have a default route first. `kind` 2 is the only kind (IPv4).
+/// @return how many entries were filled (at most `limit`), below 1 on failure (NLIBCErrGet tells why).
+struct InterfaceInfo {
+    std::string name;
+    std::string ip_address;
+    std::string mac_address;
+};
+int NLIBNetGetInterfaceInfo(std::vector<InterfaceInfo>& interfaces, int limit, int kind);
+
+/// Record of the interface with that index in the order of NLIBNetGetInterfaceInfo. @return 1 when it exists.
+int NIMBNetGetCard1(int index, int flags, InterfaceInfo& record);
+
+/// Fills MAC address to IPv4 address of this machine's own interfaces, loopback included under the MAC
+/// "00:00:00:00:00:01" (loopback has no hardware address, and a local client must still be told apart).
+void DMSGetNetworkInterface(std::map<std::string, std::string>& mac_to_ip);
+
+/// "aa:bb:cc:dd:ee:ff" of a neighbour, lower case, or "00:00:00:00:00:00" when the kernel does not know it.
+std::string GetMACAddressFromARPTable(const std::string& ip_address);
+
+inline constexpr const char* kUnknownMAC = "00:00:00:00:00:00";
+
+}  // namespace MediaServer

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace MediaServer {
+
+/// Owns one file descriptor.
+class UniqueFd {
+public:
+    UniqueFd() = default;
+    explicit UniqueFd(int fd) : fd_(fd) {}
+    UniqueFd(UniqueFd&& other) noexcept : fd_(other.release()) {}
+    UniqueFd& operator=(UniqueFd&& other) noexcept {
+        reset(other.release());
+        return *this;
+    }
+    ~UniqueFd() { reset(); }
+
+    int get() const { return fd_; }
+    explicit operator bool() const { return fd_ >= 0; }
+    int release() {
+        const int fd = fd_;
+        fd_ = -1;
+        return fd;
+    }
+    void reset(int fd = -1);
+
+private:
+    int fd_ = -1;
+};
+
+/// Reads one key of a key=value file into `buffer` (nul-terminated, at most `size` - 1 characters are kept).
+/// Lines are `key=value`; blanks around both, a pair of double quotes around the value, empty lines and lines that
+/// start with '#' are ignored. The first line with the key wins. `flags` is reserved and 0.
+/// @return length of the stored value plus one (so a found empty value is above 0), 0 when the key is absent,
+///         -1 when the file cannot be read.
+int NLIBCFileGetKeyValue(const char* path, const char* key, char* buffer, std::size_t size, int flags);
+
+/// @return true when something exists at `path` (symbolic links followed).
+bool NLIBCFileExist(const char* path);
+
+/// The error that the last failing NLIBC call of this thread met (an errno value), 0 when none.
+int NLIBCErrGet();
+
+/// Reads a whole file of at most `limit` bytes. Nothing when it cannot be read or is larger.
+std::optional<std::string> ReadWholeFile(const std::string& path, std::size_t limit);
+
+/// Replaces `path` so that a crash at any moment leaves either the old or the new content: temporary file beside it,
+/// fsync, rename, fsync of the directory. @return false with errno set; the old file then stands.
+bool WriteFileAtomically(const std::string& path, std::string_view content);
+
+/// Copies a regular file. @return false when either side cannot be opened or the copy is short.
+bool FileCopy(const std::string& from, const std::string& to);
+
+}  // namespace MediaServer

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "model/ClientRequest.h"
+#include "model/MimeTable.h"
+#include "platform/text/DMSStringBundle.h"
+#include "tree/CDSContainer.h"
+
+namespace MediaServer {
+
+/// Identifier to menu node.
+using MenuSet = std::map<std::string, CDSObject*, std::less<>>;
+
+/// Update identifiers of the containers that clients have browsed. Threads: any.
+class ContainerUpdateTable {
+public:
+    /// 0 for a new identifier; one more than before when the total changed; else as before. Bounded: the oldest
+    /// identifiers are forgotten when strangers fill it.
+    std::uint32_t Update(std::string_view id, std::uint32_t total);
+
+private:
+    struct Entry {
+        std::uint32_t total, counter;
+    };
+    std::mutex mutex_;
+    std::map<std::string, Entry, std::less<>> entries_;  // guarded by mutex_
+};
+
+/// The Content Directory: menu roots and menu sets, the MIME table and the lookup of objects.
+/// Threads: built by one thread; FindObject and the tables are then used by many at once.
+class ContentDirectoryService {
+public:
+    /// Builds the roots and the built-in menus and loads the MIME table.
+    /// @param strings  outlives the service.
+    explicit ContentDirectoryService(const DMSStringBundle& strings);
+    ~ContentDirectoryService();
+
+    /// Reads the menu template (and the video-library one) and builds the default and the music-only set.
+    /// @return false when the menu file could not be used; the sets are then built of what there is.
+    bool LoadMenu(const std::string& menu_file, bool with_video_library, bool with_radio);
+
+    /// Finds the node that an identifier names for this client and lets it write.
+    /// @param flag,filter_mask,options,start,count  as in BrowseQuery.
+    /// @param[out] total      matches in all; 0 when not found.
+    /// @param[out] update_id  container update identifier; untouched when there is none.
+    /// @return objects written, or a negated UPnP error code (-701 unknown object).
+    std::int32_t FindObject(const ClientRequest& request, std::string_view object_id, BrowseFlag flag,
+                            std::uint32_t filter_mask, std::uint32_t options, std::int32_t start, std::int32_t count,
+                            CDSObjectSerializer& out, std::int32_t& total, std::uint32_t& update_id);
+
+    const MimeTable& Mime() const { return mime_; }
+
+    /// Reads the index locations of every registered index storage folder again.
+    void RefreshIndexLocations();
+
+private:
+    friend class MenuLoader;
+    struct Impl;
+
+    const DMSStringBundle& strings_;
+    MimeTable mime_;
+    std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace MediaServer
