@@ -5,7 +5,7 @@
 
 // libpq's header expects this macro from the server's c.h, which would bring a hundred others along.
 #ifndef pg_attribute_printf
-#define pg_attribute_printf(format, arguments) __attribute__((format(printf, format, arguments)))
+#define pg_attribute_printf(text, first) __attribute__((format(printf, text, first)))
 #endif
 #include <postgresql/internal/pqexpbuffer.h>
 
