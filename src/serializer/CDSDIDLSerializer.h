@@ -14,11 +14,16 @@ extern const char* const kDIDLOpen;
 extern const char* const kDIDLClose;
 
 /// Writes objects as DIDL-Lite for one client.
+/// Standard: UPnP ContentDirectory:1, 2.5 and appendix B; res attributes as the DLNA guidelines have them.
+/// Lifetime: one action. Threads: one.
 class CDSDIDLSerializer : public CDSObjectSerializer {
 public:
     /// @param client        copied.
     /// @param mime          outlives the serializer.
-    /// @param options       OptionFlag bits. @param filter_mask  Property bits.
+    /// @param host          address that the URLs carry; their port is always kMediaPort, whatever `port` the UPnP
+    ///                      library listens on.
+    /// @param options       OptionFlag bits.
+    /// @param filter_mask   Property bits; a client that ignores filters gets every property.
     /// @param title_format  value of the title-format option ("tracktitle", "titlealbum", …).
     CDSDIDLSerializer(const DMSClientChecker& client, const MimeTable& mime, std::string host, std::uint16_t port,
                       std::uint32_t options, std::uint32_t filter_mask, std::string_view title_format);
@@ -49,23 +54,56 @@ public:
     std::string_view Text() const { return buffer_.View(); }
 
 private:
+    /// How dc:title of a music track is composed.
+    enum class TitleFormat { Plain, TrackTitle, TitleAlbum, TitleArtist, ArtistAlbum };
+    static TitleFormat TitleFormatOf(std::string_view option, std::uint32_t options);
+
     bool Wants(std::uint32_t property_bits) const { return (filter_ & property_bits) != 0; }
     bool Option(std::uint32_t flag) const { return (options_ & flag) != 0; }
+    /// True when the filter asks for any property that only a res element can carry.
+    bool WantsRes() const;
 
     /// Fourth field of protocolInfo. `kind` is "video", "audio" or "radio"; `profile` is in and out: a name that is
-    /// already known, and the one that was found (empty for none).
+    /// already known, and the one that was found (empty for none). A null `record` finds no video profile.
     std::string MakeDlnaParams(std::string_view kind, std::string_view mime, const NIMB_MEDIA_INFO* record,
                                std::string& profile) const;
 
-    TextBuffer buffer_;
-    TextBuffer body_;  // scratch for one item, reused
-    DMSClientChecker client_;
+    /// Free text, without the characters that the client cannot take.
+    void AppendEscaped(TextBuffer& out, std::string_view text) const;
+    /// Metadata into body_, "<tag>value</name>", where `tag` is the name and perhaps attributes. Nothing when the value
+    /// is empty or the filter does not ask for the property.
+    void AppendElement(std::uint32_t property, std::string_view tag, std::string_view value);
+    /// ` name="value"` of an open res tag in body_, when the value is positive and the filter asks for it.
+    void AppendResNumber(std::uint32_t property, const char* name, std::int64_t value);
+    /// ` duration="…"`, under the same conditions.
+    void AppendResDuration(float seconds);
+    /// Seconds without their fraction; 0 for what is no duration, bounded so that sizes made from it stay in 64 bits.
+    static std::int64_t WholeSeconds(double seconds);
+
+    /// The container element with `extra` before its end tag.
+    void WriteContainer(std::string_view id, std::string_view parent_id, std::string_view child_count,
+                        std::string_view title, std::string_view upnp_class, std::string_view extra);
+    /// The item element around what body_ holds, then `end`. Empties body_.
+    void WriteItem(std::string_view id, std::string_view parent_id, std::string_view title,
+                   std::string_view upnp_class, std::string_view end = "\n");
+
+    bool OffersTranscoding(std::string_view extension) const;
+    void ComposeTrackTitle(const NIMB_MEDIA_INFO& record, bool transcoded, std::string& title) const;
+    void AppendMusicMetadata(const NIMB_MEDIA_INFO& record);
+    void AppendMusicArt(const NIMB_MEDIA_INFO& record);
+    void AppendMusicRes(const NIMB_MEDIA_INFO& record, bool transcoded, bool pcm);
+    void AppendRadioRes(const RadioStation& station, bool pcm);
+
+    // Fixed after construction.
+    const DMSClientChecker client_;
     const MimeTable& mime_;
-    std::string host_;
-    std::uint16_t port_;
-    std::uint32_t options_;
-    std::uint32_t filter_;
-    int title_format_;
+    const std::string host_;
+    const std::uint32_t options_;
+    const std::uint32_t filter_;
+    const TitleFormat title_format_;
+
+    TextBuffer buffer_;  // what has been written
+    TextBuffer body_;    // metadata and res elements of the item at hand; reused from item to item
 };
 
 }  // namespace MediaServer
