@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace MediaServer {
 
@@ -45,8 +46,24 @@ bool NLIBCFileExist(const char* path);
 
 /// The error that the last failing NLIBC call of this thread met (an errno value), 0 when none.
 int NLIBCErrGet();
+/// Sets it; for the calls of that family in other folders.
+void NLIBCErrSet(int error);
 
-/// Reads a whole file of at most `limit` bytes. Nothing when it cannot be read or is larger.
+/// Takes the next line off `rest`: without its line ending, blanks at both ends dropped, empty lines and lines that
+/// start with '#' skipped (a byte order mark as well). @return false at the end. `line` points into the text.
+bool NextConfigLine(std::string_view& rest, std::string_view& line);
+
+/// A line "key=value" taken apart: blanks around both and a pair of double quotes around the value are dropped. Nothing
+/// without a '=' or without a key. The views point into the line.
+std::optional<std::pair<std::string_view, std::string_view>> ParseKeyValue(std::string_view line);
+
+/// `text` without the blanks (space, tab, carriage return) at both ends.
+std::string_view TrimBlanks(std::string_view text);
+
+/// Largest configuration file that is read; no file of the package comes near it.
+inline constexpr std::size_t kMaxConfigFileBytes = 1024 * 1024;
+
+/// Reads a whole regular file of at most `limit` bytes. Nothing, with errno set, when it cannot be read or is larger.
 std::optional<std::string> ReadWholeFile(const std::string& path, std::size_t limit);
 
 /// Replaces `path` so that a crash at any moment leaves either the old or the new content: temporary file beside it,

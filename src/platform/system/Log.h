@@ -27,5 +27,4 @@ void DMSLogClose();
 }  // namespace MediaServer
 
 /// Base name of the current source file, as the source-located messages print it.
-#define DMS_SOURCE_FILE                                                                     \
-    (__builtin_strrchr(__FILE__, '/') ? __builtin_strrchr(__FILE__, '/') + 1 : __FILE__)
+#define DMS_SOURCE_FILE (__builtin_strrchr(__FILE__, '/') ? __builtin_strrchr(__FILE__, '/') + 1 : __FILE__)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -8,10 +9,18 @@
 
 namespace MediaServer {
 
+class TextBuffer;
+
 /// Escapes text for XML content and attribute values: & < > " ' become entities. Each character of `offending` (those
 /// that the client's parser cannot take, from its profile) becomes '_'. Bytes that XML 1.0 forbids (control
 /// characters, broken UTF-8) become U+FFFD, so the result is always well formed.
 std::string XMLEscape(std::string_view text, std::string_view offending = {});
+
+/// XMLEscape straight into a buffer, for the texts of every item of a list.
+void AppendXMLEscaped(TextBuffer& out, std::string_view text, std::string_view offending = {});
+
+/// Length in bytes of the UTF-8 sequence (RFC 3629) at the start of `text`; 0 when it is broken or `text` is empty.
+std::size_t Utf8SequenceLength(std::string_view text);
 
 /// Percent-encodes everything but the unreserved characters of RFC 3986.
 std::string URLEncode(std::string_view text);
@@ -39,7 +48,8 @@ std::string NLIBCStrTokIndex(std::string_view text, std::string_view separators,
 
 /// Extension without the dot, as it stands in the path; empty when the file name has none.
 std::string_view PathExtension(std::string_view path);
-/// File name without directories; `BaseNameWithoutExtension` also drops the last extension.
+/// File name without directories, empty for a path that ends in a slash; `BaseNameWithoutExtension` also drops the last
+/// extension.
 std::string_view BaseName(std::string_view path);
 std::string_view BaseNameWithoutExtension(std::string_view path);
 /// Directory part without the final slash ("/" for a file in the root, "." without any slash), as dirname(3).

@@ -7,7 +7,9 @@
 #ifndef pg_attribute_printf
 #define pg_attribute_printf(text, first) __attribute__((format(printf, text, first)))
 #endif
+extern "C" {  // which the header leaves to its reader
 #include <postgresql/internal/pqexpbuffer.h>
+}
 
 namespace MediaServer {
 
