@@ -12,23 +12,25 @@ namespace MediaServer {
 /// Bits of the recognition flags; the capability word is the same word. What each does is said where it is set, in
 /// agent.conf, by the name in parentheses.
 namespace ClientFlag {
-inline constexpr std::uint32_t kNoThumbnails = 0x1;           ///< no extra thumbnail resources (no-thumbnails)
-inline constexpr std::uint32_t kNoL16 = 0x2;                  ///< no L16 transcoded resource (no-l16)
-inline constexpr std::uint32_t kL16Only = 0x4;                ///< transcode ".wav", transcoded audio as L16 only (l16-only)
-inline constexpr std::uint32_t kNoAlbumArt = 0x8;             ///< no album art (no-album-art)
-inline constexpr std::uint32_t kThumbnailsFirst = 0x10;       ///< photo thumbnails before the main resource (thumbnails-first)
-inline constexpr std::uint32_t kNoVideoCover = 0x20;          ///< no cover art on videos (no-video-cover)
-inline constexpr std::uint32_t kTranscodeMkv = 0x40;          ///< Matroska as MPEG-2 transport stream (transcode-mkv)
-inline constexpr std::uint32_t kVideoAlbumArt = 0x80;         ///< video cover as upnp:albumArtURI (video-album-art)
-inline constexpr std::uint32_t kSubtitleResource = 0x100;     ///< subtitle res on videos (subtitle-resource)
-inline constexpr std::uint32_t kPhoto1280 = 0x200;            ///< 1280-pixel photo renditions, "xlp" (photo-1280)
-inline constexpr std::uint32_t kTextItems = 0x400;            ///< lists subtitle files; file names with extension (text-items)
-inline constexpr std::uint32_t kForceJpegLarge = 0x800;       ///< JPEG_LRG for larger JPEGs (force-jpeg-lrg)
-inline constexpr std::uint32_t kMpegMapping = 0x1000;         ///< size-based MPEG profile names (mpeg-mapping)
-inline constexpr std::uint32_t kSmall640 = 0x2000;            ///< 640-pixel small photo renditions (small-640)
-inline constexpr std::uint32_t kSlashSeparator = 0x4000;      ///< identifiers use "/" and "$" (slash-separator)
-inline constexpr std::uint32_t kOriginalArt = 0x8000;         ///< art in original size (original-art)
-inline constexpr std::uint32_t kVideoFileNames = 0x20000;     ///< video titles are file names with extension (video-file-names)
+inline constexpr std::uint32_t kNoThumbnails = 0x1;  ///< no extra thumbnail resources (no-thumbnails)
+inline constexpr std::uint32_t kNoL16 = 0x2;         ///< no L16 transcoded resource (no-l16)
+inline constexpr std::uint32_t kL16Only = 0x4;       ///< transcode ".wav", transcoded audio as L16 only (l16-only)
+inline constexpr std::uint32_t kNoAlbumArt = 0x8;    ///< no album art (no-album-art)
+inline constexpr std::uint32_t kThumbnailsFirst =
+    0x10;                                              ///< photo thumbnails before the main resource (thumbnails-first)
+inline constexpr std::uint32_t kNoVideoCover = 0x20;   ///< no cover art on videos (no-video-cover)
+inline constexpr std::uint32_t kTranscodeMkv = 0x40;   ///< Matroska as MPEG-2 transport stream (transcode-mkv)
+inline constexpr std::uint32_t kVideoAlbumArt = 0x80;  ///< video cover as upnp:albumArtURI (video-album-art)
+inline constexpr std::uint32_t kSubtitleResource = 0x100;  ///< subtitle res on videos (subtitle-resource)
+inline constexpr std::uint32_t kPhoto1280 = 0x200;         ///< 1280-pixel photo renditions, "xlp" (photo-1280)
+inline constexpr std::uint32_t kTextItems = 0x400;  ///< lists subtitle files; file names with extension (text-items)
+inline constexpr std::uint32_t kForceJpegLarge = 0x800;   ///< JPEG_LRG for larger JPEGs (force-jpeg-lrg)
+inline constexpr std::uint32_t kMpegMapping = 0x1000;     ///< size-based MPEG profile names (mpeg-mapping)
+inline constexpr std::uint32_t kSmall640 = 0x2000;        ///< 640-pixel small photo renditions (small-640)
+inline constexpr std::uint32_t kSlashSeparator = 0x4000;  ///< identifiers use "/" and "$" (slash-separator)
+inline constexpr std::uint32_t kOriginalArt = 0x8000;     ///< art in original size (original-art)
+inline constexpr std::uint32_t kVideoFileNames =
+    0x20000;  ///< video titles are file names with extension (video-file-names)
 }  // namespace ClientFlag
 
 /// The profile of one recognised client: a plain record, cheap to copy, built anew for every request.
@@ -40,20 +42,22 @@ public:
     static void ReleaseClientList();
 
     /// A known profile name decides; else the first profile whose user-agent rule matches; else the default profile.
-    /// @param no_agent_is_dlna  a client without a user agent is treated as a DLNA client.
+    /// @param no_agent_is_dlna  a client whose user agent is missing or matches no profile is treated as a DLNA client;
+    ///                          when false it gets no DLNA parameters. Recognised clients are not affected.
     /// Threads: any, at once.
     DMSClientChecker(std::string_view user_agent, std::string_view profile_name, bool no_agent_is_dlna);
 
     std::string profile_name = "Default Profile";
-    bool full_menu = false;           ///< console kind: "ContainerID", full built-in menu, searches as browses; it is also
-                                      ///< the full-metadata flag A: filter forced to all, ".wav" offered transcoded
-    bool flat_menu = false;           ///< flat built-in menu, class searches from the root
-    bool audio_only = false;          ///< music-only menu
-    bool numbered_containers = false; ///< numbered menu for "1" and "6", SQL search, search capabilities "*" (Roku kind)
-    bool dlna_parameters = true;      ///< off: the fourth protocolInfo field is "*"
-    bool role_attributes = false;     ///< upnp:artist and upnp:author with role attributes
-    bool full_metadata = false;       ///< full-metadata flag B: filter forced to all
-    bool large_photo = false;         ///< photos too large for JPEG_LRG are announced as such, at 1024x1024
+    bool full_menu = false;   ///< console kind: "ContainerID", full built-in menu, searches as browses; it is also
+                              ///< the full-metadata flag A: filter forced to all, ".wav" offered transcoded
+    bool flat_menu = false;   ///< flat built-in menu, class searches from the root
+    bool audio_only = false;  ///< music-only menu
+    bool numbered_containers =
+        false;                     ///< numbered menu for "1" and "6", SQL search, search capabilities "*" (Roku kind)
+    bool dlna_parameters = true;   ///< off: the fourth protocolInfo field is "*"
+    bool role_attributes = false;  ///< upnp:artist and upnp:author with role attributes
+    bool full_metadata = false;    ///< full-metadata flag B: filter forced to all
+    bool large_photo = false;      ///< photos too large for JPEG_LRG are announced as such, at 1024x1024
     bool always_art_profile = false;  ///< dlna:profileID on every album art URI
     std::uint32_t flags = 0;          ///< ClientFlag bits
 

@@ -11,6 +11,11 @@ namespace MediaServer {
 using HeaderMap = std::map<std::string, std::string>;  ///< lower-cased names to values
 
 /// The clients that the server has seen, by MAC address, kept in client_list.json.
+/// The file, written whole with one tab as indentation; members that the list does not know stay as they are:
+///   {"ClientList": {"aa:bb:cc:dd:ee:ff": {"ip": "192.168.1.7", "profileName": "VLC", "detectedProfile": "VLC",
+///                                         "isAccess": "false", "browse_user-agent": "...", "modelName": "..."}}}
+/// "ClientList" is 0 while no client was ever seen. A "profileName" that differs from "detectedProfile" was set by hand
+/// and stays; the list never writes "isAccess".
 /// Threads: every operation may be called at any time; one lock serialises them. No call holds it during file I/O of
 /// another path than the list's own.
 class DMSClientList {
@@ -18,8 +23,13 @@ public:
     DMSClientList();
     virtual ~DMSClientList();
 
+    /// Writes the file of a fresh installation: "ClientList" with the value 0, in the layout of WriteToFile.
+    static bool WriteNewFile(const std::string& list_file);
+
     /// Reads the list and the profile definitions, forgetting what was in memory. A broken file is kept aside as
-    /// "<name>.broken" with a log line and the list starts empty. @return false when the file could not be used.
+    /// "<name>.broken" with a log line; what was in memory then stands (nothing, at start-up), so that a slip of the
+    /// pen in an editor neither loses the list nor lets refused clients in. A missing file empties the list.
+    /// @return false when the file could not be used.
     bool Load(const std::string& list_file, const std::string& profile_file);
     /// Writes the list back, whole or not at all. @return false after the reason was logged.
     bool WriteToFile();
@@ -33,6 +43,8 @@ public:
     std::string FindKey(const std::string& mac, std::string_view key) const;
     /// MAC of the entry with that address, or empty.
     std::string FindMacByIP(const std::string& ip) const;
+    /// Forgets what a client said of itself and the profile that came of it. "isAccess" stays: it is the owner's word
+    /// about the device, and this is called because the client changed its user agent, which is the client's to choose.
     void EraseObject(const std::string& mac);
 
     void SetAccessRightsDisabled(bool disabled);
