@@ -1,9 +1,9 @@
 #pragma once
 
-#include <libpq-fe.h>
-
 #include <memory>
 #include <span>
+
+#include <libpq-fe.h>
 
 namespace MediaServer {
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/database/Database.h"
 #include "platform/media/MediaKind.h"
@@ -15,9 +16,13 @@ namespace MediaServer {
 /// Conditions, field lists and orders are SQL text: callers put nothing of a client's into them but what went through
 /// SQLEscapeString, SQLEscapeCondition or ParseRowId.
 /// Lifetime: one request. Threads: one. The connection must outlive it; a null connection makes every call fail.
+/// Several may be open on one connection at once, each in the middle of its rows.
 class MediaDB {
 public:
     explicit MediaDB(MediaKind table, PGconn* connection = ThreadDBConnection());
+    ~MediaDB();
+    MediaDB(const MediaDB&) = delete;
+    MediaDB& operator=(const MediaDB&) = delete;
 
     /// Conditions are ANDed. Empty ones are ignored.
     void AddCondition(std::string_view condition);
@@ -30,7 +35,8 @@ public:
 
     /// Runs the query. Rows stream in: memory does not grow with their number when `limit` is 0.
     /// @param fields  select list; "*" for whole records.
-    /// @param order   ORDER BY text, empty for none. Ties are broken by id, so pages join without gaps.
+    /// @param order   ORDER BY text, empty for none. Ties are broken by id (in groups by `group`), so pages join
+    ///                without gaps.
     /// @param offset  rows to skip. @param limit most rows; 0 means all.
     /// @param group   GROUP BY text, empty for none.
     /// @return number of rows, or a negative value after the reason was logged.
@@ -39,6 +45,10 @@ public:
 
     /// Rows that match the conditions, or negative on failure.
     std::int32_t SelectTotal();
+
+    /// Rows that Select would give with these fields and `group` and no limit, or negative on failure. With it a page
+    /// of groups is asked for with `offset` and `limit` like a page of items, without reading all groups.
+    std::int32_t SelectTotal(std::string_view fields, std::string_view group);
 
     /// Steps to the next row of the last Select. @return false after the last one.
     bool NextRow();
@@ -49,13 +59,20 @@ public:
     void FetchMediaItem(NIMB_MEDIA_INFO& record) const;
 
 private:
-    PgResult Run(std::string_view select_list, std::string_view tail, const char* what);
+    PgResult Run(const std::string& sql, const char* what);
+    std::string SelectText(std::string_view fields, std::string_view tail) const;
+    std::int32_t OpenCursor(const std::string& select);
+    bool FetchChunk();
+    void CloseCursor();
+    std::string_view Value(int column) const;
 
     MediaKind table_;
     PGconn* connection_;
     std::string where_;
     PgResult rows_;
     int row_ = -1;
+    std::string cursor_;  ///< name of the open cursor, empty when all rows of the query are in rows_
+    mutable std::vector<int> record_columns_;  ///< column of each record member in rows_, found at the first record
 };
 
 }  // namespace MediaServer

@@ -1,0 +1,160 @@
+#include "platform/database/Database.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "platform/system/Files.h"
+#include "platform/system/Log.h"
+
+namespace MediaServer {
+namespace {
+
+/// Statements of a page take milliseconds: one that takes longer than this is stuck. to_char is looked up in the media
+/// schema first (see the schema for why).
+constexpr char kSessionOptions[] =
+    "-c statement_timeout=10000 -c standard_conforming_strings=on -c datestyle=ISO -c jit=off "
+    "-c search_path=public,pg_catalog -c client_min_messages=warning";
+constexpr char kConnectTimeoutSeconds[] = "3";
+/// Any number that nothing else in the database uses as an advisory lock.
+constexpr char kMigrationLock[] = "7236001";
+constexpr std::size_t kMaxMigrationBytes = 1 << 20;
+
+struct Connection {
+    PGconn* handle = nullptr;
+    ~Connection() { NIMBDBClose(handle); }
+};
+
+bool HasRows(const PGresult* result) {
+    const ExecStatusType status = PQresultStatus(result);
+    return status == PGRES_TUPLES_OK || status == PGRES_COMMAND_OK;
+}
+
+PgResult Execute(PGconn* connection, const char* sql, std::span<const char* const> params) {
+    return PgResult{
+        PQexecParams(connection, sql, static_cast<int>(params.size()), nullptr, params.data(), nullptr, nullptr, 0)};
+}
+
+/// Runs a script of any number of statements.
+bool RunScript(PGconn* connection, const std::string& sql, const std::string& what) {
+    const PgResult result{PQexec(connection, sql.c_str())};
+    if (HasRows(result.get())) return true;
+    DMSPrintf(0, "could not %s: %s", what.c_str(), PQerrorMessage(connection));
+    return false;
+}
+
+bool IsMigration(const std::string& name) {
+    return name.size() > 9 &&
+           std::all_of(name.begin(), name.begin() + 4, [](char c) { return c >= '0' && c <= '9'; }) && name[4] == '-' &&
+           name.ends_with(".sql");
+}
+
+std::vector<std::string> ListMigrations(const char* directory) {
+    std::vector<std::string> names;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(directory, error)) {
+        if (std::string name = entry.path().filename().string(); IsMigration(name)) names.push_back(std::move(name));
+    }
+    if (error) DMSPrintf(0, "could not read schema directory \"%s\": %s", directory, error.message().c_str());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+bool RunMigration(PGconn* connection, const std::string& directory, const std::string& name) {
+    const std::string version = std::to_string(std::stoi(name.substr(0, 4)));
+    const char* const params[] = {version.c_str()};
+    const PgResult done =
+        Query(connection, "SELECT 1 FROM schema_version WHERE version = $1", params, "read the schema version");
+    if (!done) return false;
+    if (PQntuples(done.get()) > 0) return true;
+    const std::string path = directory + "/" + name;
+    const auto script = ReadWholeFile(path, kMaxMigrationBytes);
+    if (!script) {
+        DMSPrintf(0, "could not read schema file \"%s\"", path.c_str());
+        return false;
+    }
+    const std::string what = "run schema file \"" + path + "\"";
+    const char* const note[] = {version.c_str(), name.c_str()};
+    if (RunScript(connection, "BEGIN", what) && RunScript(connection, *script, what) &&
+        Query(connection, "INSERT INTO schema_version (version, name) VALUES ($1, $2)", note, what.c_str()) &&
+        RunScript(connection, "COMMIT", what)) {
+        DMSPrintf(2, "database schema is now at version %s", version.c_str());
+        return true;
+    }
+    const PgResult undone{PQexec(connection, "ROLLBACK")};
+    return false;
+}
+
+bool RunMigrations(PGconn* connection, const char* directory, const std::vector<std::string>& names) {
+    return RunScript(connection,
+                     "CREATE TABLE IF NOT EXISTS schema_version (version integer PRIMARY KEY, name text NOT NULL, "
+                     "applied timestamptz NOT NULL DEFAULT now())",
+                     "create the schema version table") &&
+           std::all_of(names.begin(), names.end(),
+                       [&](const std::string& name) { return RunMigration(connection, directory, name); });
+}
+
+}  // namespace
+
+PGconn* NIMBDBConnect(const char* host, const char* user, const char* password, const char* database) {
+    const char* const keywords[] = {
+        "host", "user", "password", "dbname", "options", "client_encoding", "connect_timeout", nullptr};
+    const char* const values[] = {host,   user, password, database, kSessionOptions, "UTF8", kConnectTimeoutSeconds,
+                                  nullptr};
+    PGconn* connection = PQconnectdbParams(keywords, values, 0);
+    if (PQstatus(connection) == CONNECTION_OK) return connection;
+    DMSPrintf(0, "could not connect to database \"%s\": %s", database ? database : "", PQerrorMessage(connection));
+    PQfinish(connection);
+    return nullptr;
+}
+
+void NIMBDBClose(PGconn* connection) noexcept {
+    PQfinish(connection);
+}
+
+PGconn* ThreadDBConnection() {
+    thread_local Connection connection;
+    if (connection.handle && PQstatus(connection.handle) != CONNECTION_OK) {
+        NIMBDBClose(connection.handle);
+        connection.handle = nullptr;
+    }
+    if (!connection.handle) connection.handle = NIMBDBConnect(nullptr, "admin", nullptr, "mediaserver");
+    return connection.handle;
+}
+
+PgResult Query(PGconn* connection, const char* sql, std::span<const char* const> params, const char* what) noexcept {
+    // Inside a transaction a lost connection has lost work that only the caller can do again.
+    const PGTransactionStatusType transaction = PQtransactionStatus(connection);
+    const bool may_repeat = transaction == PQTRANS_IDLE || transaction == PQTRANS_UNKNOWN;
+    PgResult result = Execute(connection, sql, params);
+    if (!HasRows(result.get()) && connection && PQstatus(connection) == CONNECTION_BAD && may_repeat) {
+        // The server restarted while the connection was idle; libpq notices only now.
+        PQreset(connection);
+        result = Execute(connection, sql, params);
+    }
+    if (HasRows(result.get())) return result;
+    DMSPrintf(0, "could not %s: %s", what, connection ? PQerrorMessage(connection) : "no database connection");
+    return nullptr;
+}
+
+bool MigrateSchema(PGconn* connection, const char* directory) {
+    const std::vector<std::string> names = ListMigrations(directory);
+    if (names.empty()) {
+        DMSPrintf(0, "could not find any schema file in \"%s\"", directory);
+        return false;
+    }
+    // Another process may be building indexes of a large library: wait as long as it takes.
+    if (!RunScript(connection,
+                   std::string("SET statement_timeout = 0; SELECT pg_advisory_lock(") + kMigrationLock + ")",
+                   "lock the database schema")) {
+        return false;
+    }
+    const bool done = RunMigrations(connection, directory, names);
+    const PgResult unlocked{
+        PQexec(connection,
+               (std::string("SELECT pg_advisory_unlock(") + kMigrationLock + "); RESET statement_timeout").c_str())};
+    return done;
+}
+
+}  // namespace MediaServer

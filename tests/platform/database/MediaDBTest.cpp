@@ -1,0 +1,233 @@
+#include <random>
+
+#include <gtest/gtest.h>
+
+#include "platform/database/MediaDB.h"
+#include "platform/database/MediaInfoDB.h"
+#include "platform/database/TestDatabase.h"
+#include "platform/text/Text.h"
+
+namespace MediaServer {
+namespace {
+
+using Ids = std::vector<std::int32_t>;
+
+Ids ReadIds(MediaDB& rows) {
+    Ids ids;
+    while (rows.NextRow()) ids.push_back(rows.FetchFieldAsInt("id"));
+    return ids;
+}
+
+class MediaDBTest : public DatabaseTest {
+protected:
+    void AddSongs(int count) {
+        database.Execute(
+            "INSERT INTO music (path, title, album, disc, track) SELECT '/m/' || n || '.mp3', 't' || n,"
+            " 'album ' || n % 7, n % 3, n % 5 FROM generate_series(1, " +
+            std::to_string(count) + ") n");
+    }
+};
+
+TEST_F(MediaDBTest, FillsARecordFromEveryTable) {
+    database.Insert("music", "path, title, year, duration, frame_bitrate, filesize, date, embedded_art",
+                    "'/m/ä.flac', 'Ä', 1999, 200.5, 4294967295, 5000000000, '2020-05-06 07:08:09', 1");
+    database.Insert("photo", "path, title, resolutionx", "'/p/a.jpg', 'A', 4000");
+    database.Insert("directory", "path, title", "'/m', 'm'");
+    NIMB_MEDIA_INFO record;
+
+    MediaDB music(MediaKind::Music);
+    ASSERT_EQ(music.Select("*", "", 0, 0), 1);
+    ASSERT_TRUE(music.NextRow());
+    music.FetchMediaItem(record);
+    EXPECT_EQ(record.title, "Ä");
+    EXPECT_EQ(record.year, 1999);
+    EXPECT_EQ(record.duration, 200.5F);
+    EXPECT_EQ(record.frame_bitrate, 4294967295U);
+    EXPECT_EQ(record.filesize, 5000000000);
+    EXPECT_EQ(record.date, "2020-05-06 07:08:09");
+    EXPECT_EQ(record.embedded_art, 1);
+
+    // The same record again: what the photo table lacks must not keep the song's values.
+    MediaDB photos(MediaKind::Photo);
+    ASSERT_EQ(photos.Select("*", "", 0, 0), 1);
+    ASSERT_TRUE(photos.NextRow());
+    photos.FetchMediaItem(record);
+    EXPECT_EQ(record.path, "/p/a.jpg");
+    EXPECT_EQ(record.resolutionx, 4000);
+    EXPECT_EQ(record.year, 0);
+    EXPECT_EQ(record.timetaken, "1970-01-01 00:00:00");
+    EXPECT_FALSE(photos.NextRow());
+    EXPECT_EQ(photos.FetchField("path"), "") << "a field after the last row";
+
+    MediaDB directories(MediaKind::Directory);
+    ASSERT_EQ(directories.Select("id, title", "title", 0, 0), 1);
+    ASSERT_TRUE(directories.NextRow());
+    EXPECT_EQ(directories.FetchField("title"), "m");
+    EXPECT_EQ(directories.FetchField("no such field"), "");
+}
+
+TEST_F(MediaDBTest, PagesJoinedEqualTheWhole) {
+    AddSongs(1500);
+    struct Song {
+        std::string album;
+        int disc, track, id;
+        auto operator<=>(const Song&) const = default;
+    };
+    std::vector<Song> model;
+    for (int n = 1; n <= 1500; ++n) model.push_back({"album " + std::to_string(n % 7), n % 3, n % 5, n});
+    std::sort(model.begin(), model.end());
+
+    const unsigned seed = std::random_device{}();
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    for (int round = 0; round < 40; ++round) {
+        const int offset = static_cast<int>(random() % 1600);
+        const int limit = round % 4 == 0 ? 0 : static_cast<int>(random() % 600);  // 0 and beyond one chunk as well
+        SCOPED_TRACE(testing::Message() << "offset " << offset << " limit " << limit);
+        Ids expected;
+        for (int i = offset; i < 1500 && (limit == 0 || i < offset + limit); ++i) expected.push_back(model[i].id);
+        MediaDB rows(MediaKind::Music);
+        EXPECT_EQ(rows.Select("*", "album, disc, track", offset, limit), static_cast<int>(expected.size()));
+        EXPECT_EQ(ReadIds(rows), expected);
+    }
+}
+
+TEST_F(MediaDBTest, ALongListSurvivesOtherQueriesAndTheirFailures) {
+    AddSongs(1000);
+    MediaDB outer(MediaKind::Music), second(MediaKind::Music);
+    ASSERT_EQ(outer.Select("id", "id", 0, 0), 1000);
+    ASSERT_EQ(second.Select("id", "id DESC", 0, 0), 1000);
+    for (int id = 1; id <= 1000; ++id) {
+        ASSERT_TRUE(outer.NextRow());
+        ASSERT_TRUE(second.NextRow());
+        ASSERT_EQ(outer.FetchFieldAsInt("id"), id);
+        ASSERT_EQ(second.FetchFieldAsInt("id"), 1001 - id);
+        if (id % 300 == 0) {
+            MediaDB broken(MediaKind::Music);
+            broken.AddCondition("no such column = 1");
+            EXPECT_LT(broken.Select("*", "", 0, 0), 0);
+            EXPECT_LT(broken.SelectTotal(), 0);
+        }
+    }
+    EXPECT_FALSE(outer.NextRow());
+    EXPECT_EQ(outer.Select("id", "", 0, 3), 3) << "a new query takes the place of an open list";
+    EXPECT_EQ(database.Value("SELECT count(*) FROM music"), "1000");
+}
+
+TEST_F(MediaDBTest, GroupsAreCountedAndPaged) {
+    AddSongs(700);
+    database.Insert("music", "path, album", "'/m/none.mp3', ''");
+    MediaDB rows(MediaKind::Music);
+    EXPECT_EQ(rows.SelectTotal("album AS cateval, MIN(id) AS minid", "cateval"), 8);
+    ASSERT_EQ(rows.Select("album AS cateval, MIN(id) AS minid", "cateval", 6, 5, "cateval"), 2);
+    ASSERT_TRUE(rows.NextRow());
+    EXPECT_EQ(rows.FetchField("cateval"), "album 5");
+    EXPECT_EQ(rows.FetchFieldAsInt("minid"), 5);
+    rows.AddCondition("album = 'album 5'");
+    EXPECT_EQ(rows.SelectTotal("disc AS cateval", "cateval"), 3);
+    EXPECT_EQ(rows.SelectTotal(), 100);
+}
+
+TEST_F(MediaDBTest, NamesAreOrderedAsPeopleExpect) {
+    for (const char* title : {"Disc 10", "disc 2", "Zebra", "Édith", "Edith Q", "abba", "ABBA 2"}) {
+        database.Insert("directory", "path, title", std::string("'/") + title + "', '" + title + "'");
+    }
+    MediaDB rows(MediaKind::Directory);
+    rows.Select("title", "title", 0, 0);
+    std::string order;
+    while (rows.NextRow()) order.append(rows.FetchField("title")).append("|");
+    EXPECT_EQ(order, "abba|ABBA 2|disc 2|Disc 10|Édith|Edith Q|Zebra|");
+}
+
+TEST_F(MediaDBTest, DirectoryConditionsTakeAnyName) {
+    struct DirectoryCase {
+        const char* why;
+        const char* directory;
+        const char* beside;  ///< must not be taken for the directory
+    };
+    constexpr DirectoryCase kCases[] = {
+        {"quotes end no literal", "/m/it's \"'; DROP TABLE music; --", "/m/it"},
+        {"percent matches only itself", "/m/100%", "/m/1000"},
+        {"underscore matches only itself", "/m/a_b", "/m/axb"},
+        {"backslash escapes nothing", "/m/back\\slash", "/m/backslash"},
+        {"a name that begins alike", "/m/abc", "/m/abcd"},
+        {"not only letters", "/m/日本 🎵", "/m/日本"},
+    };
+    for (const DirectoryCase& c : kCases) {
+        SCOPED_TRACE(c.why);
+        database.Clear();
+        const auto add = [&](const std::string& directory) {
+            const std::string path = SQLEscapeString(directory);
+            const int id = database.Insert("directory", "path", "'" + path + "'");
+            const int below =
+                database.Insert("directory", "path, parent_id", "'" + path + "/s', " + std::to_string(id));
+            database.Insert("music", "path, parent_id", "'" + path + "/1.mp3', " + std::to_string(id));
+            database.Insert("music", "path, parent_id", "'" + path + "/s/2.mp3', " + std::to_string(below));
+        };
+        add(c.beside);
+        add(c.directory);
+        MediaDB direct(MediaKind::Music), subtree(MediaKind::Music), directories(MediaKind::Directory);
+        direct.AddParentCondition(c.directory);
+        EXPECT_EQ(direct.Select("id", "id", 0, 0), 1);
+        EXPECT_EQ(ReadIds(direct), Ids{3});
+        subtree.AddSubtreeCondition(std::string(c.directory) + "/");
+        EXPECT_EQ(subtree.Select("id", "id", 0, 0), 2);
+        EXPECT_EQ(ReadIds(subtree), (Ids{3, 4}));
+        directories.AddParentCondition(c.directory);
+        EXPECT_EQ(directories.SelectTotal(), 1);
+    }
+}
+
+TEST_F(MediaDBTest, ExcludesAVideoCodecFromVideosOnly) {
+    database.Insert("video", "path, video_codec", "'/v/a.mkv', 'text'");
+    database.Insert("video", "path, video_codec", "'/v/b.mkv', 'h264'");
+    database.Insert("directory", "path", "'/v'");
+    for (const auto& [kind, left] : {std::pair{MediaKind::Video, 1}, std::pair{MediaKind::Directory, 1}}) {
+        MediaDB rows(kind);
+        rows.AddExcludeVideoCodec("text");
+        EXPECT_EQ(rows.SelectTotal(), left);
+    }
+}
+
+TEST_F(MediaDBTest, PathsAreFoundById) {
+    const int id = database.Insert("video", "path", "'/v/a.mkv'");
+    std::string path;
+    EXPECT_EQ(FindMediaPath(MediaKind::Video, id, path), Lookup::Found);
+    EXPECT_EQ(path, "/v/a.mkv");
+    EXPECT_EQ(FindMediaPath(MediaKind::Video, id + 1, path), Lookup::NotFound);
+    EXPECT_EQ(FindMediaPath(MediaKind::Music, id, path), Lookup::NotFound);
+    MediaInfoCursorPtr cursor(MediaInfoDBOpen(MediaKind::Video, "path", "id=1"));
+    EXPECT_EQ(MediaInfoDBGet(cursor.get()), "/v/a.mkv");
+    EXPECT_EQ(MediaInfoDBGet(cursor.get()), std::nullopt);
+}
+
+TEST_F(MediaDBTest, TheRequestAfterARestartSucceeds) {
+    AddSongs(3);
+    EXPECT_EQ(MediaDB(MediaKind::Music).SelectTotal(), 3);
+    database.Stop();
+    EXPECT_LT(MediaDB(MediaKind::Music).SelectTotal(), 0);
+    std::string path;
+    EXPECT_EQ(FindMediaPath(MediaKind::Music, 1, path), Lookup::Failed);
+    database.Start();
+    EXPECT_EQ(MediaDB(MediaKind::Music).SelectTotal(), 3);
+
+    // A restart between two requests, which nobody noticed.
+    database.Stop();
+    database.Start();
+    EXPECT_EQ(MediaDB(MediaKind::Music).SelectTotal(), 3);
+}
+
+TEST_F(MediaDBTest, ARestartInTheMiddleOfALongListEndsIt) {
+    AddSongs(1000);
+    MediaDB rows(MediaKind::Music);
+    ASSERT_EQ(rows.Select("id", "id", 0, 0), 1000);
+    ASSERT_TRUE(rows.NextRow());
+    database.Stop();
+    database.Start();
+    while (rows.NextRow()) {
+    }
+    EXPECT_EQ(rows.Select("id", "id", 0, 10), 10);
+}
+
+}  // namespace
+}  // namespace MediaServer
