@@ -73,6 +73,8 @@ private:
     /// Metadata into body_, "<tag>value</name>", where `tag` is the name and perhaps attributes. Nothing when the value
     /// is empty or the filter does not ask for the property.
     void AppendElement(std::uint32_t property, std::string_view tag, std::string_view value);
+    /// Opens a res tag in body_ with its protocolInfo and leaves the profile name that was found in profile_.
+    void OpenRes(std::string_view kind, std::string_view mime, const NIMB_MEDIA_INFO* record);
     /// ` name="value"` of an open res tag in body_, when the value is positive and the filter asks for it.
     void AppendResNumber(std::uint32_t property, const char* name, std::int64_t value);
     /// ` duration="…"`, under the same conditions.
@@ -84,15 +86,20 @@ private:
     void WriteContainer(std::string_view id, std::string_view parent_id, std::string_view child_count,
                         std::string_view title, std::string_view upnp_class, std::string_view extra);
     /// The item element around what body_ holds, then `end`. Empties body_.
-    void WriteItem(std::string_view id, std::string_view parent_id, std::string_view title,
-                   std::string_view upnp_class, std::string_view end = "\n");
+    void WriteItem(std::string_view id, std::string_view parent_id, std::string_view title, std::string_view upnp_class,
+                   std::string_view end = "\n");
 
+    /// What a music resource delivers: the file as it is, or audio from the transcoder.
+    enum class Rendition { Native, Wav, L16 };
     bool OffersTranscoding(std::string_view extension) const;
     void ComposeTrackTitle(const NIMB_MEDIA_INFO& record, bool transcoded, std::string& title) const;
+    /// Bytes of a rendition, at most 0 when unknown.
+    std::int64_t RenditionBytes(const NIMB_MEDIA_INFO& record, Rendition rendition) const;
     void AppendMusicMetadata(const NIMB_MEDIA_INFO& record);
     void AppendMusicArt(const NIMB_MEDIA_INFO& record);
-    void AppendMusicRes(const NIMB_MEDIA_INFO& record, bool transcoded, bool pcm);
-    void AppendRadioRes(const RadioStation& station, bool pcm);
+    void AppendAlbumArt(const char* kind, std::string_view key, bool with_profile);
+    void AppendMusicRes(const NIMB_MEDIA_INFO& record, Rendition rendition);
+    void AppendRadioRes(const RadioStation& station, Rendition rendition);
 
     // Fixed after construction.
     const DMSClientChecker client_;
@@ -103,7 +110,10 @@ private:
     const TitleFormat title_format_;
 
     TextBuffer buffer_;  // what has been written
-    TextBuffer body_;    // metadata and res elements of the item at hand; reused from item to item
+    // Scratch for the item at hand, kept so that a page of items does not allocate for each.
+    TextBuffer body_;  // its metadata and res elements
+    std::string title_;
+    std::string profile_;
 };
 
 }  // namespace MediaServer

@@ -1,0 +1,247 @@
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+
+#include "model/PropertyFilter.h"
+#include "model/ServiceOptions.h"
+#include "platform/media/MediaUrl.h"
+#include "platform/text/Text.h"
+#include "serializer/CDSDIDLSerializer.h"
+
+namespace MediaServer {
+namespace {
+
+constexpr std::string_view kMusicTrackClass = "object.item.audioItem.musicTrack";
+constexpr const char* kArtProfile = "dlna:profileID=\"JPEG_TN\"";
+constexpr std::int64_t kWavHeaderBytes = 44;
+/// What the transcoder makes when it samples down: 44.1 kHz, stereo, 16 bits.
+constexpr std::int64_t kDownsampledBytesPerSecond = 176400;
+/// A station never ends; clients want a size, so they are told that of a little over eight hours.
+constexpr std::int64_t kRadioBytes = 5286708000;
+
+/// Which option offers a file of that extension transcoded.
+struct TranscodingRule {
+    std::string_view extension;
+    std::uint32_t option;
+};
+constexpr std::array<TranscodingRule, 8> kTranscodingRules = {{
+    {"flac", OptionFlag::kFlac},
+    {"ape", OptionFlag::kFlac},
+    {"aac", OptionFlag::kAac},
+    {"m4a", OptionFlag::kAac},
+    {"m4b", OptionFlag::kAac},
+    {"ogg", OptionFlag::kOgg},
+    {"aiff", OptionFlag::kAiff},
+    {"aif", OptionFlag::kAiff},
+}};
+
+/// A URL in a field of `Size` bytes: what does not fit is cut off, never in the middle of an entity, which would spoil
+/// the whole document.
+template <std::size_t Size>
+class UrlField {
+public:
+    [[gnu::format(printf, 2, 3)]] void Format(const char* format, ...) {
+        va_list arguments;
+        va_start(arguments, format);
+        std::vsnprintf(text_, Size, format, arguments);
+        va_end(arguments);
+    }
+    std::string_view View() const { return text_; }
+    std::string_view ViewOfWholeEntities() const {
+        const std::string_view text = text_;
+        const std::size_t entity = text.rfind('&');
+        const bool torn = entity != text.npos && text.find(';', entity) == text.npos;
+        return torn ? text.substr(0, entity) : text;
+    }
+
+private:
+    char text_[Size] = "";
+};
+using MusicUrl = UrlField<512>;
+using RadioUrl = UrlField<1024>;
+
+/// The product, or 0 (a size that is not written) when it does not fit.
+std::int64_t Product(std::int64_t a, std::int64_t b, std::int64_t c) {
+    std::int64_t result = 0;
+    if (__builtin_mul_overflow(a, b, &result) || __builtin_mul_overflow(result, c, &result)) return 0;
+    return result;
+}
+
+}  // namespace
+
+CDSDIDLSerializer::TitleFormat CDSDIDLSerializer::TitleFormatOf(std::string_view option, std::uint32_t options) {
+    if ((options & OptionFlag::kLocalServer) != 0 || option == "tracktitle") return TitleFormat::TrackTitle;
+    if (option == "titlealbum") return TitleFormat::TitleAlbum;
+    if (option == "titleartist") return TitleFormat::TitleArtist;
+    if (option == "artistalbum") return TitleFormat::ArtistAlbum;
+    return TitleFormat::Plain;
+}
+
+bool CDSDIDLSerializer::OffersTranscoding(std::string_view extension) const {
+    if (Option(OptionFlag::kLocalServer)) return false;
+    if (EqualsIgnoreCase(extension, "wav")) return client_.full_menu || client_.Has(ClientFlag::kL16Only);
+    for (const TranscodingRule& rule : kTranscodingRules) {
+        if (EqualsIgnoreCase(extension, rule.extension)) return Option(rule.option);
+    }
+    return false;
+}
+
+void CDSDIDLSerializer::ComposeTrackTitle(const NIMB_MEDIA_INFO& record, bool transcoded, std::string& title) const {
+    const bool artist_album = title_format_ == TitleFormat::ArtistAlbum;
+    title.clear();
+    if ((artist_album || title_format_ == TitleFormat::TrackTitle) && record.track != 0) {
+        char prefix[32];
+        std::snprintf(prefix, sizeof prefix, "%02d - ", record.track);
+        title = prefix;
+    }
+    title += record.title;
+    if (transcoded) title.append(".").append(PathExtension(record.path));
+    bool with_artist = false;
+    if ((artist_album || title_format_ == TitleFormat::TitleArtist) && !record.artist.empty()) {
+        title.append("/").append(record.artist);
+        with_artist = true;
+    }
+    if ((artist_album || title_format_ == TitleFormat::TitleAlbum) && !record.album.empty()) {
+        title.append(with_artist ? " - " : "/").append(record.album);
+    }
+}
+
+void CDSDIDLSerializer::SerializeMusicItem(std::string_view id, std::string_view parent_id,
+                                           const NIMB_MEDIA_INFO& record) {
+    const bool transcoded = OffersTranscoding(PathExtension(record.path));
+    AppendMusicMetadata(record);
+    AppendMusicArt(record);
+    if (WantsRes()) {
+        if (!transcoded) {
+            AppendMusicRes(record, Rendition::Native);
+        } else {
+            const bool l16_only = client_.Has(ClientFlag::kL16Only);
+            if (!l16_only) AppendMusicRes(record, Rendition::Wav);
+            if (l16_only || (client_.dlna_parameters && !client_.Has(ClientFlag::kNoL16))) {
+                AppendMusicRes(record, Rendition::L16);
+            }
+        }
+    }
+    ComposeTrackTitle(record, transcoded, title_);
+    WriteItem(id, parent_id, title_, kMusicTrackClass);
+}
+
+void CDSDIDLSerializer::AppendMusicMetadata(const NIMB_MEDIA_INFO& record) {
+    const bool roles = client_.role_attributes;
+    if (record.year != 0 && Wants(Property::kDate)) body_.Appendf("<dc:date>%d-01-01</dc:date>", record.year);
+    AppendElement(Property::kAlbum, "upnp:album", record.album);
+    AppendElement(Property::kAlbumArtist, roles ? "upnp:artist role=\"AlbumArtist\"" : "upnp:albumArtist",
+                  record.album_artist);
+    AppendElement(Property::kArtist, "upnp:artist", record.artist);
+    AppendElement(Property::kCreator, "dc:creator", record.artist);
+    AppendElement(Property::kGenre, "upnp:genre", record.genre);
+    AppendElement(Property::kAuthor, roles ? "upnp:author role=\"Composer\"" : "upnp:author", record.composer);
+    if (record.track != 0 && Wants(Property::kTrackNumber)) {
+        body_.Appendf("<upnp:originalTrackNumber>%d</upnp:originalTrackNumber>", record.track);
+    }
+}
+
+void CDSDIDLSerializer::AppendMusicArt(const NIMB_MEDIA_INFO& record) {
+    const bool embedded = record.embedded_art != 0;
+    if (client_.Has(ClientFlag::kNoAlbumArt) || !(embedded || Option(OptionFlag::kFolderArt))) return;
+    char key[16];
+    std::snprintf(key, sizeof key, "%d", record.id);
+    AppendAlbumArt(embedded ? "ebdart" : "folderart", key,
+                   client_.always_art_profile || Wants(Property::kAlbumArtProfile));
+}
+
+void CDSDIDLSerializer::AppendAlbumArt(const char* kind, std::string_view key, bool with_profile) {
+    if (!Wants(Property::kAlbumArtURI | Property::kAlbumArtProfile)) return;
+    body_.Appendf("<upnp:albumArtURI %s>", with_profile ? kArtProfile : "");
+    if (!Option(OptionFlag::kLocalServer)) body_.Appendf("http://%s:%d/transcoder/", host_.c_str(), kMediaPort);
+    body_.Appendf("jpegtnscaler.cgi/%s%s/", kind, client_.Has(ClientFlag::kOriginalArt) ? "_orig" : "");
+    AppendXMLEscaped(body_, key);
+    body_.Append(".jpg</upnp:albumArtURI>");
+}
+
+std::int64_t CDSDIDLSerializer::RenditionBytes(const NIMB_MEDIA_INFO& record, Rendition rendition) const {
+    if (rendition == Rendition::Native) return record.filesize;
+    const double duration = record.duration;
+    const std::int64_t samples = Option(OptionFlag::kDownsample) ? WholeSeconds(duration) * kDownsampledBytesPerSecond
+                                                                 : Product(WholeSeconds(duration + 1.0), record.channel,
+                                                                           std::int64_t{2} * record.frequency);
+    return rendition == Rendition::Wav ? samples + kWavHeaderBytes : samples;
+}
+
+void CDSDIDLSerializer::AppendMusicRes(const NIMB_MEDIA_INFO& record, Rendition rendition) {
+    const std::string_view extension = PathExtension(record.path);
+    const bool pcm = rendition == Rendition::L16;
+    const std::string& mime = mime_.GetMimeType(rendition == Rendition::Native ? std::string_view(record.path)
+                                                : pcm                          ? ".l16"
+                                                                               : ".wav");
+    OpenRes("audio", mime, &record);
+    AppendResNumber(Property::kResSize, "size", RenditionBytes(record, rendition));
+    // Bytes a second (UPnP ContentDirectory:1, res@bitrate), those of the file for its renditions too.
+    if (record.audio_bitrate != 0 && Wants(Property::kResBitrate)) {
+        body_.Appendf(" bitrate=\"%d\"", static_cast<int>(record.audio_bitrate / 8));
+    }
+    AppendResDuration(record.duration);
+    AppendResNumber(Property::kResNrAudioChannels, "nrAudioChannels", record.channel);
+    AppendResNumber(Property::kResSampleFrequency, "sampleFrequency", record.frequency);
+    if (pcm && Wants(Property::kResBitsPerSample)) body_.Append(" bitsPerSample=\"16\"");
+
+    MusicUrl url;
+    if (Option(OptionFlag::kLocalServer)) {
+        url.Format("%s", record.path.c_str());
+    } else if (rendition == Rendition::Native) {
+        url.Format("http://%s:%d/m/%s/%d.%.*s", host_.c_str(), kMediaPort,
+                   profile_.empty() ? kNoProfile.data() : profile_.c_str(), record.id,
+                   static_cast<int>(extension.size()), extension.data());
+    } else {
+        url.Format("http://%s:%d/transcoder/genericoder.cgi/id=%d.wav?format=%s&downsample=%s", host_.c_str(),
+                   kMediaPort, record.id, pcm ? "PCM" : "WAV", Option(OptionFlag::kDownsample) ? "true" : "false");
+    }
+    body_.Append(">");
+    AppendXMLEscaped(body_, url.View());
+    body_.Append("</res>");
+}
+
+void CDSDIDLSerializer::SerializeRadioItem(std::string_view id, std::string_view parent_id,
+                                           const RadioStation& station) {
+    if (station.bitrate > 0 && Wants(Property::kArtist)) {
+        body_.Appendf("<upnp:artist>%dKbps</upnp:artist>", station.bitrate >> 10);
+    }
+    AppendElement(Property::kAlbum, "upnp:album", station.album);
+    if (WantsRes()) {
+        AppendRadioRes(station, Rendition::Wav);
+        AppendRadioRes(station, client_.dlna_parameters ? Rendition::L16 : Rendition::Wav);
+    }
+    WriteItem(id, parent_id, station.title, kMusicTrackClass);
+}
+
+void CDSDIDLSerializer::AppendRadioRes(const RadioStation& station, Rendition rendition) {
+    const bool pcm = rendition == Rendition::L16;
+    OpenRes("radio", mime_.GetMimeType(pcm ? ".l16" : ".wav"), nullptr);
+    if (station.bitrate > 0 && Wants(Property::kResBitrate)) body_.Appendf(" bitrate=\"%d\"", station.bitrate / 8);
+    body_.Appendf(" size=\"%lld\"", static_cast<long long>(kRadioBytes));
+    AppendResNumber(Property::kResNrAudioChannels, "nrAudioChannels", 2);
+    AppendResNumber(Property::kResSampleFrequency, "sampleFrequency", 44100);
+    if (pcm && Wants(Property::kResBitsPerSample)) body_.Append(" bitsPerSample=\"16\"");
+    RadioUrl url;
+    url.Format("http://%s:%d/transcoder/genericoder.cgi/id=radio.wav?radio=%s%s", host_.c_str(), kMediaPort,
+               URLEncode(station.url).c_str(), pcm ? "&amp;format=PCM" : "");
+    body_.Append(">");
+    body_.Append(url.ViewOfWholeEntities());
+    body_.Append("</res>");
+}
+
+void CDSDIDLSerializer::SerializeMusicAlbum(std::string_view id, std::string_view parent_id, std::string_view title,
+                                            std::string_view art_key, std::string_view album, std::string_view artist) {
+    if (!artist.empty() && Wants(Property::kArtist)) {
+        AppendElement(Property::kArtist, "upnp:artist", artist);
+        body_.Append("\n");
+    }
+    AppendElement(Property::kAlbum, "upnp:album", album);
+    if (Option(OptionFlag::kFolderArt) && !client_.Has(ClientFlag::kNoAlbumArt)) {
+        AppendAlbumArt("albumart", art_key, Wants(Property::kAlbumArtProfile));
+    }
+    WriteContainer(id, parent_id, "", title, "object.container.album.musicAlbum", body_.View());
+    body_.Clear();
+}
+
+}  // namespace MediaServer
