@@ -17,8 +17,8 @@ namespace MediaServer {
 /// A complete request, bounded by HttpLimits before any handler sees it.
 struct HttpRequest {
     std::string method;
-    std::string path;   ///< decoded path: absolute, no "..", no NUL
-    std::string query;  ///< raw text after "?", empty without one
+    std::string path;                            ///< decoded path: absolute, no "..", no NUL
+    std::string query;                           ///< raw text after "?", empty without one
     std::map<std::string, std::string> headers;  ///< lower-cased names; of a repeated name the first
     std::string body;
     std::string client_address;  ///< dotted IPv4
@@ -28,19 +28,20 @@ struct HttpRequest {
     const std::string& Header(std::string_view name) const;
 };
 
-/// Reads body bytes at an offset: fills `buffer`, returns how many, 0 at the end, -1 on failure (the connection closes).
-/// Called on a thread of the server; may block.
+/// Reads body bytes at an offset: fills `buffer`, returns how many, 0 at the end, -1 on failure (the connection
+/// closes). Called on a thread of the server; may block.
 using BodyReader = std::function<std::ptrdiff_t(std::uint64_t offset, char* buffer, std::size_t size)>;
 
-/// An answer: text, a region of an open file (sent with sendfile), or a stream. Content-Length is set from what is known.
+/// An answer: text, a region of an open file (sent with sendfile), or a stream. Content-Length is set from what is
+/// known.
 struct HttpResponse {
     int status = 200;
     std::vector<std::pair<std::string, std::string>> headers;  ///< in the order in which they are sent
     std::string body;
-    UniqueFd file;                   ///< when set, body is not used
+    UniqueFd file;  ///< when set, body is not used
     std::uint64_t file_offset = 0;
-    std::uint64_t length = 0;        ///< bytes of the file region, or of the stream
-    BodyReader stream;               ///< when set, neither body nor file is used; HEAD never calls it
+    std::uint64_t length = 0;  ///< bytes of the file region, or of the stream
+    BodyReader stream;         ///< when set, neither body nor file is used; HEAD never calls it
     static constexpr std::uint64_t kUnknownLength = ~std::uint64_t{0};
 };
 
@@ -57,12 +58,15 @@ struct HttpLimits {
     std::chrono::seconds request_timeout{10};  ///< from accept or the previous answer to a complete request
     std::chrono::seconds idle_timeout{30};     ///< between requests, and for a client that does not read its answer
     std::uint32_t workers = 8;
-    std::uint32_t queued_requests = 256;       ///< beyond, 503
+    std::uint32_t queued_requests = 256;  ///< beyond, 503
+    std::uint32_t stream_workers = 16;    ///< readers of streamed answers; more streams share them in turns
+    std::uint32_t event_loops = 2;        ///< a second one, so that one slow disk does not hold up every client
 };
 
 /// The bounded HTTP/1.1 server of daemon and gateway: an event loop reads requests, a pool of workers answers them.
 /// Refuses, before any handler: a Host that is neither an IP literal nor a configured name (400), bodies, headers and
-/// connections beyond the limits (413, 431, 503), methods not in `methods` (405 or 501).
+/// requests beyond the limits (413, 431, 503), methods not in `methods` (405 or 501). Connections beyond the limits are
+/// closed as they are accepted; a late request ends its connection.
 class HttpServer {
 public:
     struct Config {
@@ -79,8 +83,11 @@ public:
 
     /// Listens. @return 0, or the errno value of what failed (EADDRINUSE, EADDRNOTAVAIL, …).
     int Start();
-    /// Stops accepting, finishes or aborts what is under way within a second, joins all threads.
+    /// Stops accepting, finishes or aborts what is being sent within a second, joins all threads. A handler or stream
+    /// reader that is running is waited for. Not to be started again.
     void Stop();
+    /// Replaces the body limit of the configuration. Threads: any.
+    void SetBodyLimit(std::size_t bytes);
     std::uint16_t Port() const;
 
 private:

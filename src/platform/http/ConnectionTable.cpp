@@ -1,0 +1,65 @@
+#include "platform/http/ConnectionTable.h"
+
+#include <algorithm>
+#include <utility>
+
+#include <sys/socket.h>
+
+namespace MediaServer {
+
+namespace {
+constexpr std::chrono::milliseconds kSweepInterval{250};
+}
+
+ConnectionTable::ConnectionTable() : sweeper_([this] { Sweep(); }) {}
+
+ConnectionTable::~ConnectionTable() {
+    {
+        const std::lock_guard lock(mutex_);
+        stopping_ = true;
+    }
+    wake_.notify_all();
+    sweeper_.join();
+}
+
+ConnectionTable::Connection* ConnectionTable::Add(int fd, std::string client_address, std::string local_address,
+                                                  Clock::duration time_for_request) {
+    const std::lock_guard lock(mutex_);
+    connections_.push_front({fd, std::move(client_address), std::move(local_address), Clock::now() + time_for_request});
+    return &connections_.front();
+}
+
+void ConnectionTable::Remove(Connection* connection) {
+    const std::lock_guard lock(mutex_);
+    connections_.remove_if([connection](const Connection& entry) { return &entry == connection; });
+}
+
+void ConnectionTable::ExpectRequest(Connection* connection, Clock::duration time_for_request) {
+    const std::lock_guard lock(mutex_);
+    connection->deadline = Clock::now() + time_for_request;
+}
+
+void ConnectionTable::ExpectNothing(Connection* connection) {
+    const std::lock_guard lock(mutex_);
+    connection->deadline = Clock::time_point::max();
+}
+
+bool ConnectionTable::Idle() const {
+    const std::lock_guard lock(mutex_);
+    return std::none_of(connections_.begin(), connections_.end(),
+                        [](const Connection& entry) { return entry.deadline == Clock::time_point::max(); });
+}
+
+void ConnectionTable::Sweep() {
+    std::unique_lock lock(mutex_);
+    while (!wake_.wait_for(lock, kSweepInterval, [this] { return stopping_; })) {
+        const Clock::time_point now = Clock::now();
+        for (Connection& connection : connections_) {
+            if (connection.deadline > now) continue;
+            shutdown(connection.fd, SHUT_RDWR);
+            connection.deadline = Clock::time_point::max();
+        }
+    }
+}
+
+}  // namespace MediaServer

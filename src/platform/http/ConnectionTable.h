@@ -1,0 +1,49 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <list>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace MediaServer {
+
+/// The open connections of a server and by when each owes a complete request. The server's own time-out only sees
+/// silence; this one also ends a client that sends a byte a second.
+/// Threads: all operations from any.
+class ConnectionTable {
+public:
+    using Clock = std::chrono::steady_clock;
+    struct Connection {
+        int fd;
+        std::string client_address;
+        std::string local_address;
+        Clock::time_point deadline;  // guarded by the table's lock
+        bool first_request = true;   // used by the connection's event loop only
+    };
+
+    ConnectionTable();
+    ~ConnectionTable();
+
+    Connection* Add(int fd, std::string client_address, std::string local_address, Clock::duration time_for_request);
+    /// Before the descriptor is closed.
+    void Remove(Connection* connection);
+    /// A complete request is due within that time from now.
+    void ExpectRequest(Connection* connection, Clock::duration time_for_request);
+    /// Nothing is due: a request is complete.
+    void ExpectNothing(Connection* connection);
+    /// True when every client is the one to speak next: no answer is being made or sent.
+    bool Idle() const;
+
+private:
+    void Sweep();
+
+    mutable std::mutex mutex_;
+    std::condition_variable wake_;
+    std::list<Connection> connections_;  // guarded by mutex_
+    bool stopping_ = false;              // guarded by mutex_
+    std::thread sweeper_;
+};
+
+}  // namespace MediaServer
