@@ -1,0 +1,59 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+
+#include "platform/clients/DMSClientList.h"
+#include "platform/system/Files.h"
+#include "platform/upnp/UpnpLibrary.h"
+#include "tree/ContentDirectoryService.h"
+#include "web/PageTable.h"
+
+namespace MediaServer {
+
+/// What the virtual directories work with. The references outlive them.
+struct WebContext {
+    ContentDirectoryService& directory;
+    DMSClientList& clients;
+    /// Path of the description variant for a user agent (empty for a client that sent none).
+    std::function<std::string(const std::string& agent)> select_description;
+    std::map<std::string, std::string> interfaces;  ///< this machine's own: MAC address to IP address
+};
+
+/// The URL space that the daemon itself serves: the device description per client, the icons, the browse pages, and
+/// media files and photo thumbnails by id.
+///
+/// Each request is two calls, get-info and then open; a page is rendered by the first and handed out by the second.
+/// Threads: registered once at start-up; the callbacks then run on many threads at once.
+class VirtualDirs {
+public:
+    explicit VirtualDirs(WebContext context);
+
+    /// Installs the callbacks and adds the directories. The library must not call back after this object is gone.
+    /// @return 1; a directory that the library refused is logged at level 0.
+    int RegisterVirtualDirs(UpnpLibrary& library);
+
+    /// The callbacks, as the library gets them. A handle is freed by its close.
+    VirtualDirCallbacks Callbacks();
+
+private:
+    struct OpenFile;
+
+    bool GetInfo(const WebRequest& request, const std::string& name, WebFileInfo& info);
+    OpenFile* Open(const WebRequest& request, const std::string& name, bool write);
+    void Close(OpenFile* file);
+
+    bool RenderPage(const WebRequest& request, const std::string& name, WebFileInfo& info);
+    bool MayRead(const WebRequest& request, const std::string& name);
+    std::string FindMac(const std::string& address) const;
+
+    const WebContext context_;
+    PageTable pages_;
+};
+
+/// Path of the file that a media URL ("/m/", "/v/", "/p/", "/sp/", "/bp/") names by its id.
+/// @return false when the URL is none of these, no row has the id, or the database did not answer (then logged).
+bool ResolveMediaPath(const std::string& url, std::string* file_path);
+
+}  // namespace MediaServer
