@@ -1,10 +1,10 @@
 #pragma once
 
-#include <json/forwards.h>
-
 #include <cstdint>
 #include <string>
 #include <string_view>
+
+#include <json/forwards.h>
 
 #include "model/ObjectTypes.h"
 #include "platform/media/MediaKind.h"

@@ -15,7 +15,9 @@ inline constexpr ObjectTypeCode kItem = 0, kContainer = 1, kAudioItem = 2, kImag
                                 kVideoItem = 6, kGenre = 9, kStorageFolder = 15, kMusicItem = 18, kMusicArtist = 19,
                                 kMusicAlbum = 23, kMusicGenre = 25, kPhotoAlbum = 39, kMovieGenre = 41;
 }
-constexpr bool IsContainerType(ObjectTypeCode code) { return (code & 1) != 0; }
+constexpr bool IsContainerType(ObjectTypeCode code) {
+    return (code & 1) != 0;
+}
 
 /// upnp:class of a type code (UPnP ContentDirectory:1, appendix C); empty for an unknown code.
 std::string_view UpnpClassOf(ObjectTypeCode code);

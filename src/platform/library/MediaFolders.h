@@ -18,10 +18,11 @@ struct MediaFolder {
     bool music = false, video = false, photo = false;
 };
 
-/// All configured folders in file order; empty when the file is missing. Broken lines are logged at level 0 and skipped.
+/// All configured folders in file order; empty when the file is missing. Broken lines are logged at level 0 and
+/// skipped. All three calls are cheap (one stat) while the file stands unchanged, and may run in any thread.
 std::vector<MediaFolder> ReadMediaFolders();
 
-/// First configured folder of that media kind, or empty.
+/// First configured folder of that media kind (playlists lie with the music), or empty.
 std::string DMSGetMediaFolderPath(MediaKind kind);
 
 /// Index locations of a media kind: folder path to display name, in path order.

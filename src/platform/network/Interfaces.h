@@ -2,6 +2,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace MediaServer {
@@ -27,5 +28,9 @@ void DMSGetNetworkInterface(std::map<std::string, std::string>& mac_to_ip);
 std::string GetMACAddressFromARPTable(const std::string& ip_address);
 
 inline constexpr const char* kUnknownMAC = "00:00:00:00:00:00";
+
+/// The same look-ups in tables that have been read: the text of /proc/net/arp and /proc/net/route.
+std::string FindInARPTable(std::string_view arp_table, std::string_view ip_address);
+bool HasDefaultRoute(std::string_view route_table, std::string_view device);
 
 }  // namespace MediaServer
