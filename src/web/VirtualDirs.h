@@ -45,7 +45,9 @@ private:
     void Close(OpenFile* file);
 
     bool RenderPage(const WebRequest& request, const std::string& name, WebFileInfo& info);
-    bool MayRead(const WebRequest& request, const std::string& name);
+    void RecordClient(const WebRequest& request, const std::string& mac, const std::string& name);
+    bool IsRefused(const std::string& mac) const;
+    /// MAC address of a client, kUnknownMAC when nobody knows it.
     std::string FindMac(const std::string& address) const;
 
     const WebContext context_;
