@@ -1,0 +1,93 @@
+#include "SerializerTest.h"
+#include "serializer/CDSDIDLSerializer.h"
+
+namespace MediaServer {
+namespace {
+
+TEST(DIDLFrame, DeclaresTheNamespacesInOrder) {
+    EXPECT_STREQ(kDIDLOpen,
+                 "<DIDL-Lite xmlns=\"urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/\" "
+                 "xmlns:dc=\"http://purl.org/dc/elements/1.1/\" xmlns:upnp=\"urn:schemas-upnp-org:metadata-1-0/upnp/\" "
+                 "xmlns:sec=\"http://www.sec.co.kr/\" xmlns:dlna=\"urn:schemas-dlna-org:metadata-1-0/\">");
+}
+
+struct ContainerCase {
+    const char* why;
+    std::uint32_t filter;
+    std::int32_t count;
+    ObjectTypeCode code;
+    const char* attributes;
+    const char* upnp_class;
+    const char* extra;
+};
+constexpr const char* kStorage = "<upnp:storageUsed>-1</upnp:storageUsed>\n";
+constexpr ContainerCase kContainerCases[] = {
+    {"all wanted", Property::kAll, 12, 15, "childCount=\"12\"", "object.container.storageFolder", kStorage},
+    {"an empty folder has a count", Property::kAll, 0, 1, "childCount=\"0\"", "object.container", ""},
+    {"a negative count is unknown", Property::kAll, -1, 1, "", "object.container", ""},
+    {"nothing optional wanted", 0, 12, 15, "", "object.container.storageFolder", ""},
+    {"the count alone", Property::kChildCount, 2147483647, 15, "childCount=\"2147483647\"",
+     "object.container.storageFolder", ""},
+    {"only storage folders use storage", Property::kAll, 1, 23, "childCount=\"1\"", "object.container.album.musicAlbum",
+     ""},
+};
+
+TEST(DIDLContainer, KeepsTheTemplateWithOrWithoutItsOptionalParts) {
+    for (const ContainerCase& c : kContainerCases) {
+        SCOPED_TRACE(c.why);
+        SerializerSetup setup;
+        setup.filter = c.filter;
+        EXPECT_EQ(
+            setup.Write([&](auto& out) { out.SerializeContainerWithCount("21$3", "21", "R&B", c.count, c.code); }),
+            std::string("<container id=\"21$3\"  parentID=\"21\" ") + c.attributes +
+                " restricted=\"1\">\n<dc:title>R&amp;B</dc:title>\n<upnp:class>" + c.upnp_class + "</upnp:class>\n" +
+                c.extra + "</container>\n");
+    }
+}
+
+TEST(DIDLContainer, WithoutCountIsTheSameFromEverySlot) {
+    const SerializerSetup setup;
+    const CDSObject object("Music", "21", "0", ObjectType::kStorageFolder);
+    const std::string expected =
+        setup.Write([&](auto& out) { out.SerializeContainerWithCount("21", "0", "Music", -1, 15); });
+    EXPECT_EQ(setup.Write([&](auto& out) { out.SerializeObject(object); }), expected);
+    EXPECT_EQ(setup.Write([&](auto& out) { out.SerializeContainerObject(object); }), expected);
+    EXPECT_EQ(setup.Write([&](auto& out) { out.SerializeContainer("21", "0", "Music", 15); }), expected);
+}
+
+TEST(DIDLContainer, HostileTextStaysText) {
+    const SerializerSetup setup;
+    EXPECT_EQ(setup.Write([](auto& out) {
+        out.SerializeContainer("1\"><x", "0'&", "</dc:title>\x01", ObjectType::kContainer);
+    }),
+              "<container id=\"1&quot;&gt;&lt;x\"  parentID=\"0&apos;&amp;\"  restricted=\"1\">\n"
+              "<dc:title>&lt;/dc:title&gt;\xEF\xBF\xBD</dc:title>\n<upnp:class>object.container</upnp:class>\n"
+              "</container>\n");
+}
+
+TEST(DIDLFilter, ClientsThatIgnoreFiltersGetEverything) {
+    for (const bool flag_a : {true, false}) {
+        SerializerSetup setup;
+        setup.filter = 0;
+        (flag_a ? setup.client.full_menu : setup.client.full_metadata) = true;
+        const std::string text = setup.Write([](auto& out) { out.SerializeContainerWithCount("1", "0", "T", 4, 15); });
+        EXPECT_NE(text.find("childCount=\"4\""), std::string::npos);
+        EXPECT_NE(text.find(kStorage), std::string::npos);
+    }
+}
+
+TEST(DIDLMediaItem, DispatchesByKindAndIgnoresTheRest) {
+    const SerializerSetup setup;
+    const NIMB_MEDIA_INFO track = Track();
+    const auto of_kind = [&](MediaKind kind) {
+        return setup.Write([&](auto& out) { out.SerializeMediaItem(kind, "1", "0", track); });
+    };
+    EXPECT_EQ(of_kind(MediaKind::Music), setup.Write([&](auto& out) { out.SerializeMusicItem("1", "0", track); }));
+    EXPECT_EQ(of_kind(MediaKind::Video), setup.Write([&](auto& out) { out.SerializeVideoItem("1", "0", track); }));
+    EXPECT_EQ(of_kind(MediaKind::Photo), setup.Write([&](auto& out) { out.SerializePhotoItem("1", "0", track); }));
+    EXPECT_EQ(of_kind(MediaKind::Playlist), "");
+    EXPECT_EQ(of_kind(MediaKind::Directory), "");
+}
+
+}  // namespace
+}  // namespace MediaServer
