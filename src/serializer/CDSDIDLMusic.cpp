@@ -1,5 +1,4 @@
 #include <array>
-#include <cstdarg>
 #include <cstdio>
 
 #include "model/PropertyFilter.h"
@@ -7,6 +6,7 @@
 #include "platform/media/MediaUrl.h"
 #include "platform/text/Text.h"
 #include "serializer/CDSDIDLSerializer.h"
+#include "serializer/UrlField.h"
 
 namespace MediaServer {
 namespace {
@@ -35,28 +35,6 @@ constexpr std::array<TranscodingRule, 8> kTranscodingRules = {{
     {"aif", OptionFlag::kAiff},
 }};
 
-/// A URL in a field of `Size` bytes: what does not fit is cut off, never in the middle of an entity, which would spoil
-/// the whole document.
-template <std::size_t Size>
-class UrlField {
-public:
-    [[gnu::format(printf, 2, 3)]] void Format(const char* format, ...) {
-        va_list arguments;
-        va_start(arguments, format);
-        std::vsnprintf(text_, Size, format, arguments);
-        va_end(arguments);
-    }
-    std::string_view View() const { return text_; }
-    std::string_view ViewOfWholeEntities() const {
-        const std::string_view text = text_;
-        const std::size_t entity = text.rfind('&');
-        const bool torn = entity != text.npos && text.find(';', entity) == text.npos;
-        return torn ? text.substr(0, entity) : text;
-    }
-
-private:
-    char text_[Size] = "";
-};
 using MusicUrl = UrlField<512>;
 using RadioUrl = UrlField<1024>;
 

@@ -13,6 +13,9 @@ namespace MediaServer {
 extern const char* const kDIDLOpen;
 extern const char* const kDIDLClose;
 
+struct PhotoResource;
+struct VideoCover;
+
 /// Writes objects as DIDL-Lite for one client.
 /// Standard: UPnP ContentDirectory:1, 2.5 and appendix B; res attributes as the DLNA guidelines have them.
 /// Lifetime: one action. Threads: one.
@@ -100,6 +103,24 @@ private:
     void AppendAlbumArt(const char* kind, std::string_view key, bool with_profile);
     void AppendMusicRes(const NIMB_MEDIA_INFO& record, Rendition rendition);
     void AppendRadioRes(const RadioStation& station, Rendition rendition);
+
+    /// ` resolution="…"` of an open res tag, when both sides are positive and the filter asks for it.
+    void AppendResolution(std::int32_t width, std::int32_t height);
+
+    PhotoResource MainPhotoResource(const NIMB_MEDIA_INFO& record) const;
+    void AppendPhotoRes(const NIMB_MEDIA_INFO& record, const PhotoResource& photo);
+    /// The smaller renditions that go with the main resource.
+    void AppendPhotoThumbnails(const NIMB_MEDIA_INFO& record, const PhotoResource& photo);
+    void AppendThumbRes(const NIMB_MEDIA_INFO& record, std::int32_t side, const char* profile);
+
+    std::string_view VideoTitle(const NIMB_MEDIA_INFO& record) const;
+    bool TranscodesVideo(const NIMB_MEDIA_INFO& record) const;
+    void AppendVideoResources(const NIMB_MEDIA_INFO& record, bool text);
+    void AppendVideoArt(const NIMB_MEDIA_INFO& record, const VideoCover& cover);
+    void AppendVideoRes(const NIMB_MEDIA_INFO& record, bool text);
+    /// `path_word` is the first segment of the URL, which says where the id belongs.
+    void AppendSubtitleRes(const char* path_word, std::int32_t id);
+    void AppendVideoCoverRes(const NIMB_MEDIA_INFO& record, const VideoCover& cover);
 
     // Fixed after construction.
     const DMSClientChecker client_;

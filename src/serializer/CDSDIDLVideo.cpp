@@ -1,0 +1,158 @@
+#include <algorithm>
+#include <array>
+
+#include <sys/stat.h>
+
+#include "dlna/DlnaProfiles.h"
+#include "model/PropertyFilter.h"
+#include "model/ServiceOptions.h"
+#include "platform/media/CoverArt.h"
+#include "platform/media/MediaUrl.h"
+#include "platform/text/Text.h"
+#include "serializer/CDSDIDLSerializer.h"
+#include "serializer/UrlField.h"
+
+namespace MediaServer {
+namespace {
+
+constexpr std::uint32_t kAnyVideoRes = 0x1FF;  // every res bit
+/// The codec under which the indexer stores subtitle and text files among the videos.
+constexpr std::string_view kTextCodec = "text";
+/// What the transcoder makes of a Matroska file.
+constexpr std::string_view kTranscodedMime = "video/mpeg";
+
+/// Profiles of time-stamped packets, which are a MIME type of their own whatever the file is called.
+constexpr std::array<std::string_view, 3> kTimeStampedProfiles = {"MPEG_TS_SD_EU_T", "MPEG_TS_SD_NA_T",
+                                                                  "MPEG_TS_HD_NA_T"};
+constexpr std::string_view kTimeStampedMime = "video/vnd.dlna.mpeg-tts";
+
+bool IsRegularFile(const std::string& path) {
+    struct stat info {};
+    return stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
+}
+
+/// True when the cover that stands beside the video is a PNG; JPEG is assumed when there is none.
+bool HasPngCover(const std::string& path) {
+    const std::string directory = std::string(DirName(path)) + "/";
+    const std::string own = directory + std::string(BaseNameWithoutExtension(path));
+    if (IsRegularFile(own + ".jpg")) return false;
+    if (IsRegularFile(own + ".png")) return true;
+    for (const auto& name : GetCoverList()) {
+        if (IsRegularFile(directory + std::string(name))) return EqualsIgnoreCase(PathExtension(name), "png");
+    }
+    return false;
+}
+
+}  // namespace
+
+/// Where a video's cover can be had and what it is.
+struct VideoCover {
+    const char* kind;
+    bool png;
+    const char* Extension() const { return png ? "png" : "jpg"; }
+    const char* Profile() const { return png ? "PNG_TN" : "JPEG_TN"; }
+    const char* Mime() const { return png ? "image/png" : "image/jpeg"; }
+};
+
+std::string_view CDSDIDLSerializer::VideoTitle(const NIMB_MEDIA_INFO& record) const {
+    if (client_.Has(ClientFlag::kTextItems | ClientFlag::kVideoFileNames)) return BaseName(record.path);
+    if (Option(OptionFlag::kEmbeddedVideoInfo) && !record.title.empty()) return record.title;
+    return BaseNameWithoutExtension(record.path);
+}
+
+bool CDSDIDLSerializer::TranscodesVideo(const NIMB_MEDIA_INFO& record) const {
+    return !Option(OptionFlag::kLocalServer) && client_.Has(ClientFlag::kTranscodeMkv) &&
+           EqualsIgnoreCase(PathExtension(record.path), "mkv") &&
+           (EqualsIgnoreCase(record.audio_codec, "ac3") || EqualsIgnoreCase(record.audio_codec, "mp3"));
+}
+
+void CDSDIDLSerializer::SerializeVideoItem(std::string_view id, std::string_view parent_id,
+                                           const NIMB_MEDIA_INFO& record) {
+    const bool text = record.video_codec == kTextCodec;
+    AppendElement(Property::kDate, "dc:date", DMSFormatUPNPDate(record.date));
+    if (client_.role_attributes && !record.title.empty()) {
+        body_.Append("<upnp:album>");
+        AppendEscaped(body_, record.title);
+        body_.Append("</upnp:album>");
+    }
+    if (Wants(kAnyVideoRes)) AppendVideoResources(record, text);
+    WriteItem(id, parent_id, VideoTitle(record), text ? "object.item.textItem" : "object.item.videoItem");
+}
+
+void CDSDIDLSerializer::AppendVideoResources(const NIMB_MEDIA_INFO& record, bool text) {
+    const bool with_cover =
+        Option(OptionFlag::kFolderArt) && client_.dlna_parameters && !client_.Has(ClientFlag::kNoVideoCover);
+    const bool as_element = with_cover && client_.Has(ClientFlag::kVideoAlbumArt) && Wants(Property::kAlbumArtURI);
+    const bool as_resource = with_cover && !as_element && !text && !client_.Has(ClientFlag::kNoThumbnails);
+    VideoCover cover{client_.Has(ClientFlag::kOriginalArt) ? "vfolderart_orig" : "vfolderart", false};
+    if (as_element || as_resource) cover.png = HasPngCover(record.path);
+
+    if (as_element) AppendVideoArt(record, cover);
+    AppendVideoRes(record, text);
+    if (client_.dlna_parameters && client_.Has(ClientFlag::kSubtitleResource)) AppendSubtitleRes("v", record.id);
+    if (as_resource) AppendVideoCoverRes(record, cover);
+}
+
+void CDSDIDLSerializer::AppendVideoArt(const NIMB_MEDIA_INFO& record, const VideoCover& cover) {
+    body_.Append("<upnp:albumArtURI ");
+    if (Wants(Property::kAlbumArtProfile)) body_.Appendf("dlna:profileID=\"%s\"", cover.Profile());
+    body_.Append(">");
+    if (!Option(OptionFlag::kLocalServer)) body_.Appendf("http://%s:%d/transcoder/", host_.c_str(), kMediaPort);
+    body_.Appendf("jpegtnscaler.cgi/%s/%d.%s</upnp:albumArtURI>", cover.kind, record.id, cover.Extension());
+}
+
+void CDSDIDLSerializer::AppendVideoRes(const NIMB_MEDIA_INFO& record, bool text) {
+    const bool transcoded = TranscodesVideo(record);
+    std::string_view mime = mime_.GetMimeType(record.path);
+    profile_.clear();
+    std::string params = MakeDlnaParams("video", mime, &record, profile_);
+    if (text) params = "*";
+    if (transcoded) mime = kTranscodedMime;
+    if (!text &&
+        std::find(kTimeStampedProfiles.begin(), kTimeStampedProfiles.end(), profile_) != kTimeStampedProfiles.end()) {
+        mime = kTimeStampedMime;
+    }
+
+    body_.Append("<res  protocolInfo=\"http-get:*:");
+    AppendXMLEscaped(body_, mime);
+    body_.Append(":");
+    AppendXMLEscaped(body_, params);
+    body_.Append("\"");
+    AppendResolution(record.resolutionx, record.resolutiony);
+    // Nobody knows what the transcoder will make; twice the file is enough for a client that stops at the size.
+    AppendResNumber(Property::kResSize, "size", transcoded ? 2 * record.filesize : record.filesize);
+    AppendResNumber(Property::kResBitrate, "bitrate", record.frame_bitrate / 8);
+    AppendResDuration(record.duration);
+    AppendResNumber(Property::kResNrAudioChannels, "nrAudioChannels", record.channel);
+    AppendResNumber(Property::kResSampleFrequency, "sampleFrequency", record.frequency);
+    body_.Append(">");
+
+    ItemUrl url;
+    if (Option(OptionFlag::kLocalServer)) {
+        url.Format("%s", record.path.c_str());
+    } else if (transcoded) {
+        url.Format("http://%s:%d/transcoder/genericoder.cgi/id=%d.m2ts?format=m2ts&type=video", host_.c_str(),
+                   kMediaPort, record.id);
+    } else {
+        const std::string_view extension = PathExtension(record.path);
+        url.Format("http://%s:%d/v/%s/%d.%.*s", host_.c_str(), kMediaPort,
+                   profile_.empty() ? kNoProfile.data() : profile_.c_str(), record.id,
+                   static_cast<int>(extension.size()), extension.data());
+    }
+    AppendXMLEscaped(body_, url.View());
+    body_.Append("</res>");
+}
+
+void CDSDIDLSerializer::AppendSubtitleRes(const char* path_word, std::int32_t id) {
+    body_.Appendf("<res  protocolInfo=\"http-get:*:text/srt:*\">http://%s:%d/%s/%s/%d.srt</res>", host_.c_str(),
+                  kMediaPort, path_word, kNoProfile.data(), id);
+}
+
+void CDSDIDLSerializer::AppendVideoCoverRes(const NIMB_MEDIA_INFO& record, const VideoCover& cover) {
+    body_.Appendf("<res  protocolInfo=\"http-get:*:%s:DLNA.ORG_PN=%s;DLNA.ORG_FLAGS=%s\">", cover.Mime(),
+                  cover.Profile(), kInteractiveFlags.data());
+    body_.Appendf("http://%s:%d/transcoder/jpegtnscaler.cgi/%s/%d.%s</res>", host_.c_str(), kMediaPort, cover.kind,
+                  record.id, cover.Extension());
+}
+
+}  // namespace MediaServer

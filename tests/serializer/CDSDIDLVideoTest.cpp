@@ -1,0 +1,173 @@
+#include <filesystem>
+#include <fstream>
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include "model/PropertyFilter.h"
+#include "model/ServiceOptions.h"
+#include "serializer/CDSDIDLSerializer.h"
+
+namespace MediaServer {
+namespace {
+
+using namespace ClientFlag;
+
+constexpr std::uint32_t kOff = 1U << 31, kRoles = 1U << 30;  // members of the client that are no capability bits
+constexpr std::uint32_t kEvery = Property::kAll, kArt = Property::kRes | Property::kAlbumArtURI;
+
+NIMB_MEDIA_INFO Film(const std::string& path) {
+    NIMB_MEDIA_INFO record;
+    record.id = 9;
+    record.path = path;
+    record.title = "Film & more";
+    record.date = "2021-02-03 04:05:06";
+    record.container_type = "matroska";
+    record.video_codec = "h264";
+    record.audio_codec = "AC3";
+    record.resolutionx = 1280;
+    record.resolutiony = 720;
+    record.duration = 200.7F;
+    record.frame_bitrate = 800000;
+    record.frequency = 48000;
+    record.channel = 2;
+    record.filesize = 1000;
+    return record;
+}
+
+NIMB_MEDIA_INFO Broadcast(const std::string& path, const char* container) {
+    NIMB_MEDIA_INFO record = Film(path);
+    record.container_type = container;
+    record.video_codec = "mpeg2video";
+    record.audio_codec = "ac3";
+    record.audio_bitrate = 384000;
+    record.frame_rate_num = 30000;
+    record.frame_rate_den = 1001;
+    return record;
+}
+
+NIMB_MEDIA_INFO Subtitle(const std::string& path) {
+    NIMB_MEDIA_INFO record;
+    record.id = 9;
+    record.path = path;
+    record.video_codec = "text";
+    return record;
+}
+
+std::string Serialize(const NIMB_MEDIA_INFO& record, std::uint32_t flags, std::uint32_t options, std::uint32_t filter) {
+    MimeTable mime;
+    mime.AddPairs("mkv video/x-matroska mpg video/mpeg m2ts video/mpeg srt text/srt");
+    DMSClientChecker client("", "", true);
+    client.flags = flags & ~(kOff | kRoles);
+    client.dlna_parameters = (flags & kOff) == 0;
+    client.role_attributes = (flags & kRoles) != 0;
+    client.full_menu = client.full_metadata = false;
+    CDSDIDLSerializer out(client, mime, "10.0.0.1", 50001, options, filter, "");
+    out.SerializeVideoItem("33$2", "33", record);
+    return out.GetResult();
+}
+
+std::string Item(std::string_view title, std::string_view kind, std::string_view body) {
+    std::string item = "<item id=\"33$2\" parentID=\"33\" restricted=\"1\">\n<dc:title>";
+    item.append(title).append("</dc:title>\n<upnp:class>object.item.").append(kind).append("Item</upnp:class>\n");
+    return item.append(body).append("</item>\n");
+}
+
+#define FLAGS "DLNA.ORG_OP=01;DLNA.ORG_FLAGS=01700000000000000000000000000000"
+#define RES(mime, fields) "<res  protocolInfo=\"http-get:*:" mime ":" fields "\""
+#define URL(path) ">http://10.0.0.1:50002" path "</res>"
+#define DATE "<dc:date>2021-02-03T04:05:06</dc:date>"
+#define FACTS(size)                                                    \
+    " resolution=\"1280x720\" size=\"" size                            \
+    "\" bitrate=\"100000\" duration=\"0:03:20\" nrAudioChannels=\"2\"" \
+    " sampleFrequency=\"48000\""
+#define MKV RES("video/x-matroska", FLAGS) URL("/v/NDLNA/9.mkv")
+#define COVER_PATH "/transcoder/jpegtnscaler.cgi/"
+#define COVER(kind)                                                                          \
+    RES("image/jpeg", "DLNA.ORG_PN=JPEG_TN;DLNA.ORG_FLAGS=00f00000000000000000000000000000") \
+    URL(COVER_PATH kind "/9.jpg")
+
+struct VideoCase {
+    const char* why;
+    NIMB_MEDIA_INFO record;
+    std::uint32_t client, options, filter;
+    const char *title, *kind, *body;
+};
+
+TEST(VideoItem, ByFileAndClient) {
+    const NIMB_MEDIA_INFO film = Film("/nowhere/a film.mkv");
+    const VideoCase cases[] = {
+        {"the file as it is", film, 0, 0, kEvery, "a film", "video",
+         DATE RES("video/x-matroska", FLAGS) FACTS("1000") URL("/v/NDLNA/9.mkv")},
+        {"no res property, no resources and no art", film, kVideoAlbumArt, OptionFlag::kFolderArt,
+         Property::kAlbumArtURI, "a film", "video", ""},
+        {"the resolution alone brings the resource", film, 0, 0, Property::kResResolution, "a film", "video",
+         RES("video/x-matroska", FLAGS) " resolution=\"1280x720\"" URL("/v/NDLNA/9.mkv")},
+        {"a client without DLNA", film, kOff | kSubtitleResource, OptionFlag::kFolderArt, Property::kRes, "a film",
+         "video", RES("video/x-matroska", "*") URL("/v/NDLNA/9.mkv")},
+        {"the embedded title", film, 0, OptionFlag::kEmbeddedVideoInfo, Property::kRes, "Film &amp; more", "video",
+         MKV},
+        {"file names win over it", film, kVideoFileNames, OptionFlag::kEmbeddedVideoInfo, Property::kRes, "a film.mkv",
+         "video", MKV},
+        {"clients that list subtitles see extensions", film, kTextItems, 0, Property::kRes, "a film.mkv", "video", MKV},
+        {"the title as album, whatever the filter", film, kRoles, 0, Property::kRes, "a film", "video",
+         "<upnp:album>Film &amp; more</upnp:album>" MKV},
+        {"transcoded: other type, double size", film, kTranscodeMkv, 0, kEvery, "a film", "video",
+         DATE RES("video/mpeg", FLAGS) FACTS("2000")
+             URL("/transcoder/genericoder.cgi/id=9.m2ts?format=m2ts&amp;type=video")},
+        {"nothing is transcoded for the local player", film, kTranscodeMkv, OptionFlag::kLocalServer, Property::kRes,
+         "a film", "video", RES("video/x-matroska", FLAGS) ">/nowhere/a film.mkv</res>"},
+        {"only Matroska is transcoded", Broadcast("/nowhere/b.mpg", "mpeg_ts"), kTranscodeMkv, 0, Property::kRes, "b",
+         "video", RES("video/mpeg", "DLNA.ORG_PN=MPEG_TS_HD_NA_ISO;" FLAGS) URL("/v/MPEG_TS_HD_NA_ISO/9.mpg")},
+        {"time-stamped packets are a type of their own", Broadcast("/nowhere/b.m2ts", "mpeg_ts_timestamp"), 0, 0,
+         Property::kRes, "b", "video",
+         RES("video/vnd.dlna.mpeg-tts", "DLNA.ORG_PN=MPEG_TS_HD_NA_T;" FLAGS) URL("/v/MPEG_TS_HD_NA_T/9.m2ts")},
+        {"profile by size for simple clients", Broadcast("/nowhere/b.m2ts", "mpeg_ts"), kMpegMapping, 0, Property::kRes,
+         "b", "video", RES("video/mpeg", "DLNA.ORG_PN=AVC_TS_HD_24_AC3_T;" FLAGS) URL("/v/AVC_TS_HD_24_AC3_T/9.m2ts")},
+        {"a subtitle resource", film, kSubtitleResource, 0, Property::kRes, "a film", "video",
+         MKV "<res  protocolInfo=\"http-get:*:text/srt:*\"" URL("/v/NDLNA/9.srt")},
+        {"a text item has no DLNA parameters", Subtitle("/nowhere/a.srt"), 0, OptionFlag::kFolderArt, Property::kRes,
+         "a", "text", RES("text/srt", "*") URL("/v/NDLNA/9.srt")},
+        {"a cover resource, after the subtitle", film, kSubtitleResource, OptionFlag::kFolderArt, Property::kRes,
+         "a film", "video",
+         MKV "<res  protocolInfo=\"http-get:*:text/srt:*\"" URL("/v/NDLNA/9.srt") COVER("vfolderart")},
+        {"in original size", film, kOriginalArt, OptionFlag::kFolderArt, Property::kRes, "a film", "video",
+         MKV COVER("vfolderart_orig")},
+        {"no thumbnails", film, kNoThumbnails, OptionFlag::kFolderArt, Property::kRes, "a film", "video", MKV},
+        {"no covers", film, kNoVideoCover | kVideoAlbumArt, OptionFlag::kFolderArt, kArt, "a film", "video", MKV},
+        {"the cover as element, not twice", film, kVideoAlbumArt, OptionFlag::kFolderArt, kArt, "a film", "video",
+         "<upnp:albumArtURI >http://10.0.0.1:50002" COVER_PATH "vfolderart/9.jpg</upnp:albumArtURI>" MKV},
+        {"the element with its profile, for the local player", film, kVideoAlbumArt | kNoThumbnails,
+         OptionFlag::kFolderArt | OptionFlag::kLocalServer, kArt | Property::kAlbumArtProfile, "a film", "video",
+         "<upnp:albumArtURI dlna:profileID=\"JPEG_TN\">jpegtnscaler.cgi/vfolderart/9.jpg</upnp:albumArtURI>" RES(
+             "video/x-matroska", FLAGS) ">/nowhere/a film.mkv</res>"},
+    };
+    for (const VideoCase& c : cases) {
+        SCOPED_TRACE(c.why);
+        EXPECT_EQ(Serialize(c.record, c.client, c.options, c.filter), Item(c.title, c.kind, c.body));
+    }
+}
+
+TEST(VideoItem, CoverKindFollowsTheFirstFileThatIsThere) {
+    char directory[] = "/tmp/video_cover_XXXXXX";
+    ASSERT_NE(mkdtemp(directory), nullptr);
+    const std::string folder = directory;
+    const auto touch = [&](const char* name) { std::ofstream(folder + "/" + name) << "x"; };
+    const auto is_png = [&] {
+        const std::string text = Serialize(Film(folder + "/a.mkv"), 0, OptionFlag::kFolderArt, Property::kRes);
+        return text.find("PNG_TN") != std::string::npos && text.find("vfolderart/9.png") != std::string::npos;
+    };
+    touch("folder.jpg");
+    EXPECT_FALSE(is_png());
+    touch("a.png");
+    EXPECT_TRUE(is_png()) << "the video's own cover comes before the folder's";
+    std::filesystem::create_directory(folder + "/a.jpg");
+    EXPECT_TRUE(is_png()) << "a directory is no cover";
+    std::filesystem::remove(folder + "/a.jpg");
+    touch("a.jpg");
+    EXPECT_FALSE(is_png());
+    std::filesystem::remove_all(folder);
+}
+
+}  // namespace
+}  // namespace MediaServer
