@@ -90,7 +90,9 @@ bool HasDefaultRoute(std::string_view route_table, std::string_view device) {
 
 std::string FindInARPTable(std::string_view arp_table, std::string_view ip_address) {
     std::istringstream lines{std::string{arp_table}};
-    for (std::string line; std::getline(lines, line);) {
+    std::string line;
+    std::getline(lines, line);  // the heading
+    while (std::getline(lines, line)) {
         std::istringstream fields{line};
         std::string ip, type, flags, mac;
         // An entry that the kernel is still asking for has the hardware address 00:00:00:00:00:00; another device may
