@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <optional>
 
+#include "platform/system/Files.h"
 #include "platform/text/Text.h"
 
 namespace MediaServer {
@@ -62,13 +63,7 @@ constexpr AnnouncedName kAnnouncedNames[] = {
 
 constexpr std::string_view kHeaderPrefix = "header.";
 constexpr std::string_view kSectionPrefix = "[profile ";
-constexpr std::string_view kBlanks = " \t\r";
-
-std::string_view Trim(std::string_view text) {
-    const auto first = text.find_first_not_of(kBlanks);
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
+constexpr std::string_view kBlanks = " \t";
 
 /// The row of a table with that name, or null.
 template <typename Row, std::size_t Size>
@@ -161,7 +156,7 @@ ProfileList ParseProfiles(std::string_view text, const std::function<void(int, c
     int number = 0;
     while (!text.empty()) {
         const auto end = text.find('\n');
-        const std::string_view line = Trim(text.substr(0, end));
+        const std::string_view line = TrimBlanks(text.substr(0, end));
         text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
         ++number;
         if (line.empty() || line.front() == '#') continue;
@@ -174,7 +169,7 @@ ProfileList ParseProfiles(std::string_view text, const std::function<void(int, c
                 continue;
             }
             const std::string_view name =
-                Trim(line.substr(kSectionPrefix.size(), line.size() - kSectionPrefix.size() - 1));
+                TrimBlanks(line.substr(kSectionPrefix.size(), line.size() - kSectionPrefix.size() - 1));
             const bool is_taken = std::any_of(list.begin(), list.end(), [&](const auto& p) { return p->name == name; });
             if (name.empty() || is_taken) {
                 complain(number, name.empty() ? "the section has no name"
@@ -196,7 +191,7 @@ ProfileList ParseProfiles(std::string_view text, const std::function<void(int, c
             complain(number, "the line is not \"setting = value\"");
         } else {
             const std::string problem =
-                ApplySetting(*current, Trim(line.substr(0, equals)), Trim(line.substr(equals + 1)));
+                ApplySetting(*current, TrimBlanks(line.substr(0, equals)), TrimBlanks(line.substr(equals + 1)));
             if (!problem.empty()) complain(number, problem);
         }
     }

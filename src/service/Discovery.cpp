@@ -1,0 +1,51 @@
+#include "service/Discovery.h"
+
+#include <optional>
+#include <string>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+
+#include "platform/network/Interfaces.h"
+#include "platform/system/Log.h"
+#include "service/DMSDevice.h"
+
+namespace MediaServer {
+namespace {
+
+constexpr std::string_view kRendererType = "urn:schemas-upnp-org:device:MediaRenderer:1";
+
+/// Dotted text of an IPv4 source; empty for another family.
+std::string DottedAddress(const sockaddr_storage* source) {
+    char text[INET_ADDRSTRLEN] = "";
+    if (source == nullptr || source->ss_family != AF_INET) return {};
+    const auto* address = reinterpret_cast<const sockaddr_in*>(source);
+    return inet_ntop(AF_INET, &address->sin_addr, text, sizeof text) == nullptr ? std::string() : std::string(text);
+}
+
+std::optional<DeviceNames> Download(DMSDevice& device, const std::string& address, const std::string& location) {
+    const auto ticket = device.Downloads().Enter(address, location, DownloadGate::Clock::now());
+    if (ticket == nullptr) return std::nullopt;
+    return UpnpDownloadXmlDoc(location, address, {"modelName", "modelDescription", "friendlyName", "manufacturer"});
+}
+
+}  // namespace
+
+int HandleDiscovery(DMSDevice& device, const UpnpDiscovery* event, Upnp_EventType type) {
+    if (UpnpDiscovery_get_ErrCode(event) != UPNP_E_SUCCESS) return -1;
+    const std::string_view device_type = UpnpString_get_String(UpnpDiscovery_get_DeviceType(event));
+    if (type == UPNP_DISCOVERY_ADVERTISEMENT_ALIVE && device_type != kRendererType) return -1;
+
+    const std::string address = DottedAddress(UpnpDiscovery_get_DestAddr(event));
+    const std::string mac = device.MacOfClient(address);
+    if (mac == kUnknownMAC) {
+        DMSPrintf(2, "Warning: Get 00:00:00:00:00:00 MAC address by %s from ARP table\n", address.c_str());
+        return -1;
+    }
+    const auto names = Download(device, address, UpnpString_get_String(UpnpDiscovery_get_Location(event)));
+    if (!names) return -1;
+    device.UpdateKeys("HandleDiscovery", mac, address, *names);
+    return 0;
+}
+
+}  // namespace MediaServer

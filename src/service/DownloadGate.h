@@ -1,0 +1,60 @@
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+
+namespace MediaServer {
+
+/// Decides which descriptions are downloaded. Anybody on the network can announce renderers as fast as the wire takes
+/// them, and each download occupies one of the library's few threads until it ends or times out.
+/// Threads: any, at once.
+class DownloadGate {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    /// One download under way; its end is the end of the object. The gate outlives it.
+    class Ticket {
+    public:
+        Ticket(DownloadGate& gate, std::string address) : gate_(gate), address_(std::move(address)) {}
+        ~Ticket() { gate_.Leave(address_); }
+        Ticket(const Ticket&) = delete;
+        Ticket& operator=(const Ticket&) = delete;
+
+    private:
+        DownloadGate& gate_;
+        const std::string address_;
+    };
+
+    /// Lets through at most kMaxAtOnce downloads at a time, one at a time from the same address, a location no more
+    /// than once in kSameLocation, and an address no more than kMaxPerMinute times in a minute. A renderer announces
+    /// itself several times in a row and again every few minutes, so nothing is lost by it.
+    /// @return the ticket of a download that may start, else null.
+    std::unique_ptr<Ticket> Enter(const std::string& address, const std::string& location, Clock::time_point now);
+
+    static constexpr int kMaxAtOnce = 3;
+    static constexpr int kMaxPerMinute = 12;
+    static constexpr std::chrono::seconds kSameLocation{10};
+    static constexpr std::size_t kMaxAddresses = 256;
+
+private:
+    struct Source {
+        Clock::time_point window_start;
+        int downloads = 0;  // since window_start
+        bool is_active = false;
+        std::string last_location;
+        Clock::time_point last_download;
+    };
+    bool Admit(const std::string& address, const std::string& location, Clock::time_point now);
+    void Leave(const std::string& address);
+    void ForgetIdle(Clock::time_point now);
+
+    std::mutex mutex_;
+    std::map<std::string, Source> sources_;  // by address; guarded by mutex_
+    int active_ = 0;                         // guarded by mutex_
+};
+
+}  // namespace MediaServer
