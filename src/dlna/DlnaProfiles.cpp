@@ -1,6 +1,8 @@
 #include "dlna/DlnaProfiles.h"
 
+#include <algorithm>
 #include <initializer_list>
+#include <iterator>
 
 #include "dlna/DLNA_Audio.h"
 #include "dlna/DLNA_Video.h"
@@ -21,6 +23,17 @@ constexpr JpegBounds kJpegBounds[] = {
     {1024, 768, "JPEG_MED"},
     {4096, 4096, "JPEG_LRG"},
 };
+
+constexpr std::string_view kTimeStampedProfiles[] = {"MPEG_TS_SD_EU_T", "MPEG_TS_SD_NA_T", "MPEG_TS_HD_NA_T"};
+
+/// By PictureKind.
+constexpr std::string_view kPictureOperations[] = {"DLNA.ORG_OP=01;", "DLNA.ORG_OP=01;DLNA.ORG_CI=1;", ""};
+
+std::string Field(std::string_view profile, std::string_view operations, std::string_view flags) {
+    std::string field;
+    if (!profile.empty() && profile != kNoProfile) field.append("DLNA.ORG_PN=").append(profile).append(";");
+    return field.append(operations).append("DLNA.ORG_FLAGS=").append(flags);
+}
 
 int FoldAudioClass(int audio_class) {
     if (audio_class == AudioClass::kAac320) return AudioClass::kAac;
@@ -63,9 +76,16 @@ std::string_view JpegProfileFor(int width, int height) {
 }
 
 std::string StreamingDlnaParams(std::string_view profile) {
-    std::string field;
-    if (!profile.empty() && profile != kNoProfile) field.append("DLNA.ORG_PN=").append(profile).append(";");
-    return field.append("DLNA.ORG_OP=01;DLNA.ORG_FLAGS=").append(kStreamingFlags);
+    return Field(profile, "DLNA.ORG_OP=01;", kStreamingFlags);
+}
+
+std::string PictureDlnaParams(PictureKind kind, std::string_view profile) {
+    return Field(profile, kPictureOperations[static_cast<std::size_t>(kind)], kInteractiveFlags);
+}
+
+bool IsTimeStampedProfile(std::string_view profile) {
+    return std::find(std::begin(kTimeStampedProfiles), std::end(kTimeStampedProfiles), profile) !=
+           std::end(kTimeStampedProfiles);
 }
 
 }  // namespace MediaServer

@@ -25,4 +25,15 @@ std::string_view JpegProfileFor(int width, int height);
 /// Fourth protocolInfo field of streamed media: with DLNA.ORG_PN unless the profile is empty or "NDLNA".
 std::string StreamingDlnaParams(std::string_view profile);
 
+/// What a picture resource is: a photo's file or a conversion of the whole photo; a smaller rendition beside it, which
+/// is marked as converted; a cover, which has no byte ranges.
+enum class PictureKind { Photo, Rendition, Cover };
+/// Fourth protocolInfo field of a picture: with DLNA.ORG_PN unless the profile is empty or "NDLNA".
+std::string PictureDlnaParams(PictureKind kind, std::string_view profile);
+
+/// MIME type of transport streams with time stamps, whatever the file's extension says.
+inline constexpr std::string_view kTimeStampedMime = "video/vnd.dlna.mpeg-tts";
+/// True for the MPEG-2 profiles that are announced under kTimeStampedMime.
+bool IsTimeStampedProfile(std::string_view profile);
+
 }  // namespace MediaServer

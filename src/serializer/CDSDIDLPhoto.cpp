@@ -95,9 +95,7 @@ void CDSDIDLSerializer::AppendPhotoRes(const NIMB_MEDIA_INFO& record, const Phot
     } else {
         // A rendition is a JPEG whatever the size of the original is.
         const std::string_view profile = photo.profile.empty() && photo.converted ? "JPEG_SM" : photo.profile;
-        body_.Append(":");
-        if (!profile.empty()) body_.Appendf("DLNA.ORG_PN=%s;", profile.data());
-        body_.Appendf("DLNA.ORG_OP=01;DLNA.ORG_FLAGS=%s\"", kInteractiveFlags.data());
+        body_.Appendf(":%s\"", PictureDlnaParams(PictureKind::Photo, profile).c_str());
     }
     AppendResolution(photo.width, photo.height);
     if (!photo.converted) AppendResNumber(Property::kResSize, "size", record.filesize);
@@ -135,8 +133,8 @@ void CDSDIDLSerializer::AppendPhotoThumbnails(const NIMB_MEDIA_INFO& record, con
 }
 
 void CDSDIDLSerializer::AppendThumbRes(const NIMB_MEDIA_INFO& record, std::int32_t side, const char* profile) {
-    body_.Appendf("<res  protocolInfo=\"http-get:*:%s:DLNA.ORG_PN=%s;DLNA.ORG_OP=01;DLNA.ORG_CI=1;DLNA.ORG_FLAGS=%s\"",
-                  kJpegMime.data(), profile, kInteractiveFlags.data());
+    body_.Appendf("<res  protocolInfo=\"http-get:*:%s:%s\"", kJpegMime.data(),
+                  PictureDlnaParams(PictureKind::Rendition, profile).c_str());
     std::int32_t width = 0, height = 0;
     DMSGetThumbnailRes(record.resolutionx, record.resolutiony, &width, &height, side);
     AppendResolution(width, height);

@@ -1,8 +1,3 @@
-#include <algorithm>
-#include <array>
-
-#include <sys/stat.h>
-
 #include "dlna/DlnaProfiles.h"
 #include "model/PropertyFilter.h"
 #include "model/ServiceOptions.h"
@@ -20,28 +15,6 @@ constexpr std::uint32_t kAnyVideoRes = 0x1FF;  // every res bit
 constexpr std::string_view kTextCodec = "text";
 /// What the transcoder makes of a Matroska file.
 constexpr std::string_view kTranscodedMime = "video/mpeg";
-
-/// Profiles of time-stamped packets, which are a MIME type of their own whatever the file is called.
-constexpr std::array<std::string_view, 3> kTimeStampedProfiles = {"MPEG_TS_SD_EU_T", "MPEG_TS_SD_NA_T",
-                                                                  "MPEG_TS_HD_NA_T"};
-constexpr std::string_view kTimeStampedMime = "video/vnd.dlna.mpeg-tts";
-
-bool IsRegularFile(const std::string& path) {
-    struct stat info {};
-    return stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
-}
-
-/// True when the cover that stands beside the video is a PNG; JPEG is assumed when there is none.
-bool HasPngCover(const std::string& path) {
-    const std::string directory = std::string(DirName(path)) + "/";
-    const std::string own = directory + std::string(BaseNameWithoutExtension(path));
-    if (IsRegularFile(own + ".jpg")) return false;
-    if (IsRegularFile(own + ".png")) return true;
-    for (const auto& name : GetCoverList()) {
-        if (IsRegularFile(directory + std::string(name))) return EqualsIgnoreCase(PathExtension(name), "png");
-    }
-    return false;
-}
 
 }  // namespace
 
@@ -85,7 +58,10 @@ void CDSDIDLSerializer::AppendVideoResources(const NIMB_MEDIA_INFO& record, bool
     const bool as_element = with_cover && client_.Has(ClientFlag::kVideoAlbumArt) && Wants(Property::kAlbumArtURI);
     const bool as_resource = with_cover && !as_element && !text && !client_.Has(ClientFlag::kNoThumbnails);
     VideoCover cover{client_.Has(ClientFlag::kOriginalArt) ? "vfolderart_orig" : "vfolderart", false};
-    if (as_element || as_resource) cover.png = HasPngCover(record.path);
+    if (as_element || as_resource) {
+        // A client may ask where there is no cover; the answer is then 404 under either name.
+        cover.png = EqualsIgnoreCase(PathExtension(FindVideoCover(record.path)), "png");
+    }
 
     if (as_element) AppendVideoArt(record, cover);
     AppendVideoRes(record, text);
@@ -108,10 +84,7 @@ void CDSDIDLSerializer::AppendVideoRes(const NIMB_MEDIA_INFO& record, bool text)
     std::string params = MakeDlnaParams("video", mime, &record, profile_);
     if (text) params = "*";
     if (transcoded) mime = kTranscodedMime;
-    if (!text &&
-        std::find(kTimeStampedProfiles.begin(), kTimeStampedProfiles.end(), profile_) != kTimeStampedProfiles.end()) {
-        mime = kTimeStampedMime;
-    }
+    if (!text && IsTimeStampedProfile(profile_)) mime = kTimeStampedMime;
 
     body_.Append("<res  protocolInfo=\"http-get:*:");
     AppendXMLEscaped(body_, mime);
@@ -149,8 +122,8 @@ void CDSDIDLSerializer::AppendSubtitleRes(const char* path_word, std::int32_t id
 }
 
 void CDSDIDLSerializer::AppendVideoCoverRes(const NIMB_MEDIA_INFO& record, const VideoCover& cover) {
-    body_.Appendf("<res  protocolInfo=\"http-get:*:%s:DLNA.ORG_PN=%s;DLNA.ORG_FLAGS=%s\">", cover.Mime(),
-                  cover.Profile(), kInteractiveFlags.data());
+    body_.Appendf("<res  protocolInfo=\"http-get:*:%s:%s\">", cover.Mime(),
+                  PictureDlnaParams(PictureKind::Cover, cover.Profile()).c_str());
     body_.Appendf("http://%s:%d/transcoder/jpegtnscaler.cgi/%s/%d.%s</res>", host_.c_str(), kMediaPort, cover.kind,
                   record.id, cover.Extension());
 }

@@ -1,6 +1,19 @@
 #include "platform/media/CoverArt.h"
 
+#include <sys/stat.h>
+
+#include "platform/text/Text.h"
+
 namespace MediaServer {
+
+namespace {
+
+bool IsRegularFile(const std::string& path) {
+    struct stat info {};
+    return stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
+}
+
+}  // namespace
 
 const std::vector<std::string>& GetCoverList() {
     static const std::vector<std::string> kNames = {
@@ -9,6 +22,22 @@ const std::vector<std::string>& GetCoverList() {
         "Folder.png",   "Cover.png", "front.png",  "Front.png",         "album.png",  "poster.png",
     };
     return kNames;
+}
+
+std::string FindFolderCover(std::string_view song_path) {
+    const std::string folder = std::string(DirName(song_path)) + "/";
+    for (const std::string& name : GetCoverList()) {
+        if (IsRegularFile(folder + name)) return folder + name;
+    }
+    return {};
+}
+
+std::string FindVideoCover(std::string_view video_path) {
+    const std::string own = std::string(DirName(video_path)) + "/" + std::string(BaseNameWithoutExtension(video_path));
+    for (const char* extension : {".jpg", ".png"}) {
+        if (IsRegularFile(own + extension)) return own + extension;
+    }
+    return FindFolderCover(video_path);
 }
 
 }  // namespace MediaServer
