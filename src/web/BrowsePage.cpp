@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <string>
 
-#include "model/PropertyFilter.h"
 #include "platform/text/Text.h"
 #include "serializer/CDSHtmlSerializer.h"
 #include "serializer/CDSSimpleSerializer.h"
@@ -20,6 +19,9 @@ constexpr std::string_view kRootId = "0";
 constexpr std::size_t kLongestId = 1024;
 constexpr std::size_t kParentField = 256;
 constexpr std::int32_t kPortion = 500;
+/// The page shows no property that could be left out. To ask for child counts would also make every container count its
+/// children, and these serializers pass over counted containers.
+constexpr std::uint32_t kNoProperties = 0;
 
 /// One object, browsed as its requester sees it.
 class Browser {
@@ -47,7 +49,7 @@ private:
     std::int32_t Browse(BrowseFlag flag, std::int32_t start, std::int32_t count, CDSObjectSerializer& out,
                         std::int32_t& total) {
         std::uint32_t update_id = 0;
-        return directory_.FindObject(request_, id_, flag, Property::kAll, 0, start, count, out, total, update_id);
+        return directory_.FindObject(request_, id_, flag, kNoProperties, 0, start, count, out, total, update_id);
     }
 
     ContentDirectoryService& directory_;
