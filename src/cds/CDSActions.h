@@ -10,7 +10,7 @@
 
 namespace MediaServer {
 
-/// What the action handlers work with. Everything outlives them.
+/// What the action handlers work with; the tables keep a copy. What it refers to outlives them.
 struct CDSContext {
     ContentDirectoryService& directory;
     const ServiceOptions& options;
@@ -22,7 +22,12 @@ struct CDSContext {
 int BrowseAction(const CDSContext& context, ClientRequest& request, DMSService& service, IXML_Document* arguments,
                  IXML_Document** response, std::string& error);
 
-/// Initial state variables and action tables of the three services.
+/// Search (UPnP ContentDirectory:1, 2.7.5). Only three kinds of client may search, each in a built-in menu of its own;
+/// as long as there are no such menus every search is answered with error 701.
+int SearchAction(ClientRequest& request, DMSService& service, IXML_Document* arguments, IXML_Document** response,
+                 std::string& error);
+
+/// Action tables of the three services.
 std::map<std::string, ActionHandler> ContentDirectoryActions(const CDSContext& context);
 std::map<std::string, ActionHandler> ConnectionManagerActions();
 std::map<std::string, ActionHandler> RegistrarActions();

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,14 +16,16 @@ enum class BrowseFlag : int { Metadata = 0, DirectChildren = 1 };
 
 /// Bits of the browse options word.
 namespace BrowseOption {
-inline constexpr std::uint32_t kNoOrder = 1;           ///< no ORDER BY on category item lists
-inline constexpr std::uint32_t kNoShowAll = 2;         ///< no show-all entries
-inline constexpr std::uint32_t kFakeChildCount = 4;    ///< child containers carry the placeholder child count 1000
+inline constexpr std::uint32_t kNoOrder = 1;         ///< no ORDER BY on category item lists
+inline constexpr std::uint32_t kNoShowAll = 2;       ///< no show-all entries
+inline constexpr std::uint32_t kFakeChildCount = 4;  ///< child containers carry the placeholder child count 1000
 }  // namespace BrowseOption
 
 inline constexpr std::int32_t kPlaceholderChildCount = 1000;
 /// Negated UPnP error code of an unknown object (UPnP ContentDirectory:1, 2.7.4.5).
 inline constexpr std::int32_t kNoSuchObject = -701;
+/// Negated "Action Failed" (UPnP Device Architecture 1.0, 3.2.2): the database did not answer.
+inline constexpr std::int32_t kActionFailed = -501;
 
 /// One Browse as a node sees it. The separators belong to the requesting client and travel with the request, so two
 /// clients with different separators never disturb each other. The views outlive the Browse.
@@ -31,11 +34,11 @@ struct BrowseQuery {
     std::string_view sub_id;     ///< what follows its first separator, empty if none
     BrowseFlag flag = BrowseFlag::DirectChildren;
     std::uint32_t filter_mask = 0;
-    std::uint32_t options = 0;  ///< BrowseOption bits
-    std::int32_t start = 0;     ///< index of the first child wanted, from zero
-    std::int32_t count = 0;     ///< most children to write; 0 means all
-    std::string_view separator = "$";
-    std::string_view inner_separator = "#";
+    std::uint32_t options = 0;              ///< BrowseOption bits
+    std::int32_t start = 0;                 ///< index of the first child wanted, from zero
+    std::int32_t count = 0;                 ///< most children to write; 0 means all
+    std::string_view separator = {};        ///< empty: the one that SetSeparator gave the node
+    std::string_view inner_separator = {};  ///< empty: the one that goes with the separator
 
     /// Child count of a listed container that is not counted: the placeholder when asked for, else -1 (not written).
     std::int32_t ListedChildCount() const {
@@ -55,7 +58,8 @@ public:
 
     /// Writes the container itself or one page of its children.
     /// @param[out] total  number of children in all (1 for metadata); untouched where the class says so.
-    /// @return objects written, or a negated UPnP error code.
+    /// @return objects written, or a negated UPnP error code: an identifier that no object of this kind can have
+    ///         (-701), a database that does not answer (-501). A row that is gone writes nothing and is no error.
     virtual std::int32_t Browse(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total);
 
 private:
@@ -69,14 +73,28 @@ public:
 
     /// Replaces the index locations (folder path to display name) of a node that has them.
     virtual void SetIndexLocations(const std::map<std::string, std::string>& locations);
-    /// Separator for callers that do not carry one in their query; kept for those, no Browse of a client reads it.
+    /// Separator for queries that do not carry one; no Browse of a client depends on it.
     virtual void SetSeparator(std::string_view separator);
+};
+
+/// The separator that a node keeps for queries without one: "$" until it is set. Threads: any.
+class NodeSeparator {
+public:
+    void Set(std::string_view separator);
+    /// `query` with the separators that it lacks filled in. `storage` holds the text that the result refers to.
+    BrowseQuery Complete(const BrowseQuery& query, std::string& storage) const;
+
+private:
+    mutable std::mutex mutex_;
+    std::string separator_ = "$";  // guarded by mutex_
 };
 
 /// Nodes that take category levels.
 class Categorizable {
 public:
     virtual ~Categorizable() = default;
+    /// Appends a level. @param name  of the category table of the node's media kind; another one is ignored.
+    /// @param index  0 for a level of values, anything else for a level of initial letters.
     virtual void AddCategory(const std::string& name, std::int32_t index) = 0;
 };
 

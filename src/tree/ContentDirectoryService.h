@@ -1,46 +1,52 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
-#include <map>
-#include <memory>
+#include <list>
 #include <mutex>
 #include <string>
 #include <string_view>
-#include <vector>
+#include <unordered_map>
+#include <utility>
 
 #include "model/ClientRequest.h"
 #include "model/MimeTable.h"
 #include "platform/text/DMSStringBundle.h"
 #include "tree/CDSContainer.h"
+#include "tree/MenuNodes.h"
 
 namespace MediaServer {
 
-/// Identifier to menu node.
-using MenuSet = std::map<std::string, CDSObject*, std::less<>>;
+class DMSClientChecker;
 
 /// Update identifiers of the containers that clients have browsed. Threads: any.
 class ContainerUpdateTable {
 public:
-    /// 0 for a new identifier; one more than before when the total changed; else as before. Bounded: the oldest
-    /// identifiers are forgotten when strangers fill it.
+    /// 0 for a new identifier; one more than before when the total changed; else as before. Bounded: the identifiers
+    /// that nobody asked for the longest are forgotten when strangers fill it.
     std::uint32_t Update(std::string_view id, std::uint32_t total);
+
+    static constexpr std::size_t kMaxEntries = 16384;
 
 private:
     struct Entry {
+        std::string id;
         std::uint32_t total, counter;
     };
     std::mutex mutex_;
-    std::map<std::string, Entry, std::less<>> entries_;  // guarded by mutex_
+    std::list<Entry> entries_;                                                // guarded by mutex_; last asked for first
+    std::unordered_map<std::string_view, std::list<Entry>::iterator> by_id_;  // guarded by mutex_; keys in entries_
 };
 
 /// The Content Directory: menu roots and menu sets, the MIME table and the lookup of objects.
 /// Threads: built by one thread; FindObject and the tables are then used by many at once.
 class ContentDirectoryService {
 public:
-    /// Builds the roots and the built-in menus and loads the MIME table.
+    /// Builds the roots and loads the MIME table.
     /// @param strings  outlives the service.
     explicit ContentDirectoryService(const DMSStringBundle& strings);
-    ~ContentDirectoryService();
+    ContentDirectoryService(const ContentDirectoryService&) = delete;
+    ContentDirectoryService& operator=(const ContentDirectoryService&) = delete;
 
     /// Reads the menu template (and the video-library one) and builds the default and the music-only set.
     /// @return false when the menu file could not be used; the sets are then built of what there is.
@@ -58,15 +64,20 @@ public:
     const MimeTable& Mime() const { return mime_; }
 
     /// Reads the index locations of every registered index storage folder again.
-    void RefreshIndexLocations();
+    void RefreshIndexLocations() { nodes_.RefreshIndexLocations(); }
 
 private:
-    friend class MenuLoader;
-    struct Impl;
+    /// One menu a kind of client. Default and Music come from the template.
+    enum Menu : std::size_t { Default, Full, Flat, Music, Numbered, kMenus };
+
+    CDSContainer* FindNode(const DMSClientChecker& client, std::string_view key) const;
 
     const DMSStringBundle& strings_;
     MimeTable mime_;
-    std::unique_ptr<Impl> impl_;
+    MenuNodes nodes_;
+    std::array<CDSMenuEntry*, kMenus> roots_{};
+    std::array<MenuSet, kMenus> sets_;
+    ContainerUpdateTable updates_;
 };
 
 }  // namespace MediaServer

@@ -1,0 +1,83 @@
+#include "tree/ContentDirectoryService.h"
+
+#include "platform/clients/DMSClientChecker.h"
+#include "tree/MimeTypes.h"
+#include "tree/ObjectId.h"
+#include "tree/cdsmenu.h"
+
+namespace MediaServer {
+
+std::uint32_t ContainerUpdateTable::Update(std::string_view id, std::uint32_t total) {
+    const std::lock_guard lock(mutex_);
+    if (const auto found = by_id_.find(id); found != by_id_.end()) {
+        entries_.splice(entries_.begin(), entries_, found->second);
+        Entry& entry = *found->second;
+        if (entry.total != total) {
+            entry.total = total;
+            ++entry.counter;
+        }
+        return entry.counter;
+    }
+    if (entries_.size() == kMaxEntries) {
+        by_id_.erase(entries_.back().id);
+        entries_.pop_back();
+    }
+    entries_.push_front({std::string(id), total, 0});
+    by_id_.emplace(entries_.front().id, entries_.begin());
+    return 0;
+}
+
+ContentDirectoryService::ContentDirectoryService(const DMSStringBundle& strings) : strings_(strings) {
+    for (CDSMenuEntry*& root : roots_) root = &nodes_.Make<CDSMenuEntry>("Root", "0", "-1", ObjectType::kContainer);
+    LoadMimeTypes(mime_);
+}
+
+bool ContentDirectoryService::LoadMenu(const std::string& menu_file, bool with_video_library, bool with_radio) {
+    MenuLoader loader({nodes_, *roots_[Default], *roots_[Music], strings_, with_radio});
+    const bool loaded = loader.LoadMenu(menu_file, with_video_library);
+    AddMenuEntries(sets_[Default], *roots_[Default]);
+    AddMenuEntries(sets_[Music], *roots_[Music]);
+    return loaded;
+}
+
+CDSContainer* ContentDirectoryService::FindNode(const DMSClientChecker& client, std::string_view key) const {
+    const std::pair<bool, Menu> rules[] = {
+        {client.full_menu, Full},
+        {client.flat_menu, Flat},
+        {client.numbered_containers && (key == "1" || key == "6"), Numbered},
+        {client.audio_only, Music},
+    };
+    Menu menu = Default;
+    for (const auto& [applies, candidate] : rules) {
+        // A menu that has not been built hides nothing: its clients then see what everybody sees.
+        if (applies && !sets_[candidate].empty()) {
+            menu = candidate;
+            break;
+        }
+    }
+    const auto found = sets_[menu].find(key);
+    return found == sets_[menu].end() ? nullptr : dynamic_cast<CDSContainer*>(found->second);
+}
+
+std::int32_t ContentDirectoryService::FindObject(const ClientRequest& request, std::string_view object_id,
+                                                 BrowseFlag flag, std::uint32_t filter_mask, std::uint32_t options,
+                                                 std::int32_t start, std::int32_t count, CDSObjectSerializer& out,
+                                                 std::int32_t& total, std::uint32_t& update_id) {
+    const DMSClientChecker client(request.Header("user-agent"), request.profile_name, true);
+    const std::string_view separator = client.Separator();
+    const auto [key, sub_id] = SplitObjectId(object_id, separator);
+    CDSContainer* node = object_id.size() <= kMaxObjectId ? FindNode(client, key) : nullptr;
+    if (node == nullptr) {
+        total = 0;
+        return kNoSuchObject;
+    }
+    const BrowseQuery query{
+        object_id, sub_id, flag, filter_mask, options, start, count, separator, client.InnerSeparator()};
+    const std::int32_t written = node->Browse(query, out, total);
+    if (written >= 0 && flag == BrowseFlag::DirectChildren && NamesContainer(object_id, separator)) {
+        update_id = updates_.Update(object_id, static_cast<std::uint32_t>(total));
+    }
+    return written;
+}
+
+}  // namespace MediaServer

@@ -1,0 +1,29 @@
+#include "tree/MenuNodes.h"
+
+#include "platform/library/MediaFolders.h"
+#include "platform/system/Log.h"
+#include "tree/CDSIndexStorageFolder.h"
+
+namespace MediaServer {
+
+void AddMenuEntries(MenuSet& set, CDSContainer& container) {
+    for (CDSObject* child : container.Children()) {
+        if (auto* nested = dynamic_cast<CDSContainer*>(child)) AddMenuEntries(set, *nested);
+    }
+    DMSPrintf(2, "Adding menu entry %s:%s", container.title.c_str(), container.id.c_str());
+    set[container.id] = &container;
+}
+
+void MenuNodes::RegisterIndexFolder(CDSIndexStorageFolder& folder) {
+    constexpr std::size_t kMaxKey = 19;
+    index_folders_[(folder.parentId + "/" + folder.id).substr(0, kMaxKey)] = &folder;
+}
+
+void MenuNodes::RefreshIndexLocations() {
+    for (const auto& [key, folder] : index_folders_) {
+        const std::map<std::string, std::string> locations = GetIndexLoacationPath(folder->Kind());
+        if (!locations.empty()) folder->SetIndexLocations(locations);
+    }
+}
+
+}  // namespace MediaServer
