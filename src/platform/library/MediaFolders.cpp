@@ -28,15 +28,16 @@ std::optional<MediaFolder> ParseLine(const std::string& file, std::string_view l
     const auto pair = ParseKeyValue(line);
     if (!pair) return reject("not of the form kind = path");
     const auto& [kind, value] = *pair;
-    // The last bar, so that a line with a display name can have any path.
-    const std::size_t bar = value.rfind('|');
+    // The last one, so that a line with a display name can have any path.
+    constexpr std::string_view kBar = " |";
+    const std::size_t bar = value.rfind(kBar);
     const std::string_view path = TrimBlanks(value.substr(0, bar));
     if (!path.starts_with('/')) return reject("the path is not absolute");
 
     MediaFolder folder;
     folder.path = GetAbsolutePath(path);
     if (folder.path == "/") return reject("the root of the system cannot be shared");
-    if (bar != std::string_view::npos) folder.name = TrimBlanks(value.substr(bar + 1));
+    if (bar != std::string_view::npos) folder.name = TrimBlanks(value.substr(bar + kBar.size()));
     if (folder.name.empty()) folder.name = BaseName(folder.path);
     const bool all = kind == "all";
     folder.music = all || kind == "music";

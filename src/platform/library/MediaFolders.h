@@ -10,8 +10,8 @@ namespace MediaServer {
 
 /// The folders that the user shares, from the package's media_folders.conf. A line is
 ///     <kind> = <absolute path> [| <display name>]
-/// with kind music, video, photo or all; '#' starts a comment line. Without a display name the folder's own name is
-/// shown (made unique by its parent's name where two are equal).
+/// with kind music, video, photo or all, and a blank before the last bar; '#' starts a comment line. Without a display
+/// name the folder's own name is shown (made unique by its parent's name where two are equal).
 struct MediaFolder {
     std::string path;  ///< absolute, normalised, without a final slash
     std::string name;

@@ -25,19 +25,19 @@ TEST_F(MediaFoldersTest, LinesAsPeopleWriteThem) {
     Configure(
         "# my folders\n"
         "music = /srv/Music/ | My Music\n"
-        "all=/srv/./Mixed//Things\n"
+        "all=/srv/./Mixed//This|That\n"
         "photo = /srv/a=b | Pictures | Best\n"
         "video = /srv/Music\n");
     EXPECT_THAT(GetIndexLoacationPath(MediaKind::Music),
-                ElementsAre(Pair("/srv/Mixed/Things", "Things"), Pair("/srv/Music", "My Music")));
+                ElementsAre(Pair("/srv/Mixed/This|That", "This|That"), Pair("/srv/Music", "My Music")));
     EXPECT_THAT(GetIndexLoacationPath(MediaKind::Photo),
-                ElementsAre(Pair("/srv/Mixed/Things", "Things"), Pair("/srv/a=b | Pictures", "Best")));
+                ElementsAre(Pair("/srv/Mixed/This|That", "This|That"), Pair("/srv/a=b | Pictures", "Best")));
     EXPECT_THAT(GetIndexLoacationPath(MediaKind::Video),
-                ElementsAre(Pair("/srv/Mixed/Things", "Things"), Pair("/srv/Music", "My Music")));
+                ElementsAre(Pair("/srv/Mixed/This|That", "This|That"), Pair("/srv/Music", "My Music")));
     EXPECT_EQ(ReadMediaFolders().size(), 3U) << "a folder named twice is one folder";
     EXPECT_EQ(DMSGetMediaFolderPath(MediaKind::Music), "/srv/Music") << "first in the file, not in the alphabet";
     EXPECT_EQ(DMSGetMediaFolderPath(MediaKind::Playlist), "/srv/Music");
-    EXPECT_EQ(DMSGetMediaFolderPath(MediaKind::Photo), "/srv/Mixed/Things");
+    EXPECT_EQ(DMSGetMediaFolderPath(MediaKind::Photo), "/srv/Mixed/This|That");
 }
 
 TEST_F(MediaFoldersTest, BrokenLinesAreToldOnceAndSkipped) {
