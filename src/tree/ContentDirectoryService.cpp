@@ -1,7 +1,7 @@
 #include "tree/ContentDirectoryService.h"
 
 #include "platform/clients/DMSClientChecker.h"
-#include "tree/MimeTypes.h"
+#include "model/MimeTypes.h"
 #include "tree/ObjectId.h"
 #include "tree/cdsmenu.h"
 

@@ -1,4 +1,4 @@
-#include "tree/MimeTypes.h"
+#include "model/MimeTypes.h"
 
 #include "platform/system/Files.h"
 #include "platform/system/Log.h"
