@@ -202,9 +202,9 @@ void CDSDIDLSerializer::AppendRadioRes(const RadioStation& station, Rendition re
     if (pcm && Wants(Property::kResBitsPerSample)) body_.Append(" bitsPerSample=\"16\"");
     RadioUrl url;
     url.Format("http://%s:%d/transcoder/genericoder.cgi/id=radio.wav?radio=%s%s", host_.c_str(), kMediaPort,
-               URLEncode(station.url).c_str(), pcm ? "&amp;format=PCM" : "");
+               URLEncode(station.url).c_str(), pcm ? "&format=PCM" : "");
     body_.Append(">");
-    body_.Append(url.ViewOfWholeEntities());
+    AppendXMLEscaped(body_, url.View());
     body_.Append("</res>");
 }
 

@@ -7,9 +7,8 @@
 
 namespace MediaServer {
 
-/// A URL in a field of `Size` bytes; what does not fit is cut off. Escaped when it is written, not before, so that the
-/// cut never tears an entity; where the format itself holds one, ViewOfWholeEntities drops the torn rest, which would
-/// spoil the whole document.
+/// A URL in a field of `Size` bytes; what does not fit is cut off. Escaped when it is written, not before: a cut that
+/// tore an entity would spoil the whole document.
 template <std::size_t Size>
 class UrlField {
 public:
@@ -21,12 +20,6 @@ public:
     }
     /// Nul-terminated.
     std::string_view View() const { return text_; }
-    std::string_view ViewOfWholeEntities() const {
-        const std::string_view text = text_;
-        const std::size_t entity = text.rfind('&');
-        const bool torn = entity != text.npos && text.find(';', entity) == text.npos;
-        return torn ? text.substr(0, entity) : text;
-    }
 
 private:
     char text_[Size] = "";
