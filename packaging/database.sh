@@ -1,7 +1,8 @@
 # The private PostgreSQL cluster of ./run: in the home, reached only through a Unix socket that only its owner may open.
 
 pg_bin=/usr/lib/postgresql/15/bin
-database_role=admin
+database_role=admin       # owns the media database and nothing else
+database_superuser=dba
 database_name=mediaserver
 socket_to_remove=""
 
@@ -15,7 +16,7 @@ start_database() {
         2>>"$root/var/log/postgresql.log" >&2
     for ((tries = 0; tries < 300; tries++)); do
         still_runs database || fail "the database ended while it started; see $root/var/log/postgresql.log"
-        "$pg_bin/pg_isready" -q -U "$database_role" -d postgres && break
+        "$pg_bin/pg_isready" -q -U "$database_superuser" -d postgres && break
         pause 0.1
     done
     ((tries < 300)) || fail "the database does not answer; see $root/var/log/postgresql.log"
@@ -43,7 +44,7 @@ create_cluster() {
     local new=$1.new
     rm -rf "$new" "$1" && mkdir -m 700 "$new" || fail "could not create directory \"$new\""
     give_to_database_owner "$new"
-    "${as_database_owner[@]}" "$pg_bin/initdb" -D "$new" -U "$database_role" --auth=trust --encoding=UTF8 \
+    "${as_database_owner[@]}" "$pg_bin/initdb" -D "$new" -U "$database_superuser" --auth=trust --encoding=UTF8 \
         --lc-collate=C --lc-ctype=C.UTF-8 --lc-messages=C.UTF-8 >"$root/var/log/initdb.log" 2>&1 ||
         fail "could not create the database cluster; see $root/var/log/initdb.log"
     mv "$new" "$1"
@@ -66,10 +67,12 @@ choose_socket_directory() {
 }
 
 create_database() {
-    [[ $(query postgres "select 1 from pg_database where datname = '$database_name'") == 1 ]] ||
-        query postgres "create database $database_name" >/dev/null || fail "could not create the media database"
+    [[ $(query "select 1 from pg_roles where rolname = '$database_role'") == 1 ]] ||
+        query "create role $database_role login" || fail "could not create database role \"$database_role\""
+    [[ $(query "select 1 from pg_database where datname = '$database_name'") == 1 ]] ||
+        query "create database $database_name owner $database_role" || fail "could not create the media database"
 }
 
 query() {
-    "$pg_bin/psql" -X -q -A -t -U "$database_role" -d "$1" -c "$2"
+    "$pg_bin/psql" -X -q -A -t -U "$database_superuser" -d postgres -c "$1"
 }
