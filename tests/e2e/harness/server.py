@@ -1,0 +1,110 @@
+"""The product, started as a user starts it."""
+import os
+import shutil
+import signal
+import subprocess
+import tempfile
+import time
+
+PROJECT = os.path.abspath(os.path.join(os.path.dirname(__file__), "..", "..", ".."))
+UPNP_PORT, MEDIA_PORT = 50001, 50002
+_PACKAGE = "root/var/packages/MediaServer"
+
+
+def wait_until(condition, seconds, what):
+    """The first true answer of `condition`; fails after `seconds`."""
+    end = time.monotonic() + seconds
+    while True:
+        answer = condition()
+        if answer:
+            return answer
+        if time.monotonic() > end:
+            raise AssertionError(f"waited {seconds} s in vain for {what}")
+        time.sleep(0.1)
+
+
+class Server:
+    """`./run` on a host. `start` returns when it has greeted its user."""
+
+    def __init__(self, host, *media, home=None, options=()):
+        self.host = host
+        # Short, because a home holds the path of a Unix socket.
+        self.home = home or tempfile.mkdtemp(prefix="dms")
+        self._own_home = home is None
+        self._command = host.command(os.path.join(PROJECT, "run"), "--home", self.home, "--no-build", *options, *media)
+        self._process = None
+
+    def start(self):
+        self._output = open(os.path.join(self.home, "run.out"), "ab+")
+        before = os.path.getsize(self._output.name)
+        self._process = subprocess.Popen(self._command, stdin=subprocess.DEVNULL, stdout=self._output,
+                                         stderr=subprocess.STDOUT, start_new_session=True)
+
+        def greeted():
+            if self._process.poll() is not None:
+                raise AssertionError(f"./run ended with status {self._process.returncode}:\n{self.output()}")
+            return "Ctrl-C stops everything" in self.output()[before:]
+        wait_until(greeted, 60, "the server to come on line")
+        return self
+
+    def output(self):
+        with open(os.path.join(self.home, "run.out"), errors="replace") as file:
+            return file.read()
+
+    def log(self):
+        with open(self.path("root/var/log/dms.log"), errors="replace") as file:
+            return file.read()
+
+    def path(self, name):
+        return os.path.join(self.home, name)
+
+    def config(self, name):
+        return self.path(f"{_PACKAGE}/etc/{name}")
+
+    def pid(self):
+        with open(self.path("root/var/run/dms.pid")) as file:
+            return int(file.read())
+
+    def signal(self, number):
+        """Sends a signal to the daemon."""
+        os.kill(self.pid(), number)
+
+    def database_pid(self):
+        with open(self.path("pg/postmaster.pid")) as file:
+            return int(file.readline())
+
+    def children(self):
+        """Process ids of everything that runs with this home as its root or its cluster."""
+        found = []
+        for pid in filter(str.isdigit, os.listdir("/proc")):
+            try:
+                with open(f"/proc/{pid}/environ", "rb") as environ, open(f"/proc/{pid}/cmdline", "rb") as command:
+                    if f"DMS_SYSROOT={self.home}/root".encode() in environ.read() + command.read():
+                        found.append(int(pid))
+            except OSError:
+                continue
+        return found
+
+    def stop(self, number=signal.SIGTERM):
+        """Ends ./run; its exit status."""
+        if self._process.poll() is None:
+            self._process.send_signal(number)
+        status = self._process.wait(timeout=60)
+        self._output.close()
+        return status
+
+    def close(self):
+        """Stops the server and removes a home of its own."""
+        try:
+            if self._process is not None and self._process.poll() is None:
+                self.stop()
+        finally:
+            if self._own_home:
+                shutil.rmtree(self.home, ignore_errors=True)
+
+
+def run_to_end(host, *arguments, seconds=60):
+    """`./run ARGUMENTS` that is expected to end by itself: exit status and everything that it said."""
+    done = subprocess.run(host.command(os.path.join(PROJECT, "run"), *arguments), stdin=subprocess.DEVNULL, text=True,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=seconds)
+    return done.returncode, done.stdout
