@@ -1,0 +1,130 @@
+"""Every action of the three services, as specified, and what it answers to arguments that it cannot use."""
+import json
+import signal
+import unittest
+
+from harness import upnp
+from harness.server import wait_until
+from harness.stage import Stage
+
+
+def setUpModule():
+    global stage, server
+    stage = Stage(hosts=3)
+    stage.server.start()
+    server = upnp.MediaServer(stage.description, "television")
+
+
+class Actions(unittest.TestCase):
+    def call(self, service, action, agent="television", **arguments):
+        return server.services[service].call(action, headers={"User-Agent": agent}, **arguments)
+
+    def error(self, service, action, **arguments):
+        with self.assertRaises(upnp.UpnpError) as caught:
+            self.call(service, action, **arguments)
+        return caught.exception.code, caught.exception.description
+
+    def test_capabilities_depend_on_the_client(self):
+        cases = [  # why, action, argument, user agent, answer
+            ("search is for those who need it", "GetSearchCapabilities", "SearchCaps", "television", ""),
+            ("Roku players search", "GetSearchCapabilities", "SearchCaps", "Roku/DVP-9.10", "*"),
+            ("nobody sorts", "GetSortCapabilities", "SortCaps", "television", ""),
+            ("but for one client", "GetSortCapabilities", "SortCaps", "Mozilla/4.0 (compatible)", "*"),
+            ("and exactly this one", "GetSortCapabilities", "SortCaps", "Mozilla/4.0 (compatible) x", ""),
+        ]
+        for why, action, output, agent, answer in cases:
+            with self.subTest(why):
+                self.assertEqual(self.call(upnp.CONTENT_DIRECTORY, action, agent), {output: answer})
+
+    def test_connection_manager(self):
+        protocols = self.call(upnp.CONNECTION_MANAGER, "GetProtocolInfo")
+        self.assertEqual(list(protocols), ["Source", "Sink"])
+        self.assertEqual((len(protocols["Source"]), protocols["Source"].count(","), protocols["Sink"]), (2835, 43, ""))
+        self.assertEqual(self.call(upnp.CONNECTION_MANAGER, "GetCurrentConnectionIDs"), {"ConnectionIDs": "0"})
+        expected = [("RcsID", "-1"), ("AVTransportID", "-1"), ("ProtocolInfo", ""), ("PeerConnectionManager", ""),
+                    ("PeerConnectionID", "-1"), ("Direction", "Output"), ("Status", "Unknown")]
+        for connection in ("0", "7"):
+            answer = self.call(upnp.CONNECTION_MANAGER, "GetCurrentConnectionInfo", ConnectionID=connection)
+            self.assertEqual(list(answer.items()), expected)
+        for connection in ("", "x", "1;drop table music"):
+            self.assertEqual(self.error(upnp.CONNECTION_MANAGER, "GetCurrentConnectionInfo", ConnectionID=connection)[0], -101)
+
+    def test_everybody_is_authorized(self):
+        self.assertEqual(self.call(upnp.REGISTRAR, "IsAuthorized", DeviceID="whoever"), {"Result": "1"})
+
+    def test_unknown_actions(self):
+        for service in (upnp.CONTENT_DIRECTORY, upnp.CONNECTION_MANAGER, upnp.REGISTRAR):
+            with self.subTest(service):
+                self.assertEqual(self.error(service, "Reboot"), (401, "Invalid Action"))
+        self.assertEqual(self.error(upnp.CONNECTION_MANAGER, "Browse"), (401, "Invalid Action"))
+
+    def test_browse_errors(self):
+        good = {"ObjectID": "0", "BrowseFlag": "BrowseDirectChildren", "Filter": "*", "StartingIndex": "0", "RequestedCount": "0"}
+        cases = [
+            ("no such object", {"ObjectID": "nonsense"}, (701, "No such object")),
+            ("no object named", {"ObjectID": ""}, (701, "No such object")),
+            ("a key that is only a prefix", {"ObjectID": "musi"}, (701, "No such object")),
+            ("start is no number", {"StartingIndex": "abc"}, (-101, "")),
+            ("negative", {"StartingIndex": "-1"}, (-101, "")),
+            ("count is no number", {"RequestedCount": "1 or 1=1"}, (-101, "")),
+            ("missing count", {"RequestedCount": ""}, (-101, "")),
+        ]
+        for why, change, expected in cases:
+            with self.subTest(why):
+                self.assertEqual(self.error(upnp.CONTENT_DIRECTORY, "Browse", **{**good, **change}), expected)
+
+    def test_only_one_flag_asks_for_metadata(self):
+        self.assertEqual(server.browse("0", "BrowseMetadata").returned, 1)
+        for flag in ("BrowseDirectChildren", "", "Metadata"):
+            self.assertEqual([element.get("parentID") for element in server.browse("0", flag).elements], ["0"] * 3)
+
+    def test_state_variables_can_be_asked_for(self):
+        """QueryStateVariable is deprecated, but part of UPnP 1.0."""
+        def query(name):
+            body = (f'<?xml version="1.0"?><s:Envelope xmlns:s="http://schemas.xmlsoap.org/soap/envelope/"><s:Body>'
+                    f'<u:QueryStateVariable xmlns:u="urn:schemas-upnp-org:control-1-0"><u:varName>{name}</u:varName>'
+                    f'</u:QueryStateVariable></s:Body></s:Envelope>').encode()
+            service = server.services[upnp.CONTENT_DIRECTORY]
+            return service.call_raw("", body, {"SOAPACTION": '"urn:schemas-upnp-org:control-1-0#QueryStateVariable"'})
+        status, _, body = query("SystemUpdateID")
+        self.assertEqual(status, 200)
+        self.assertRegex(body, rb"<return>\d+</return>")
+        status, _, body = query("Password")
+        self.assertEqual((status, b"<errorCode>404</errorCode>" in body), (500, True))
+
+
+class Access(unittest.TestCase):
+    """The owner refuses one device; another one is served all the same."""
+
+    def test_a_refused_client_gets_nothing(self):
+        refused, = stage.others
+        with refused.entered():
+            self.assertEqual(upnp.MediaServer(stage.description, "child").browse("0").returned, 3)
+        mac = refused.run("cat", "/sys/class/net/lan/address").strip()
+        self.set_access(mac, "false")
+        with refused.entered():
+            def is_refused():
+                try:
+                    upnp.MediaServer(stage.description, "child").browse("0")
+                    return False
+                except upnp.UpnpError:
+                    return True
+            wait_until(is_refused, 8, "the client to be refused")
+            for agent in ("child", "grown-up"):
+                with self.assertRaises(upnp.UpnpError):
+                    upnp.MediaServer(stage.description, agent).browse("0")
+        self.assertEqual(server.browse("0").returned, 3)
+
+    def set_access(self, mac, access):
+        name = stage.server.config("client_list.json")
+
+        def listed():
+            stage.server.signal(signal.SIGCONT)
+            with open(name) as file:
+                clients = json.load(file)
+            return clients if clients["ClientList"] and mac in clients["ClientList"] else None
+        clients = wait_until(listed, 10, "the client's entry")
+        clients["ClientList"][mac]["isAccess"] = access
+        with open(name, "w") as file:
+            json.dump(clients, file)
+        stage.server.signal(signal.SIGUSR2)
