@@ -57,9 +57,17 @@ set_friendly_name() {
 }
 
 configure() {
+    local folder
     {
         printf '# What ./run was last asked to serve; every run writes this file anew.\n'
-        printf 'all = %s\n' "${media[@]}"
+        for folder in "${media[@]}"; do
+            # A display name follows the last " |": one of its own keeps a path whole that has such a bar.
+            if [[ $folder == *" |"* ]]; then
+                printf 'all = %s | %s\n' "$folder" "${folder##*/}"
+            else
+                printf 'all = %s\n' "$folder"
+            fi
+        done
     } >"$config/media_folders.conf" || fail "could not write \"$config/media_folders.conf\""
     [[ -z $interface ]] || set_option network_mediaservice "$interface"
     # A left-over from a run that was killed would be taken for an answer of the new daemon.

@@ -119,7 +119,7 @@ class Access(unittest.TestCase):
         name = stage.server.config("client_list.json")
 
         def listed():
-            stage.server.signal(signal.SIGCONT)
+            stage.server.send(signal.SIGCONT)
             with open(name) as file:
                 clients = json.load(file)
             return clients if clients["ClientList"] and mac in clients["ClientList"] else None
@@ -127,4 +127,4 @@ class Access(unittest.TestCase):
         clients["ClientList"][mac]["isAccess"] = access
         with open(name, "w") as file:
             json.dump(clients, file)
-        stage.server.signal(signal.SIGUSR2)
+        stage.server.send(signal.SIGUSR2)

@@ -142,7 +142,7 @@ class Events(unittest.TestCase):
         before = int(self.services[upnp.CONTENT_DIRECTORY].call("GetSystemUpdateID")["Id"])
         answer = self.subscribe(upnp.CONTENT_DIRECTORY)
         self.assertEqual(dict(self.listener.events.get(timeout=5)[2])["SystemUpdateID"], str(before))
-        stage.server.signal(signal.SIGUSR1)
+        stage.server.send(signal.SIGUSR1)
         sid, sequence, values = self.listener.events.get(timeout=8)
         self.assertEqual((sid, sequence, dict(values)["SystemUpdateID"]), (answer["sid"], 1, str(before + 1)))
         self.assertEqual(self.services[upnp.CONTENT_DIRECTORY].call("GetSystemUpdateID")["Id"], str(before + 1))
@@ -172,7 +172,7 @@ class ClientList(unittest.TestCase):
         mac = stage.client.run("cat", "/sys/class/net/lan/address").strip()
 
         def entry():
-            stage.server.signal(signal.SIGCONT)
+            stage.server.send(signal.SIGCONT)
             with open(stage.server.config("client_list.json")) as file:
                 clients = json.load(file)["ClientList"]
             return clients[mac] if clients and mac in clients else None

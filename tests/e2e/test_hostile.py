@@ -185,7 +185,7 @@ class Failures(unittest.TestCase):
         torn = '{"ClientList": {"aa:bb:cc'
         with open(name, "w") as file:
             file.write(torn)
-        stage.server.signal(signal.SIGUSR2)
+        stage.server.send(signal.SIGUSR2)
 
         def kept():
             for aside in glob.glob(name + ".broken*"):
@@ -197,7 +197,7 @@ class Failures(unittest.TestCase):
         self.assertEqual(upnp.MediaServer(stage.description, "television").browse("0").returned, 3)
 
         def written():
-            stage.server.signal(signal.SIGCONT)
+            stage.server.send(signal.SIGCONT)
             if not os.path.exists(name):
                 return None
             with open(name) as file:
@@ -214,7 +214,7 @@ class Failures(unittest.TestCase):
         """SIGHUP, while the server serves: the title of a song gets its track number."""
         with open(stage.server.config("dmsinfo.conf"), "a") as file:
             file.write('musicinfo_mediaservice="tracktitle"\n')
-        stage.server.signal(signal.SIGHUP)
+        stage.server.send(signal.SIGHUP)
         wait_until(lambda: songs()[0].findtext(upnp.DC + "title").startswith("01 - "), 10, "the new title")
 
 

@@ -99,7 +99,7 @@ class MediaRenderer(unittest.TestCase):
         mac = host.run("cat", "/sys/class/net/lan/address").strip()
 
         def entry():
-            stage.server.signal(signal.SIGCONT)
+            stage.server.send(signal.SIGCONT)
             with open(stage.server.config("client_list.json")) as file:
                 clients = json.load(file)["ClientList"]
             return clients.get(mac) if clients else None

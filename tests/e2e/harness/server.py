@@ -65,7 +65,7 @@ class Server:
         with open(self.path("root/var/run/dms.pid")) as file:
             return int(file.read())
 
-    def signal(self, number):
+    def send(self, number):
         """Sends a signal to the daemon."""
         os.kill(self.pid(), number)
 
