@@ -64,6 +64,7 @@ CREATE TABLE music (
 );
 -- Each category has one index that finds a value's rows and gives them as the listing wants them, album by album. The id
 -- at its end lets the list of a category's values (smallest id of each) be read from the index alone.
+CREATE INDEX music_inode ON music (inode);  -- finds what a new name was before
 CREATE INDEX music_path_prefix ON music (path text_pattern_ops);
 CREATE INDEX music_children ON music (parent_id, album, disc, track);
 CREATE INDEX music_album ON music (album, disc, track, path, id);
@@ -105,6 +106,7 @@ CREATE TABLE video (
     mtime          bigint NOT NULL DEFAULT 0,
     inode          bigint NOT NULL DEFAULT 0
 );
+CREATE INDEX video_inode ON video (inode);
 CREATE INDEX video_path_prefix ON video (path text_pattern_ops);
 CREATE INDEX video_children_path ON video (parent_id, upper(path), id);
 CREATE INDEX video_children_title ON video (parent_id, upper(title), id);
@@ -128,6 +130,7 @@ CREATE TABLE photo (
     mtime          bigint NOT NULL DEFAULT 0,
     inode          bigint NOT NULL DEFAULT 0
 );
+CREATE INDEX photo_inode ON photo (inode);
 CREATE INDEX photo_path_prefix ON photo (path text_pattern_ops);
 CREATE INDEX photo_children ON photo (parent_id, title, id);
 CREATE INDEX photo_title ON photo (title, id);
@@ -148,6 +151,7 @@ CREATE TABLE playlist (
     mtime     bigint NOT NULL DEFAULT 0,
     inode     bigint NOT NULL DEFAULT 0
 );
+CREATE INDEX playlist_inode ON playlist (inode);
 CREATE INDEX playlist_path_prefix ON playlist (path text_pattern_ops);
 CREATE INDEX playlist_children ON playlist (parent_id, title, id);
 CREATE INDEX playlist_title ON playlist (title, id);

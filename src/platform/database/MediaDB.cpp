@@ -5,6 +5,7 @@
 #include <cstring>
 #include <variant>
 
+#include "platform/database/MediaColumns.h"
 #include "platform/system/Log.h"
 #include "platform/text/Text.h"
 
@@ -19,44 +20,6 @@ constexpr std::array<std::string_view, 5> kTables = {"music", "video", "photo", 
 std::string_view TableName(MediaKind table) {
     return kTables[static_cast<std::size_t>(table)];
 }
-
-using Member =
-    std::variant<std::string NIMB_MEDIA_INFO::*, std::int32_t NIMB_MEDIA_INFO::*, std::uint32_t NIMB_MEDIA_INFO::*,
-                 std::int64_t NIMB_MEDIA_INFO::*, float NIMB_MEDIA_INFO::*>;
-struct RecordColumn {
-    const char* name;
-    Member member;
-};
-constexpr RecordColumn kRecordColumns[] = {
-    {"id", &NIMB_MEDIA_INFO::id},
-    {"path", &NIMB_MEDIA_INFO::path},
-    {"title", &NIMB_MEDIA_INFO::title},
-    {"album", &NIMB_MEDIA_INFO::album},
-    {"artist", &NIMB_MEDIA_INFO::artist},
-    {"album_artist", &NIMB_MEDIA_INFO::album_artist},
-    {"genre", &NIMB_MEDIA_INFO::genre},
-    {"composer", &NIMB_MEDIA_INFO::composer},
-    {"track", &NIMB_MEDIA_INFO::track},
-    {"disc", &NIMB_MEDIA_INFO::disc},
-    {"year", &NIMB_MEDIA_INFO::year},
-    {"date", &NIMB_MEDIA_INFO::date},
-    {"timetaken", &NIMB_MEDIA_INFO::timetaken},
-    {"duration", &NIMB_MEDIA_INFO::duration},
-    {"container_type", &NIMB_MEDIA_INFO::container_type},
-    {"video_codec", &NIMB_MEDIA_INFO::video_codec},
-    {"audio_codec", &NIMB_MEDIA_INFO::audio_codec},
-    {"video_bitrate", &NIMB_MEDIA_INFO::video_bitrate},
-    {"frame_bitrate", &NIMB_MEDIA_INFO::frame_bitrate},
-    {"audio_bitrate", &NIMB_MEDIA_INFO::audio_bitrate},
-    {"frame_rate_num", &NIMB_MEDIA_INFO::frame_rate_num},
-    {"frame_rate_den", &NIMB_MEDIA_INFO::frame_rate_den},
-    {"frequency", &NIMB_MEDIA_INFO::frequency},
-    {"channel", &NIMB_MEDIA_INFO::channel},
-    {"resolutionx", &NIMB_MEDIA_INFO::resolutionx},
-    {"resolutiony", &NIMB_MEDIA_INFO::resolutiony},
-    {"filesize", &NIMB_MEDIA_INFO::filesize},
-    {"embedded_art", &NIMB_MEDIA_INFO::embedded_art},
-};
 
 void Store(std::string_view text, std::string& value) {
     value.assign(text);
@@ -212,13 +175,13 @@ std::int32_t MediaDB::FetchFieldAsInt(const char* name) const {
 
 void MediaDB::FetchMediaItem(NIMB_MEDIA_INFO& record) const {
     if (record_columns_.empty()) {
-        for (const RecordColumn& column : kRecordColumns) {
+        for (const MediaColumn& column : kMediaColumns) {
             record_columns_.push_back(rows_ ? FindColumn(rows_.get(), column.name) : -1);
         }
     }
-    for (std::size_t i = 0; i < std::size(kRecordColumns); ++i) {
+    for (std::size_t i = 0; i < std::size(kMediaColumns); ++i) {
         const std::string_view text = Value(record_columns_[i]);
-        std::visit([&](auto member) { Store(text, record.*member); }, kRecordColumns[i].member);
+        std::visit([&](auto member) { Store(text, record.*member); }, kMediaColumns[i].member);
     }
 }
 

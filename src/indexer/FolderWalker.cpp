@@ -1,0 +1,162 @@
+#include "indexer/FolderWalker.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include <dirent.h>
+#include <fcntl.h>
+
+#include "indexer/MediaTypes.h"
+#include "platform/system/Files.h"
+#include "platform/system/Log.h"
+#include "platform/text/Text.h"
+
+namespace MediaServer {
+namespace {
+
+/// An index entry of the database must fit a third of a page.
+constexpr std::size_t kMaxPathBytes = 2000;
+constexpr int kMaxDepth = 100;
+constexpr std::string_view kThumbnailFolder = "@eaDir";
+
+struct DirectoryCloser {
+    void operator()(DIR* directory) const { closedir(directory); }
+};
+struct Freer {
+    void operator()(char* text) const { std::free(text); }
+};
+
+bool IsBelow(const std::string& path, const std::string& folder) {
+    return path.size() > folder.size() && path[folder.size()] == '/' && path.starts_with(folder);
+}
+
+bool IsUtf8(std::string_view text) {
+    while (!text.empty()) {
+        const std::size_t length = Utf8SequenceLength(text);
+        if (length == 0) return false;
+        text.remove_prefix(length);
+    }
+    return true;
+}
+
+/// Names of the entries that are not hidden, in order. Nothing, with errno set, when the directory cannot be read to
+/// its end: what a list cut short lacks would pass for deleted.
+std::optional<std::vector<std::string>> ReadNames(DIR* directory) {
+    std::vector<std::string> names;
+    errno = 0;
+    while (const dirent* entry = readdir(directory)) {
+        if (entry->d_name[0] != '.' && entry->d_name != kThumbnailFolder) names.emplace_back(entry->d_name);
+    }
+    if (errno != 0) return std::nullopt;
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+}  // namespace
+
+FileState StateOf(const struct stat& status) {
+    return {status.st_size, std::int64_t{status.st_mtim.tv_sec} * 1'000'000'000 + status.st_mtim.tv_nsec,
+            static_cast<std::int64_t>(status.st_ino)};
+}
+
+FolderSet::FolderSet(std::vector<MediaFolder> folders) : folders_(std::move(folders)) {}
+
+std::vector<MediaFolder> FolderSet::Outermost() const {
+    std::vector<MediaFolder> outermost;
+    std::copy_if(folders_.begin(), folders_.end(), std::back_inserter(outermost), [&](const MediaFolder& folder) {
+        return std::none_of(folders_.begin(), folders_.end(),
+                            [&](const MediaFolder& other) { return IsBelow(folder.path, other.path); });
+    });
+    return outermost;
+}
+
+bool FolderSet::Contains(const std::string& path) const {
+    return std::any_of(folders_.begin(), folders_.end(),
+                       [&](const MediaFolder& folder) { return path == folder.path || IsBelow(path, folder.path); });
+}
+
+bool FolderSet::Shares(const std::string& path, MediaKind kind) const {
+    return std::any_of(folders_.begin(), folders_.end(), [&](const MediaFolder& folder) {
+        if (path != folder.path && !IsBelow(path, folder.path)) return false;
+        switch (kind) {
+            case MediaKind::Video:
+                return folder.video;
+            case MediaKind::Photo:
+                return folder.photo;
+            default:
+                return folder.music;  // playlists are lists of songs
+        }
+    });
+}
+
+void FolderWalker::LogLeftOut(const char* what, const std::string& path, const char* reason) const {
+    if (log_) DMSPrintf(0, "could not read %s\"%s\": %s", what, path.c_str(), reason);
+}
+
+void FolderWalker::Walk(const std::string& path, std::int32_t id, const Visitor& visit) {
+    linked_.clear();
+    Walk(path, id, 0, visit);
+}
+
+void FolderWalker::Walk(const std::string& path, std::int32_t id, int depth, const Visitor& visit) {
+    if (depth > kMaxDepth) return LogLeftOut("directory ", path, "nested too deeply");
+    Listing listing;
+    listing.path = path;
+    listing.id = id;
+    if (stop_ || !List(listing)) return;
+    visit(listing);
+    listing.files = {};
+    for (const FoundDirectory& directory : listing.directories) {
+        if (directory.descend) Walk(path + "/" + directory.name, directory.id, depth + 1, visit);
+    }
+}
+
+bool FolderWalker::List(Listing& listing) {
+    UniqueFd handle(open(listing.path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    struct stat status;
+    if (!handle || fstat(handle.get(), &status) != 0) {
+        LogLeftOut("directory ", listing.path, std::strerror(errno));
+        return false;
+    }
+    listing.state = StateOf(status);
+    const std::unique_ptr<DIR, DirectoryCloser> directory(fdopendir(handle.get()));
+    if (!directory) return false;
+    const int descriptor = handle.release();
+    const auto names = ReadNames(directory.get());
+    if (!names) LogLeftOut("directory ", listing.path, std::strerror(errno));
+    if (!names) return false;
+    for (const std::string& name : *names) AddEntry(listing, descriptor, name);
+    return true;
+}
+
+void FolderWalker::AddEntry(Listing& listing, int directory, const std::string& name) {
+    struct stat status, target;
+    if (fstatat(directory, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return;
+    const bool is_link = S_ISLNK(status.st_mode);
+    if (fstatat(directory, name.c_str(), &target, 0) != 0) return;
+    const std::optional<MediaKind> kind = FindMediaKind(name);
+    const bool is_file = S_ISREG(target.st_mode) && kind && folders_.Shares(listing.path, *kind);
+    if (!is_file && !S_ISDIR(target.st_mode)) return;
+
+    const std::string path = listing.path + "/" + name;
+    if (!IsUtf8(name)) return LogLeftOut("", path, "its name is not UTF-8");
+    if (path.size() > kMaxPathBytes) return LogLeftOut("", path, "its path is too long");
+    if (is_file) {
+        listing.files.push_back({name, *kind, StateOf(target)});
+    } else if (MayFollow(is_link ? path : std::string(), target)) {
+        listing.directories.push_back({name, StateOf(target)});
+    }
+}
+
+/// @param link  path of the link that leads to the directory, empty for the directory itself.
+bool FolderWalker::MayFollow(const std::string& link, const struct stat& target) {
+    const std::pair identity(target.st_dev, target.st_ino);
+    if (link.empty()) return !linked_.contains(identity);
+    const std::unique_ptr<char, Freer> real(realpath(link.c_str(), nullptr));
+    return real && !folders_.Contains(real.get()) && linked_.insert(identity).second;
+}
+
+}  // namespace MediaServer

@@ -1,0 +1,136 @@
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <span>
+#include <string>
+#include <string_view>
+#include <thread>
+
+#include "indexer/Daemon.h"
+#include "indexer/FolderWatch.h"
+#include "indexer/Indexer.h"
+#include "indexer/Progress.h"
+#include "platform/database/Database.h"
+#include "platform/library/MediaFolders.h"
+#include "platform/system/Log.h"
+#include "platform/system/Paths.h"
+
+using namespace MediaServer;
+
+namespace {
+
+constexpr char kUsage[] =
+    "usage: dms-indexer (--once | --watch) [--quiet]\n"
+    "\n"
+    "Brings the media database in line with the folders of media_folders.conf.\n"
+    "  --once    scan the folders and exit; status 0 when all went well, 1 when the database failed\n"
+    "  --watch   scan, then follow changes until SIGTERM\n"
+    "  --quiet   print nothing but errors\n";
+
+constexpr std::string_view kIndexerLogFile = "/var/log/dms-indexer.log";
+constexpr std::chrono::minutes kRescanInterval{10};
+constexpr std::chrono::seconds kFirstRetry{2}, kLastRetry{60};
+
+std::atomic<bool> stop = false;
+
+void HandleStop(int) {
+    stop = true;
+}
+
+void CatchSignals() {
+    struct sigaction action {};
+    action.sa_handler = HandleStop;
+    sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGINT, &action, nullptr);
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+std::string Summary(const ScanResult& result, std::chrono::duration<double> duration) {
+    char text[256];
+    std::snprintf(text, sizeof text,
+                  "%s: %zu files stored, %zu unchanged, %zu renamed, %zu rows removed, %zu unreadable; %.1f s",
+                  result.complete ? "indexed" : "indexing was cut short", result.stored, result.unchanged,
+                  result.renamed, result.removed, result.broken, duration.count());
+    return text;
+}
+
+template <typename Scan>
+bool RunScan(Progress& progress, Scan scan) {
+    const auto begin = std::chrono::steady_clock::now();
+    const ScanResult result = scan();
+    progress.End(Summary(result, std::chrono::steady_clock::now() - begin));
+    if (result.Changed()) NotifyDaemon();
+    return result.complete;
+}
+
+bool PrepareDatabase() {
+    PGconn* connection = ThreadDBConnection();
+    return connection && MigrateSchema(connection, (SystemPath(kPackageDataDir) + "/schema").c_str());
+}
+
+bool ScanOnce(Progress& progress) {
+    const FolderSet folders(ReadMediaFolders());
+    Indexer indexer(folders, progress, stop);
+    return PrepareDatabase() && RunScan(progress, [&] { return indexer.ScanAll(); });
+}
+
+/// Scans once, then follows changes until something calls for another whole scan.
+/// @return false when the database failed.
+bool WatchUntilRescan(Progress& progress) {
+    const FolderSet folders(ReadMediaFolders());
+    FolderWatch watch(SystemPath(kFoldersFile));
+    Indexer indexer(folders, progress, stop, [&](const std::string& directory) { watch.Add(directory); });
+    if (!PrepareDatabase() || !RunScan(progress, [&] { return indexer.ScanAll(); })) return false;
+
+    const auto rescan = std::chrono::steady_clock::now() + kRescanInterval;
+    while (!stop && (watch.IsComplete() || std::chrono::steady_clock::now() < rescan)) {
+        const FolderWatch::Changes changes = watch.Wait(std::chrono::seconds(1));
+        if (changes.everything) return true;
+        if (changes.None()) continue;
+        if (!RunScan(progress, [&] { return indexer.ScanDirectories(changes.directories); })) return false;
+    }
+    return true;
+}
+
+void Watch(Progress& progress) {
+    std::chrono::seconds retry = kFirstRetry;
+    while (!stop) {
+        if (WatchUntilRescan(progress)) {
+            retry = kFirstRetry;
+            continue;
+        }
+        for (auto waited = std::chrono::seconds(0); waited < retry && !stop; ++waited) {
+            std::this_thread::sleep_for(std::chrono::seconds(1));
+        }
+        retry = std::min(retry * 2, kLastRetry);
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    bool once = false, watch = false, quiet = false;
+    for (const std::string_view argument : std::span(argv, static_cast<std::size_t>(argc)).subspan(1)) {
+        if (argument == "--help") return std::fputs(kUsage, stdout) < 0;
+        bool* const option = argument == "--once"    ? &once
+                             : argument == "--watch" ? &watch
+                             : argument == "--quiet" ? &quiet
+                                                     : nullptr;
+        if (!option) std::fprintf(stderr, "dms-indexer: unrecognized option \"%s\"\n", std::string(argument).c_str());
+        if (!option) return 2;
+        *option = true;
+    }
+    if (once == watch) {
+        std::fputs(kUsage, stderr);
+        return 2;
+    }
+    CatchSignals();
+    DMSLOGToStderr(true);
+    DMSLOGInit(SystemPath(kIndexerLogFile).c_str());
+    Progress progress(quiet);
+    if (once) return ScanOnce(progress) ? 0 : 1;
+    Watch(progress);
+    return 0;
+}
