@@ -123,6 +123,10 @@ void DMSDevice::Stop() {
     DMSLogClose();
 }
 
+void DMSDevice::LearnInterfaces() {
+    DMSGetNetworkInterface(interfaces_);
+}
+
 std::string DMSDevice::MacOfClient(const std::string& address) const {
     for (const auto& [mac, own_address] : interfaces_) {
         if (own_address == address) return mac;

@@ -62,6 +62,8 @@ public:
     /// The service of this device with that id, or null.
     DMSService* FindService(std::string_view udn, std::string_view service_id);
 
+    /// Reads this machine's own interfaces, once, before clients are served.
+    void LearnInterfaces();
     /// MAC address of a client: the interface's own when this machine asks itself, else what the ARP table knows.
     std::string MacOfClient(const std::string& address) const;
     /// Recognises an acting client and tests its access right.

@@ -178,7 +178,7 @@ bool DMSDevice::PrepareWebServer() {
                     web_server_root_.c_str(), error);
         return false;
     }
-    DMSGetNetworkInterface(interfaces_);
+    LearnInterfaces();
     virtual_dirs_ = std::make_unique<VirtualDirs>(WebContext{
         Directory(), *this,
         [this](const std::string& user_agent) { return descriptions_.SelectDescription(user_agent); }, interfaces_});

@@ -37,10 +37,13 @@ bool ContentDirectoryService::LoadMenu(const std::string& menu_file, bool with_v
     const bool loaded = loader.LoadMenu(menu_file, with_video_library);
     AddMenuEntries(sets_[Default], *roots_[Default]);
     AddMenuEntries(sets_[Music], *roots_[Music]);
+    is_built_.store(true, std::memory_order_release);
     return loaded;
 }
 
 CDSContainer* ContentDirectoryService::FindNode(const DMSClientChecker& client, std::string_view key) const {
+    // The device is registered before its menu is built: an early request finds nothing rather than a half-made tree.
+    if (!is_built_.load(std::memory_order_acquire)) return nullptr;
     const std::pair<bool, Menu> rules[] = {
         {client.full_menu, Full},
         {client.flat_menu, Flat},

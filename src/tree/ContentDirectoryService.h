@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <list>
 #include <mutex>
@@ -77,6 +78,7 @@ private:
     MenuNodes nodes_;
     std::array<CDSMenuEntry*, kMenus> roots_{};
     std::array<MenuSet, kMenus> sets_;
+    std::atomic<bool> is_built_ = false;  // the nodes and sets above are read-only once it is set
     ContainerUpdateTable updates_;
 };
 
