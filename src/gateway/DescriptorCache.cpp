@@ -1,0 +1,56 @@
+#include "gateway/DescriptorCache.h"
+
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace MediaServer {
+namespace {
+
+UniqueFd Duplicate(const UniqueFd& file) {
+    return UniqueFd(fcntl(file.get(), F_DUPFD_CLOEXEC, 0));
+}
+
+}  // namespace
+
+UniqueFd DescriptorCache::Find(const std::string& key) {
+    const std::scoped_lock lock(mutex_);
+    const auto found = index_.find(key);
+    if (found == index_.end()) return {};
+    entries_.splice(entries_.begin(), entries_, found->second);
+    return Duplicate(entries_.front().file);
+}
+
+void DescriptorCache::Add(const std::string& key, const UniqueFd& file) {
+    UniqueFd copy = Duplicate(file);
+    if (!copy) return;
+    const std::scoped_lock lock(mutex_);
+    if (const auto found = index_.find(key); found != index_.end()) {
+        found->second->file = std::move(copy);
+        entries_.splice(entries_.begin(), entries_, found->second);
+        return;
+    }
+    if (entries_.size() == capacity_) {
+        index_.erase(entries_.back().key);
+        entries_.pop_back();
+    }
+    entries_.push_front({key, std::move(copy)});
+    index_.emplace(entries_.front().key, entries_.begin());
+}
+
+UniqueFd MakeAnonymousFile(std::string_view content, const struct timespec& modified) {
+    UniqueFd file(memfd_create("picture", MFD_CLOEXEC));
+    for (std::size_t written = 0; file && written < content.size();) {
+        const ssize_t count = write(file.get(), content.data() + written, content.size() - written);
+        if (count <= 0) return {};
+        written += static_cast<std::size_t>(count);
+    }
+    const struct timespec times[] = {modified, modified};
+    if (file) futimens(file.get(), times);
+    return file;
+}
+
+}  // namespace MediaServer

@@ -1,0 +1,41 @@
+#include "gateway/Gateway.h"
+
+#include <exception>
+#include <optional>
+
+#include "platform/http/HttpFile.h"
+#include "platform/system/Log.h"
+
+namespace MediaServer {
+namespace {
+
+constexpr std::string_view kScalerPrefix = "/transcoder/jpegtnscaler.cgi/";
+/// Entries of the video library, which has no catalogue here yet.
+constexpr std::string_view kLibraryPrefix = "rh";
+
+}  // namespace
+
+HttpResponse Gateway::Handle(const HttpRequest& request) {
+    HttpResponse response;
+    try {
+        response = Route(request);
+    } catch (const std::exception& failure) {
+        DMSPrintf(0, "could not answer \"%s\" of %s: %s", request.path.c_str(), request.client_address.c_str(),
+                  failure.what());
+        response = PlainResponse(500);
+    }
+    const bool refused = response.status >= 400;
+    DMSPrintf(refused ? 1 : 3, "%s \"%s\" of %s: %d", request.method.c_str(), request.path.c_str(),
+              request.client_address.c_str(), response.status);
+    return response;
+}
+
+HttpResponse Gateway::Route(const HttpRequest& request) {
+    const std::string_view path = request.path;
+    if (path.starts_with(kScalerPrefix)) return covers_.Serve(request, path.substr(kScalerPrefix.size()));
+    const std::optional<MediaUrl> url = ParseMediaUrl(path);
+    if (!url || url->prefix == kLibraryPrefix) return PlainResponse(404);
+    return files_.Serve(request, *url);
+}
+
+}  // namespace MediaServer

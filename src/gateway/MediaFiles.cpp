@@ -1,0 +1,81 @@
+#include "gateway/MediaFiles.h"
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+#include "dlna/DlnaProfiles.h"
+#include "platform/database/MediaInfoDB.h"
+#include "platform/http/HttpFile.h"
+#include "platform/system/Files.h"
+#include "platform/text/Text.h"
+
+namespace MediaServer {
+namespace {
+
+constexpr std::string_view kSubtitleExtension = "srt";
+constexpr std::string_view kSubtitleMime = "text/srt";
+constexpr std::string_view kJpegMime = "image/jpeg";
+
+/// Profile names are short words; anything else in that place of the URL is no profile and gets into no header.
+std::string_view ProfileOf(const MediaUrl& url) {
+    constexpr std::size_t kLongestProfile = 64;
+    const bool is_name =
+        url.profile.size() <= kLongestProfile &&
+        std::all_of(url.profile.begin(), url.profile.end(), [](unsigned char c) {
+            return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
+        });
+    return is_name ? url.profile : std::string_view();
+}
+
+std::string SubtitleBeside(const std::string& video_path) {
+    return std::string(DirName(video_path)) + "/" + std::string(BaseNameWithoutExtension(video_path)) + ".srt";
+}
+
+HttpResponse ServeThumbnail(const HttpRequest& request, const MediaUrl& url, const std::string& photo_path) {
+    if (url.extension != "jpg") return PlainResponse(404);
+    const bool small = url.prefix == "sp";
+    // The small one is always a rendition beside the photo; of the big ones, JPEG_SM is, the rest stand for the photo.
+    const PictureKind kind =
+        small || (url.prefix == "bp" && url.profile == "JPEG_SM") ? PictureKind::Rendition : PictureKind::Photo;
+    return ServeFile(request, PhotoThumbnailPath(photo_path, !small), kJpegMime,
+                     PictureDlnaParams(kind, ProfileOf(url)));
+}
+
+}  // namespace
+
+HttpResponse MediaFiles::Serve(const HttpRequest& request, const MediaUrl& url) const {
+    std::string path;
+    const Lookup lookup = FindMediaPath(url.kind, url.id, path);
+    if (lookup != Lookup::Found) return PlainResponse(lookup == Lookup::Failed ? 503 : 404);
+    if (url.prefix == "sp" || url.prefix == "bp" || url.prefix == "xlp") return ServeThumbnail(request, url, path);
+    return url.prefix == "v" ? ServeVideo(request, url, path) : ServeWhole(request, url, path);
+}
+
+HttpResponse MediaFiles::ServeWhole(const HttpRequest& request, const MediaUrl& url, const std::string& path) const {
+    if (!EqualsIgnoreCase(url.extension, PathExtension(path))) return PlainResponse(404);
+    std::string_view mime = mime_.GetMimeType(request.path);
+    const std::string_view profile = ProfileOf(url);
+    if (url.prefix == "p") return ServeFile(request, path, mime, PictureDlnaParams(PictureKind::Photo, profile));
+    if (IsTimeStampedProfile(profile)) mime = kTimeStampedMime;
+    // Text among the videos is announced without DLNA parameters.
+    const bool text = mime.starts_with("text/");
+    return ServeFile(request, path, mime, text ? std::string() : StreamingDlnaParams(profile));
+}
+
+HttpResponse MediaFiles::ServeVideo(const HttpRequest& request, const MediaUrl& url, const std::string& path) const {
+    const bool is_subtitle = EqualsIgnoreCase(PathExtension(path), kSubtitleExtension);
+    if (url.extension == kSubtitleExtension && !is_subtitle) {
+        return ServeFile(request, SubtitleBeside(path), kSubtitleMime);
+    }
+    HttpResponse response = ServeWhole(request, url, path);
+    const bool answered = response.status == 200 || response.status == 206;
+    if (answered && request.Header("getcaptioninfo.sec") == "1" && NLIBCFileExist(SubtitleBeside(path).c_str())) {
+        response.headers.emplace_back("CaptionInfo.sec", "http://" + request.local_address + ":" +
+                                                             std::to_string(port_) + "/v/" + std::string(kNoProfile) +
+                                                             "/" + std::to_string(url.id) + ".srt");
+    }
+    return response;
+}
+
+}  // namespace MediaServer

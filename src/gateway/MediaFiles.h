@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+
+#include "model/MimeTable.h"
+#include "platform/http/HttpServer.h"
+#include "platform/media/MediaUrl.h"
+
+namespace MediaServer {
+
+/// The files that media URLs name by row id, each under the type and the DLNA field with which it was announced.
+/// Threads: any, at once.
+class MediaFiles {
+public:
+    /// @param mime  outlives this. @param port  where this endpoint is reached, for the URL of a subtitle.
+    MediaFiles(const MimeTable& mime, std::uint16_t port) : mime_(mime), port_(port) {}
+
+    /// 404 for a row or file that is not there or an extension that is not the file's; 503 when the database does not
+    /// answer.
+    HttpResponse Serve(const HttpRequest& request, const MediaUrl& url) const;
+
+private:
+    HttpResponse ServeWhole(const HttpRequest& request, const MediaUrl& url, const std::string& path) const;
+    HttpResponse ServeVideo(const HttpRequest& request, const MediaUrl& url, const std::string& path) const;
+
+    const MimeTable& mime_;
+    const std::uint16_t port_;
+};
+
+}  // namespace MediaServer
