@@ -1,7 +1,7 @@
 #include "tree/ContentDirectoryService.h"
 
-#include "platform/clients/DMSClientChecker.h"
 #include "model/MimeTypes.h"
+#include "platform/clients/DMSClientChecker.h"
 #include "tree/ObjectId.h"
 #include "tree/cdsmenu.h"
 
@@ -39,6 +39,10 @@ bool ContentDirectoryService::LoadMenu(const std::string& menu_file, bool with_v
     AddMenuEntries(sets_[Music], *roots_[Music]);
     is_built_.store(true, std::memory_order_release);
     return loaded;
+}
+
+void ContentDirectoryService::RefreshIndexLocations() {
+    if (is_built_.load(std::memory_order_acquire)) nodes_.RefreshIndexLocations();
 }
 
 CDSContainer* ContentDirectoryService::FindNode(const DMSClientChecker& client, std::string_view key) const {

@@ -40,7 +40,7 @@ private:
 };
 
 /// The Content Directory: menu roots and menu sets, the MIME table and the lookup of objects.
-/// Threads: built by one thread; FindObject and the tables are then used by many at once.
+/// Threads: built by one thread, while requests may already come in; until LoadMenu has returned, no object is found.
 class ContentDirectoryService {
 public:
     /// Builds the roots and loads the MIME table.
@@ -65,7 +65,7 @@ public:
     const MimeTable& Mime() const { return mime_; }
 
     /// Reads the index locations of every registered index storage folder again.
-    void RefreshIndexLocations() { nodes_.RefreshIndexLocations(); }
+    void RefreshIndexLocations();
 
 private:
     /// One menu a kind of client. Default and Music come from the template.

@@ -15,12 +15,11 @@ void AddMenuEntries(MenuSet& set, CDSContainer& container) {
 }
 
 void MenuNodes::RegisterIndexFolder(CDSIndexStorageFolder& folder) {
-    constexpr std::size_t kMaxKey = 19;
-    index_folders_[(folder.parentId + "/" + folder.id).substr(0, kMaxKey)] = &folder;
+    index_folders_.push_back(&folder);
 }
 
 void MenuNodes::RefreshIndexLocations() {
-    for (const auto& [key, folder] : index_folders_) {
+    for (CDSIndexStorageFolder* folder : index_folders_) {
         const std::map<std::string, std::string> locations = GetIndexLoacationPath(folder->Kind());
         if (!locations.empty()) folder->SetIndexLocations(locations);
     }

@@ -34,14 +34,15 @@ public:
     /// "21", "22", and so on.
     std::string NextEntryId() { return std::to_string(next_entry_id_++); }
 
-    /// Keeps the folder among those whose index locations are refreshed, under "<parent id>/<id>".
+    /// Keeps the folder among those whose index locations are refreshed. A music folder comes twice under one id, in
+    /// the main and in the music menu, and both are kept.
     void RegisterIndexFolder(CDSIndexStorageFolder& folder);
     /// Reads the index locations of every registered folder again; a media kind without any keeps its old ones.
     void RefreshIndexLocations();
 
 private:
     std::vector<std::unique_ptr<CDSObject>> nodes_;
-    std::map<std::string, CDSIndexStorageFolder*> index_folders_;
+    std::vector<CDSIndexStorageFolder*> index_folders_;
     int next_entry_id_ = 21;
 };
 
