@@ -1,10 +1,10 @@
 #pragma once
 
-#include <ixml.h>
-
 #include <memory>
 #include <string>
 #include <string_view>
+
+#include <ixml.h>
 
 namespace MediaServer {
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <upnp.h>
-
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -10,6 +8,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <upnp.h>
 
 #include "platform/http/HttpServer.h"
 
@@ -69,8 +69,8 @@ public:
     /// when the socket list shows a listener of the library outside loopback.
     int UpnpInit(const std::string& address, std::uint16_t port);
     void UpnpFinish();
-    std::uint16_t UpnpGetServerPort() const;       ///< the public port
-    std::string UpnpGetServerIpAddress() const;    ///< the public address
+    std::uint16_t UpnpGetServerPort() const;     ///< the public port
+    std::string UpnpGetServerIpAddress() const;  ///< the public address
     int UpnpSetMaxContentLength(std::size_t bytes);
     int UpnpSetWebServerRootDir(const std::string& directory);
     int UpnpSetVirtualDirCallbacks(VirtualDirCallbacks callbacks);

@@ -1,0 +1,128 @@
+#include "platform/upnp/Subscriptions.h"
+
+#include <algorithm>
+
+#include "platform/http/HttpFile.h"
+#include "platform/upnp/LoopbackRelay.h"
+#include "platform/upnp/UpnpLimits.h"
+
+namespace MediaServer {
+
+namespace {
+
+constexpr int kPreconditionFailed = 412;
+constexpr int kTooMany = 503;
+constexpr int kInternalError = 500;
+
+std::string TimeoutText(int seconds) {
+    return "Second-" + std::to_string(seconds);
+}
+
+/// The library's refusal, or ours when it did not answer.
+HttpResponse Refusal(const RelayAnswer& answer) {
+    return PlainResponse(answer.status >= 400 && answer.status < 600 ? answer.status : kInternalError);
+}
+
+HttpResponse Acceptance(const std::string& sid, const RelayAnswer& answer, int seconds) {
+    const auto timeout = answer.headers.find("timeout");
+    HttpResponse response;
+    response.headers = {{"SID", sid},
+                        {"TIMEOUT", timeout == answer.headers.end() ? TimeoutText(seconds) : timeout->second}};
+    return response;
+}
+
+}  // namespace
+
+HttpResponse Subscriptions::Answer(const HttpRequest& request, const std::string& event_path) {
+    GenaKind kind{};
+    if (const int status = ClassifyGenaRequest(request, kind)) return PlainResponse(status);
+    DropExpired();
+    switch (kind) {
+        case GenaKind::Subscribe:
+            return Subscribe(request, event_path);
+        case GenaKind::Renew:
+            return Renew(request, event_path);
+        case GenaKind::Unsubscribe:
+            return Unsubscribe(request, event_path);
+    }
+    return PlainResponse(kInternalError);
+}
+
+HttpResponse Subscriptions::Subscribe(const HttpRequest& request, const std::string& event_path) {
+    const auto callback = CheckCallback(request.Header("callback"), request.client_address, subnet_);
+    if (!callback) return PlainResponse(kPreconditionFailed);
+    const std::string place = TakePlace(request.client_address, event_path);
+    if (place.empty()) return PlainResponse(kTooMany);
+
+    const int seconds = SubscriptionSeconds(request.Header("timeout"));
+    const RelayAnswer answer =
+        RelayToLoopback(port_, "SUBSCRIBE", event_path,
+                        {{"CALLBACK", *callback}, {"NT", "upnp:event"}, {"TIMEOUT", TimeoutText(seconds)}});
+    const auto sid = answer.headers.find("sid");
+    const bool accepted = answer.status == 200 && sid != answer.headers.end();
+
+    const std::lock_guard lock(mutex_);
+    auto entry = entries_.extract(place);
+    if (!accepted) return Refusal(answer);
+    entry.key() = sid->second;
+    entry.mapped().expires = Clock::now() + std::chrono::seconds(seconds);
+    entries_.insert(std::move(entry));
+    return Acceptance(sid->second, answer, seconds);
+}
+
+HttpResponse Subscriptions::Renew(const HttpRequest& request, const std::string& event_path) {
+    const std::string& sid = request.Header("sid");
+    if (!IsKnown(sid)) return PlainResponse(kPreconditionFailed);
+    const int seconds = SubscriptionSeconds(request.Header("timeout"));
+    const RelayAnswer answer =
+        RelayToLoopback(port_, "SUBSCRIBE", event_path, {{"SID", sid}, {"TIMEOUT", TimeoutText(seconds)}});
+    if (answer.status != 200) return Refusal(answer);
+    const std::lock_guard lock(mutex_);
+    if (const auto entry = entries_.find(sid); entry != entries_.end())
+        entry->second.expires = Clock::now() + std::chrono::seconds(seconds);
+    return Acceptance(sid, answer, seconds);
+}
+
+HttpResponse Subscriptions::Unsubscribe(const HttpRequest& request, const std::string& event_path) {
+    const std::string& sid = request.Header("sid");
+    if (!IsKnown(sid)) return PlainResponse(kPreconditionFailed);
+    const RelayAnswer answer = RelayToLoopback(port_, "UNSUBSCRIBE", event_path, {{"SID", sid}});
+    if (answer.status != 200 && answer.status != kPreconditionFailed) return Refusal(answer);
+    {
+        const std::lock_guard lock(mutex_);
+        entries_.erase(sid);
+    }
+    return answer.status == 200 ? HttpResponse() : Refusal(answer);
+}
+
+std::string Subscriptions::TakePlace(const std::string& address, const std::string& event_path) {
+    const std::lock_guard lock(mutex_);
+    const auto of_address = std::count_if(entries_.begin(), entries_.end(),
+                                          [&](const auto& entry) { return entry.second.address == address; });
+    if (entries_.size() >= UpnpLimits::kSubscriptions ||
+        static_cast<std::size_t>(of_address) >= UpnpLimits::kSubscriptionsPerAddress)
+        return {};
+    std::string place = "place " + std::to_string(++places_);
+    entries_.emplace(place, Entry{address, event_path, Clock::time_point::max()});
+    return place;
+}
+
+/// The library forgets a subscription that has run out only when it next sends an event, so it is told.
+void Subscriptions::DropExpired() {
+    std::vector<std::pair<std::string, std::string>> expired;  // SID, event path
+    {
+        const std::lock_guard lock(mutex_);
+        const Clock::time_point now = Clock::now();
+        for (const auto& [sid, entry] : entries_)
+            if (entry.expires < now) expired.emplace_back(sid, entry.event_path);
+        for (const auto& [sid, path] : expired) entries_.erase(sid);
+    }
+    for (const auto& [sid, path] : expired) RelayToLoopback(port_, "UNSUBSCRIBE", path, {{"SID", sid}});
+}
+
+bool Subscriptions::IsKnown(const std::string& sid) const {
+    const std::lock_guard lock(mutex_);
+    return entries_.count(sid) > 0;
+}
+
+}  // namespace MediaServer

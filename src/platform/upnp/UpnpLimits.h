@@ -1,0 +1,37 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+
+namespace MediaServer {
+
+/// Bounds of what control points, subscribers and renderers can make the UPnP layer do. Those of HTTP itself (header,
+/// body, connections, time) are in HttpLimits.
+namespace UpnpLimits {
+
+// Documents from the network. A real action is four elements deep; some control points wrap what they pass on.
+inline constexpr int kXmlDepth = 32;
+inline constexpr int kSoapElements = 256;
+inline constexpr std::size_t kSoapArguments = 64;
+inline constexpr std::size_t kSoapNameBytes = 128;  ///< of an action, an argument or a variable
+inline constexpr int kDescriptionElements = 4096;
+inline constexpr std::size_t kDescriptionBytes = 256 * 1024;
+inline constexpr std::chrono::seconds kDownloadTime{5};
+
+// Subscriptions (UPnP Device Architecture 1.0, 4.1). Those that asked for ever get the longest.
+inline constexpr std::size_t kSubscriptions = 256;
+inline constexpr std::size_t kSubscriptionsPerAddress = 16;
+inline constexpr int kShortestSubscriptionSeconds = 60;
+inline constexpr int kLongestSubscriptionSeconds = 1800;
+inline constexpr std::size_t kCallbackBytes = 1024;
+inline constexpr std::size_t kCallbackUrls = 4;
+
+// The relay to the private listener on loopback.
+inline constexpr std::chrono::seconds kRelayTime{5};
+inline constexpr std::size_t kRelayAnswerBytes = 8 * 1024;
+/// The first event leaves this long after the library's answer, which the front still has to pass on: some subscribers
+/// drop an event of a subscription that they do not know yet.
+inline constexpr std::chrono::milliseconds kFirstEventDelay{100};
+
+}  // namespace UpnpLimits
+}  // namespace MediaServer

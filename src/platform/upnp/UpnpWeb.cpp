@@ -1,0 +1,93 @@
+#include "platform/upnp/UpnpWeb.h"
+
+#include <algorithm>
+#include <memory>
+#include <mutex>
+
+#include <fcntl.h>
+
+#include "platform/http/HttpFile.h"
+
+namespace MediaServer {
+
+namespace {
+
+struct RootFileKind {
+    std::string_view extension, content_type;
+};
+constexpr RootFileKind kRootFileKinds[] = {
+    {".xml", "text/xml; charset=\"utf-8\""},
+    {".jpg", "image/jpeg"},
+    {".png", "image/png"},
+};
+// Templates of the menus lie in the same folder as the descriptions.
+constexpr std::string_view kMenuPrefix = "menu_";
+
+/// An open handle of a virtual directory. Shared by the answer and the copies that its function type makes of it.
+class OpenHandle {
+public:
+    OpenHandle(const VirtualDirCallbacks& callbacks, void* handle) : callbacks_(callbacks), handle_(handle) {}
+    ~OpenHandle() { callbacks_.close(handle_); }
+    OpenHandle(const OpenHandle&) = delete;
+    OpenHandle& operator=(const OpenHandle&) = delete;
+
+    std::ptrdiff_t Read(std::uint64_t offset, char* buffer, std::size_t size) {
+        if (offset != position_ && callbacks_.seek(handle_, static_cast<std::int64_t>(offset), SEEK_SET) != 0)
+            return -1;
+        const int count = callbacks_.read(handle_, buffer, size);
+        position_ = offset + static_cast<std::uint64_t>(std::max(count, 0));
+        return count;
+    }
+    /// A descriptor of its own for the file behind the handle; none when there is no file.
+    UniqueFd Descriptor() const {
+        const int fd = callbacks_.descriptor ? callbacks_.descriptor(handle_) : -1;
+        return UniqueFd(fd < 0 ? -1 : fcntl(fd, F_DUPFD_CLOEXEC, 0));
+    }
+
+private:
+    const VirtualDirCallbacks callbacks_;
+    void* const handle_;
+    std::uint64_t position_ = 0;
+};
+
+}  // namespace
+
+HttpResponse ServeVirtualFile(const HttpRequest& request, const VirtualDirCallbacks& callbacks) {
+    const WebRequest web{request.headers, request.client_address};
+    const std::string name = request.query.empty() ? request.path : request.path + "?" + request.query;
+    WebFileInfo info;
+    if (!callbacks.get_info || !callbacks.open || !callbacks.close) return PlainResponse(404);
+    if (!callbacks.get_info(web, name, info) || info.is_directory) return PlainResponse(404);
+    if (!info.is_readable) return PlainResponse(403);
+    void* opened = callbacks.open(web, name, false);
+    if (!opened) return PlainResponse(404);
+    const auto handle = std::make_shared<OpenHandle>(callbacks, opened);
+    if (UniqueFd file = handle->Descriptor()) return ServeDescriptor(request, std::move(file), info.content_type);
+
+    HttpResponse response;
+    response.headers.emplace_back("Content-Type", info.content_type);
+    response.length = info.length;
+    response.stream = [handle](std::uint64_t offset, char* buffer, std::size_t size) {
+        return handle->Read(offset, buffer, size);
+    };
+    return response;
+}
+
+std::string_view ContentTypeOfRootFile(std::string_view name) {
+    const bool is_plain = !name.empty() && name.front() != '.' && name.find('/') == std::string_view::npos;
+    if (!is_plain || name.substr(0, kMenuPrefix.size()) == kMenuPrefix) return {};
+    const std::size_t dot = name.rfind('.');
+    if (dot == std::string_view::npos) return {};
+    for (const RootFileKind& kind : kRootFileKinds)
+        if (name.substr(dot) == kind.extension) return kind.content_type;
+    return {};
+}
+
+HttpResponse ServeRootFile(const HttpRequest& request, const std::string& root) {
+    const std::string name = request.path.substr(1);
+    const std::string_view content_type = ContentTypeOfRootFile(name);
+    if (root.empty() || content_type.empty()) return PlainResponse(404);
+    return ServeFile(request, root + "/" + name, content_type);
+}
+
+}  // namespace MediaServer

@@ -1,0 +1,489 @@
+#include <condition_variable>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <net/if.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+#include <upnptools.h>
+
+#include "platform/http/HttpFile.h"
+#include "platform/http/RawClient.h"
+#include "platform/upnp/Ixml.h"
+#include "platform/upnp/PrivateListener.h"
+#include "platform/upnp/UpnpLibrary.h"
+#include "platform/upnp/UpnpLimits.h"
+
+namespace MediaServer {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr const char* kUdn = "uuid:00000000-0000-0000-0000-000000000001";
+constexpr const char* kType = "urn:schemas-upnp-org:service:ContentDirectory:1";
+constexpr const char* kServiceId = "urn:upnp-org:serviceId:ContentDirectory";
+
+std::string Description() {
+    return std::string(
+               "<?xml version=\"1.0\"?>\n<root xmlns=\"urn:schemas-upnp-org:device-1-0\"><specVersion><major>1"
+               "</major><minor>0</minor></specVersion><device><deviceType>urn:schemas-upnp-org:device:"
+               "MediaServer:1</deviceType><friendlyName>test</friendlyName><manufacturer>m</manufacturer>"
+               "<modelName>m</modelName><serviceList><service><serviceType>") +
+           kType + "</serviceType><serviceId>" + kServiceId +
+           "</serviceId><SCPDURL>/ContentDirectory.xml</SCPDURL><controlURL>/control/cd</controlURL>"
+           "<eventSubURL>event/cd</eventSubURL></service></serviceList><UDN>" +
+           kUdn + "</UDN></device></root>\n";
+}
+
+/// The real library on loopback, with a device whose callback answers by the action's name.
+class UpnpLibraryTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        root_ = ::testing::TempDir() + "upnp-root-" + std::to_string(getpid());
+        std::filesystem::create_directories(root_ + "/sub");
+        Write("initall.xml", Description());
+        for (const char* name : {"ContentDirectory.xml", "menu_simple.xml", ".hidden.xml", "agent.conf", "list.json",
+                                 "icon.png", "sub/inner.xml"})
+            Write(name, std::string("content of ") + name);
+        ASSERT_EQ(library_.UpnpInit("127.0.0.1", 0), UPNP_E_SUCCESS);
+        port_ = library_.UpnpGetServerPort();
+        ASSERT_EQ(library_.UpnpSetMaxContentLength(20480), UPNP_E_SUCCESS);
+        ASSERT_EQ(library_.UpnpSetWebServerRootDir(root_), UPNP_E_SUCCESS);
+        AddVirtualDirectories();
+        ASSERT_EQ(library_.UpnpRegisterRootDevice(Url("/initall.xml"), &OnEvent, this, &device_), UPNP_E_SUCCESS);
+        ASSERT_EQ(library_.UpnpSetDescURL(device_, Url("/desc/device.xml")), UPNP_E_SUCCESS);
+    }
+    void TearDown() override {
+        library_.UpnpFinish();
+        std::filesystem::remove_all(root_);
+    }
+
+    void Write(const std::string& name, const std::string& content) { std::ofstream(root_ + "/" + name) << content; }
+    std::string Url(const std::string& path) const { return "http://127.0.0.1:" + std::to_string(port_) + path; }
+
+    /// "/desc/": the calls that each request makes, in their order; names with "plain" have no descriptor.
+    void AddVirtualDirectories() {
+        VirtualDirCallbacks callbacks;
+        callbacks.get_info = [this](const WebRequest& request, const std::string& name, WebFileInfo& info) {
+            Note("info " + name + " " + request.client_address + " " + request.headers.at("host"));
+            info.length = std::string("content of plain").size();
+            info.content_type = "text/x-test";
+            return name.find("missing") == std::string::npos;
+        };
+        callbacks.open = [this](const WebRequest&, const std::string& name, bool write) -> void* {
+            Note("open " + name + (write ? " write" : ""));
+            if (name.find("refused") != std::string::npos) return nullptr;
+            const char* file = name.find("plain") == std::string::npos ? "/icon.png" : "";
+            return new int(*file ? open((root_ + file).c_str(), O_RDONLY) : -1);
+        };
+        callbacks.read = [this](void*, char* buffer, std::size_t size) {
+            const std::string content = std::string("content of plain").substr(read_);
+            const std::size_t count = std::min<std::size_t>({size, content.size(), 5});
+            content.copy(buffer, count);
+            read_ += count;
+            return static_cast<int>(count);
+        };
+        callbacks.seek = [](void*, std::int64_t, int) { return -1; };
+        callbacks.close = [this](void* handle) {
+            const std::unique_ptr<int> fd(static_cast<int*>(handle));
+            if (*fd >= 0) close(*fd);
+            Note("close");
+            return 0;
+        };
+        callbacks.descriptor = [](void* handle) { return *static_cast<int*>(handle); };
+        ASSERT_EQ(library_.UpnpSetVirtualDirCallbacks(callbacks), UPNP_E_SUCCESS);
+        ASSERT_EQ(library_.UpnpAddVirtualDir("/desc/"), UPNP_E_SUCCESS);
+    }
+
+    static int OnEvent(Upnp_EventType type, const void* event, void* cookie) {
+        auto& test = *static_cast<UpnpLibraryTest*>(cookie);
+        if (type == UPNP_CONTROL_ACTION_REQUEST) test.OnAction(*static_cast<const ActionRequestEvent*>(event));
+        if (type == UPNP_CONTROL_GET_VAR_REQUEST) OnQuery(static_cast<UpnpStateVarRequest*>(const_cast<void*>(event)));
+        if (type == UPNP_EVENT_SUBSCRIPTION_REQUEST) {
+            const auto* request = static_cast<const UpnpSubscriptionRequest*>(event);
+            // Fails for one that comes while the library is being shut down.
+            test.library_.UpnpAcceptSubscription(test.device_, UpnpSubscriptionRequest_get_UDN_cstr(request),
+                                                 UpnpSubscriptionRequest_get_ServiceId_cstr(request),
+                                                 {{"A", "1 < 2"}, {"SystemUpdateID", "1"}}, request);
+        }
+        return 0;
+    }
+    void OnAction(const ActionRequestEvent& event) {
+        const std::string name = UpnpActionRequest_get_ActionName_cstr(event.request);
+        EXPECT_STREQ(UpnpActionRequest_get_DevUDN_cstr(event.request), kUdn);
+        EXPECT_STREQ(UpnpActionRequest_get_ServiceID_cstr(event.request), kServiceId);
+        if (name == "Echo") {
+            IXML_Document* result = nullptr;
+            IXML_Document* document = UpnpActionRequest_get_ActionRequest(event.request);
+            for (const char* argument : {"First", "Second"})
+                UpnpAddToActionResponse(&result, name.c_str(), kType, argument,
+                                        XMLGetFirstDocumentItem(document, argument).c_str());
+            UpnpAddToActionResponse(&result, name.c_str(), kType, "Agent", event.headers.at("user-agent").c_str());
+            UpnpAddToActionResponse(&result, name.c_str(), kType, "Address", event.client_address.c_str());
+            UpnpActionRequest_set_ActionResult(event.request, result);
+        } else if (name == "Fail") {
+            UpnpActionRequest_set_ErrCode(event.request, 701);
+            UpnpActionRequest_strcpy_ErrStr(event.request, "No <such> object");
+        }
+    }
+    static void OnQuery(UpnpStateVarRequest* request) {
+        if (std::string(UpnpStateVarRequest_get_StateVarName_cstr(request)) == "SystemUpdateID") {
+            char* value = ixmlCloneDOMString("1");
+            UpnpStateVarRequest_set_CurrentVal(request, value);
+            ixmlFreeDOMString(value);
+        } else {
+            UpnpStateVarRequest_set_ErrCode(request, 404);
+            UpnpStateVarRequest_strcpy_ErrStr(request, "Invalid Variable");
+        }
+    }
+
+    void Note(const std::string& call) {
+        const std::lock_guard lock(mutex_);
+        calls_.push_back(call);
+    }
+    std::vector<std::string> TakeCalls() {
+        const std::lock_guard lock(mutex_);
+        return std::exchange(calls_, {});
+    }
+
+    int Exchange(const std::string& request, bool has_body = true) {
+        RawClient client(port_);
+        client.Send(request);
+        return client.Receive(head_, body_, has_body);
+    }
+    int Post(const std::string& action, const std::string& inner, const std::string& header_type = kType) {
+        const std::string body =
+            "<?xml version=\"1.0\"?><s:Envelope "
+            "xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\"><s:Header><x>y</x>"
+            "</s:Header><s:Body>" +
+            inner + "</s:Body></s:Envelope>";
+        return PostBody("\"" + header_type + "#" + action + "\"", body);
+    }
+    int PostBody(const std::string& soap_action, const std::string& body, const std::string& path = "/control/cd") {
+        return Exchange("POST " + path + " HTTP/1.1\r\nHost: 127.0.0.1\r\nUser-Agent: tv\r\nSOAPACTION: " +
+                        soap_action + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
+    }
+    int Get(const std::string& path, const std::string& method = "GET") {
+        return Exchange(method + " " + path + " HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n", method != "HEAD");
+    }
+
+    std::string root_, head_, body_;
+    std::mutex mutex_;
+    std::vector<std::string> calls_;  // guarded by mutex_
+    std::atomic<std::size_t> read_{0};
+    std::uint16_t port_ = 0;
+    UpnpDevice_Handle device_ = -1;
+    UpnpLibrary library_;
+};
+
+std::string Call(const std::string& action, const std::string& arguments = {}, const std::string& type = kType) {
+    return "<u:" + action + " xmlns:u=\"" + type + "\">" + arguments + "</u:" + action + ">";
+}
+
+TEST_F(UpnpLibraryTest, Actions) {
+    EXPECT_EQ(Post("Echo", Call("Echo", "<First>1 &lt; 2</First><Second><![CDATA[a&b]]> ü</Second>")), 200);
+    EXPECT_EQ(
+        body_,
+        "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\""
+        " s:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\"><s:Body><u:EchoResponse xmlns:u=\"" +
+            std::string(kType) +
+            "\"><First>1 &lt; 2</First><Second>a&amp;b ü</Second><Agent>tv</Agent><Address>127.0.0.1</Address>"
+            "</u:EchoResponse></s:Body></s:Envelope>\n");
+    EXPECT_EQ(RawClient::HeaderOf(head_, "Content-Type"), "text/xml; charset=\"utf-8\"");
+
+    struct Case {
+        const char* why;
+        int status;
+        int code;  // of the fault, 0 for none
+        std::string action, inner, header_type;
+    };
+    const std::string control = "urn:schemas-upnp-org:control-1-0";
+    const auto query = [&](const std::string& name) {
+        return Call("QueryStateVariable", "<u:varName>" + name + "</u:varName>", control);
+    };
+    std::string many;
+    for (int i = 0; i < 65; ++i) many += "<A>1</A>";
+    const Case cases[] = {
+        {"the callback's own error", 500, 701, "Fail", Call("Fail"), kType},
+        {"neither result nor error", 500, 501, "Refused", Call("Refused"), kType},
+        {"header and body disagree", 500, 401, "Fail", Call("Echo"), kType},
+        {"another service's type", 500, 401, "Echo", Call("Echo", "", "urn:x:service:Y:1"), "urn:x:service:Y:1"},
+        {"unknown variable", 500, 404, "QueryStateVariable", query("Nothing"), control},
+        {"query without a name", 500, 402, "QueryStateVariable", Call("QueryStateVariable", "", control), control},
+        {"arguments that hold elements", 400, 0, "Echo", Call("Echo", "<First><b/></First>"), kType},
+        {"two actions", 400, 0, "Echo", Call("Echo") + Call("Echo"), kType},
+        {"no action", 400, 0, "Echo", "", kType},
+        {"more arguments than any action has", 400, 0, "Echo", Call("Echo", many), kType},
+        {"name that is none in the DOM's eyes", 400, 0, "Ech\xc3\xb6", Call("Ech\xc3\xb6"), kType},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.why);
+        EXPECT_EQ(Post(c.action, c.inner, c.header_type), c.status);
+        const std::string code = "<errorCode>" + std::to_string(c.code) + "</errorCode>";
+        EXPECT_EQ(body_.find(code) != std::string::npos, c.code != 0) << body_;
+    }
+    EXPECT_EQ(Post("Fail", Call("Fail")), 500);
+    EXPECT_NE(body_.find("<errorDescription>No &lt;such&gt; object</errorDescription>"), std::string::npos) << body_;
+    EXPECT_EQ(Post("QueryStateVariable", query("SystemUpdateID"), control), 200);
+    EXPECT_NE(body_.find("<return>1</return>"), std::string::npos) << body_;
+}
+
+TEST_F(UpnpLibraryTest, HostileBodies) {
+    const std::string action = "\"" + std::string(kType) + "#Echo\"";
+    const std::string envelope = "<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\"><s:Body>";
+    std::string nested = envelope;
+    for (int i = 0; i < 3000; ++i) nested += "<a>";
+    const std::string bomb =
+        "<!DOCTYPE x [<!ENTITY a \"aaaaaaaaaa\"><!ENTITY b \"&a;&a;&a;&a;&a;&a;&a;&a;\"><!ENTITY c "
+        "\"&b;&b;&b;&b;&b;&b;\">"
+        "<!ENTITY e SYSTEM \"file:///etc/passwd\">]>" +
+        envelope + Call("Echo", "<First>&c;&e;</First>") + "</s:Body></s:Envelope>";
+    struct Case {
+        const char* why;
+        std::string body;
+        int status;
+    };
+    const Case cases[] = {
+        {"nested without end", nested, 400},
+        {"entities of its own", bomb, 400},
+        {"a DTD alone", "<!DOCTYPE s:Envelope>" + envelope + Call("Echo") + "</s:Body></s:Envelope>", 400},
+        {"cut short", envelope + Call("Echo"), 400},
+        {"nothing", "", 400},
+        {"not XML", std::string(1000, '\xff'), 400},
+        {"another envelope", "<Envelope><Body>" + Call("Echo") + "</Body></Envelope>", 400},
+        {"NUL and blanks behind the end", envelope + Call("Echo") + "</s:Body></s:Envelope>\r\n" + std::string(2, '\0'),
+         200},
+        {"beyond the body limit", std::string(20481, ' '), 413},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.why);
+        const auto begun = std::chrono::steady_clock::now();
+        EXPECT_EQ(PostBody(action, c.body), c.status);
+        EXPECT_LT(std::chrono::steady_clock::now() - begun, 1s);
+        EXPECT_EQ(body_.find("root:"), std::string::npos);
+    }
+    EXPECT_EQ(PostBody(action, "<a/>", "/control/none"), 404);
+}
+
+TEST_F(UpnpLibraryTest, RootFiles) {
+    struct Case {
+        const char* path;
+        int status;
+    };
+    constexpr Case kCases[] = {{"/ContentDirectory.xml", 200},
+                               {"/initall.xml", 200},
+                               {"/icon.png", 200},
+                               {"/menu_simple.xml", 404},
+                               {"/.hidden.xml", 404},
+                               {"/agent.conf", 404},
+                               {"/list.json", 404},
+                               {"/sub/inner.xml", 404},
+                               {"/sub%2finner.xml", 404},
+                               {"/../etc/passwd", 400},
+                               {"/sub/../icon.png", 400},
+                               {"/", 404},
+                               {"/none.xml", 404}};
+    for (const Case& c : kCases) EXPECT_EQ(Get(c.path), c.status) << c.path;
+}
+
+TEST_F(UpnpLibraryTest, VirtualDirectories) {
+    TakeCalls();
+    EXPECT_EQ(Get("/desc/a%20b?x=1"), 200);
+    EXPECT_EQ(body_, "content of icon.png");
+    EXPECT_EQ(RawClient::HeaderOf(head_, "Content-Type"), "text/x-test");
+    const std::vector<std::string> whole{"info /desc/a b?x=1 127.0.0.1 127.0.0.1", "open /desc/a b?x=1", "close"};
+    EXPECT_EQ(TakeCalls(), whole);
+
+    EXPECT_EQ(Exchange("GET /desc/a HTTP/1.1\r\nHost: 127.0.0.1\r\nRange: bytes=8-9\r\n\r\n"), 206);
+    EXPECT_EQ(body_, "of");
+    EXPECT_EQ(Get("/desc/plain", "HEAD"), 200);
+    EXPECT_EQ(RawClient::HeaderOf(head_, "Content-Length"), "16");
+    EXPECT_EQ(Get("/desc/plain"), 200);
+    EXPECT_EQ(body_, "content of plain");
+    const auto closed = [this] {
+        const std::lock_guard lock(mutex_);
+        return std::count(calls_.begin(), calls_.end(), "close");
+    };
+    for (int i = 0; i < 100 && closed() < 3; ++i) std::this_thread::sleep_for(20ms);
+    EXPECT_EQ(closed(), 3) << "what is read through the callbacks is closed when it has been sent";
+
+    TakeCalls();
+    EXPECT_EQ(Get("/desc/missing"), 404);
+    EXPECT_EQ(Get("/desc/refused"), 404);
+    const std::vector<std::string> refused{"info /desc/missing 127.0.0.1 127.0.0.1",
+                                           "info /desc/refused 127.0.0.1 127.0.0.1", "open /desc/refused"};
+    EXPECT_EQ(TakeCalls(), refused);
+    EXPECT_EQ(Get("/description"), 404) << "the prefix ends with its slash";
+    EXPECT_TRUE(TakeCalls().empty());
+}
+
+/// A subscriber: keeps the NOTIFY requests that reach it.
+class Subscriber {
+public:
+    Subscriber() : server_(ConfigOf(), [this](const HttpRequest& request) { return Take(request); }) {
+        EXPECT_EQ(server_.Start(), 0);
+    }
+    std::string Callback(const std::string& path) const {
+        return "<http://127.0.0.1:" + std::to_string(server_.Port()) + path + ">";
+    }
+    /// Event number `index` since the beginning; empty when it does not come.
+    HttpRequest Event(std::size_t index) {
+        std::unique_lock lock(mutex_);
+        came_.wait_for(lock, 5s, [&] { return events_.size() > index; });
+        return events_.size() > index ? events_[index] : HttpRequest();
+    }
+
+private:
+    static HttpServer::Config ConfigOf() {
+        HttpServer::Config config;
+        config.address = "127.0.0.1";
+        config.methods = {"NOTIFY"};
+        return config;
+    }
+    HttpResponse Take(const HttpRequest& request) {
+        const std::lock_guard lock(mutex_);
+        events_.push_back(request);
+        came_.notify_all();
+        return {};
+    }
+    std::mutex mutex_;
+    std::condition_variable came_;
+    std::vector<HttpRequest> events_;  // guarded by mutex_
+    HttpServer server_;
+};
+
+TEST_F(UpnpLibraryTest, SubscriptionsDeliverEvents) {
+    Subscriber subscriber;
+    const std::string start = "SUBSCRIBE /desc/event/cd HTTP/1.1\r\nHost: 127.0.0.1\r\n";
+    ASSERT_EQ(Exchange(start + "CALLBACK: " + subscriber.Callback("/events?id=1") +
+                       "\r\nNT: upnp:event\r\nTIMEOUT: Second-infinite\r\n\r\n"),
+              200);
+    const std::string sid = RawClient::HeaderOf(head_, "SID");
+    EXPECT_EQ(sid.substr(0, 5), "uuid:");
+    EXPECT_EQ(RawClient::HeaderOf(head_, "TIMEOUT"), "Second-1800");
+
+    const HttpRequest first = subscriber.Event(0);
+    EXPECT_EQ(first.path + "?" + first.query, "/events?id=1");
+    EXPECT_EQ(first.Header("sid"), sid);
+    EXPECT_EQ(first.Header("seq"), "0");
+    EXPECT_NE(first.body.find("<A>1 &lt; 2</A>"), std::string::npos) << first.body;
+
+    EXPECT_EQ(library_.UpnpNotify(device_, kUdn, kServiceId, {{"SystemUpdateID", "2"}}), UPNP_E_SUCCESS);
+    const HttpRequest second = subscriber.Event(1);
+    EXPECT_EQ(second.Header("seq"), "1");
+    EXPECT_NE(second.body.find("<SystemUpdateID>2</SystemUpdateID>"), std::string::npos) << second.body;
+
+    EXPECT_EQ(Exchange(start + "SID: " + sid + "\r\nTIMEOUT: Second-300\r\n\r\n"), 200);
+    EXPECT_EQ(RawClient::HeaderOf(head_, "TIMEOUT"), "Second-300");
+    const std::string stop = "UNSUBSCRIBE /desc/event/cd HTTP/1.1\r\nHost: 127.0.0.1\r\nSID: " + sid + "\r\n\r\n";
+    EXPECT_EQ(Exchange(stop), 200);
+    EXPECT_EQ(Exchange(stop), 412);
+    EXPECT_EQ(Exchange(start + "SID: " + sid + "\r\n\r\n"), 412);
+}
+
+TEST_F(UpnpLibraryTest, SubscriptionsThatAreRefused) {
+    Subscriber subscriber;
+    const std::string nt = "NT: upnp:event\r\n", good = "CALLBACK: " + subscriber.Callback("/e") + "\r\n";
+    struct Case {
+        const char* why;
+        std::string fields;
+        int status;
+    };
+    const Case cases[] = {
+        {"a callback without a path ends the library's process", "CALLBACK: <http://127.0.0.1:1>\r\n" + nt, 412},
+        {"somebody else's address", "CALLBACK: <http://192.0.2.1:80/>\r\n" + nt, 412},
+        {"no callback", nt, 412},
+        {"no NT", good, 412},
+        {"another NT", good + "NT: upnp:propchange\r\n", 412},
+        {"new and renewal at once", good + nt + "SID: uuid:1\r\n", 400},
+        {"renewal of nothing", "SID: uuid:00000000-0000-0000-0000-000000000000\r\n", 412},
+        {"SID longer than any", "SID: uuid:" + std::string(4000, 'a') + "\r\n", 412},
+        {"neither", "", 412},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.why);
+        EXPECT_EQ(Exchange("SUBSCRIBE /desc/event/cd HTTP/1.1\r\nHost: 127.0.0.1\r\n" + c.fields + "\r\n"), c.status);
+    }
+    EXPECT_EQ(Exchange("SUBSCRIBE / HTTP/1.1\r\nHost: 127.0.0.1\r\n" + good + nt + "\r\n"), 404);
+    EXPECT_EQ(Exchange("SUBSCRIBE http://127.0.0.1 HTTP/1.1\r\nHost: 127.0.0.1\r\n" + good + nt + "\r\n"), 400);
+
+    int accepted = 0, status = 200;
+    while (status == 200 && accepted < 100) {
+        status = Exchange("SUBSCRIBE /desc/event/cd HTTP/1.1\r\nHost: 127.0.0.1\r\n" + good + nt + "\r\n");
+        accepted += status == 200;
+    }
+    EXPECT_EQ(status, 503);
+    EXPECT_EQ(accepted, static_cast<int>(UpnpLimits::kSubscriptionsPerAddress));
+}
+
+TEST_F(UpnpLibraryTest, OnlyTheFrontIsPublic) {
+    UpnpLibrary second;
+    EXPECT_EQ(second.UpnpInit("127.0.0.1", 0), UPNP_E_INIT) << "one per process";
+    library_.UpnpFinish();
+    EXPECT_FALSE(RawClient(port_).Connected());
+    library_.UpnpFinish();
+
+    HttpServer::Config config;
+    config.address = "127.0.0.1";
+    HttpServer taken(config, [](const HttpRequest&) { return HttpResponse(); });
+    ASSERT_EQ(taken.Start(), 0);
+    EXPECT_EQ(second.UpnpInit("127.0.0.1", taken.Port()), UPNP_E_SOCKET_BIND);
+    ASSERT_EQ(second.UpnpInit("127.0.0.1", 0), UPNP_E_SUCCESS) << "a start that failed can be tried again";
+    const std::uint16_t private_port = ::UpnpGetServerPort();
+    EXPECT_NE(private_port, second.UpnpGetServerPort());
+    EXPECT_TRUE(RawClient(private_port).Connected());
+    second.UpnpFinish();
+}
+
+/// In a network of its own: a search of port 1900 must reach this process and nobody else.
+int AnswersSearch() {
+    if (unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0) return EPERM;
+    const UniqueFd control(socket(AF_INET, SOCK_DGRAM, 0));
+    ifreq loopback{};
+    std::strcpy(loopback.ifr_name, "lo");
+    loopback.ifr_flags = IFF_UP;
+    if (ioctl(control.get(), SIOCSIFFLAGS, &loopback) != 0) return EPERM;
+
+    const std::string root = ::testing::TempDir() + "upnp-search-" + std::to_string(getpid());
+    std::filesystem::create_directories(root);
+    std::ofstream(root + "/initall.xml") << Description();
+    UpnpLibrary library;
+    UpnpDevice_Handle device = -1;
+    const auto ignore = [](Upnp_EventType, const void*, void*) { return 0; };
+    const bool registered =
+        library.UpnpInit("127.0.0.1", 50001) == UPNP_E_SUCCESS &&
+        library.UpnpSetWebServerRootDir(root) == UPNP_E_SUCCESS &&
+        library.UpnpRegisterRootDevice("http://127.0.0.1:50001/initall.xml", ignore, nullptr, &device) == 0 &&
+        library.UpnpSetDescURL(device, "http://127.0.0.1:50001/desc/device.xml") == UPNP_E_SUCCESS &&
+        library.UpnpSendAdvertisement(device, 1800) == UPNP_E_SUCCESS;
+    std::filesystem::remove_all(root);
+    if (!registered) return 1;
+
+    constexpr std::string_view kSearch =
+        "M-SEARCH * HTTP/1.1\r\nHOST: 239.255.255.250:1900\r\nMAN: \"ssdp:discover\"\r\nMX: 1\r\n"
+        "ST: urn:schemas-upnp-org:device:MediaServer:1\r\n\r\n";
+    sockaddr_in name{};
+    name.sin_family = AF_INET;
+    name.sin_port = htons(1900);
+    name.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    sendto(control.get(), kSearch.data(), kSearch.size(), 0, reinterpret_cast<sockaddr*>(&name), sizeof name);
+    pollfd waiting{control.get(), POLLIN, 0};
+    char answer[2048] = "";
+    if (poll(&waiting, 1, 5000) == 1) (void)!recv(control.get(), answer, sizeof answer - 1, 0);
+    return std::strstr(answer, "LOCATION: http://127.0.0.1:50001/desc/device.xml\r\n") ? 0 : 2;
+}
+
+TEST(UpnpSearchDeathTest, AnswersWithTheDescriptionUrl) {
+    ::testing::GTEST_FLAG(death_test_style) = "threadsafe";
+    const auto done_or_not_permitted = [](int status) {
+        return WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == EPERM);
+    };
+    EXPECT_EXIT(exit(AnswersSearch()), done_or_not_permitted, "");
+}
+
+}  // namespace
+}  // namespace MediaServer
