@@ -1,0 +1,52 @@
+#include "daemon/PidFile.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include "platform/system/Log.h"
+#include "platform/system/Paths.h"
+#include "platform/text/Text.h"
+
+namespace MediaServer {
+
+PidFile::PidFile(const std::string& program)
+    : path_(SystemPath("/var/run/" + program.substr(program.rfind('/') + 1) + ".pid")) {}
+
+pid_t PidFile::Lock() {
+    // Not truncated before the lock is ours: the file may be another server's.
+    UniqueFd file{open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644)};
+    if (!file) {
+        SysLogError("%s(%d): Failed to create %s. (%s)", DMS_SOURCE_FILE, __LINE__, path_.c_str(),
+                    std::strerror(errno));
+        return 0;
+    }
+    if (flock(file.get(), LOCK_EX | LOCK_NB) == 0) {
+        file_ = std::move(file);
+        return 0;
+    }
+    char text[32] = "";
+    const ssize_t size = pread(file.get(), text, sizeof text - 1, 0);
+    const pid_t holder = size > 0 ? ToInt(text) : 0;
+    return holder > 0 ? holder : -1;
+}
+
+void PidFile::Write() {
+    if (!file_) return;
+    const std::string text = std::to_string(getpid());
+    if (ftruncate(file_.get(), 0) != 0 ||
+        pwrite(file_.get(), text.data(), text.size(), 0) != static_cast<ssize_t>(text.size())) {
+        SysLogError("%s(%d): fprintf pid failed. (%s)", DMS_SOURCE_FILE, __LINE__, std::strerror(errno));
+    }
+}
+
+void PidFile::Remove() {
+    if (!file_) return;
+    unlink(path_.c_str());
+    file_.reset();
+}
+
+}  // namespace MediaServer
