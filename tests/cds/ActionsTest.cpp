@@ -1,0 +1,273 @@
+#include <future>
+
+#include <gmock/gmock.h>
+#include <upnp.h>
+
+#include "cds/CDSActions.h"
+#include "platform/clients/DMSClientChecker.h"
+#include "platform/database/TestDatabase.h"
+#include "platform/system/Files.h"
+#include "platform/system/Log.h"
+#include "platform/text/Text.h"
+#include "serializer/CDSDIDLSerializer.h"
+#include "support/TempDir.h"
+
+namespace MediaServer {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::Pair;
+using Pairs = std::vector<std::pair<std::string, std::string>>;
+
+constexpr const char* kProfiles = R"(
+[profile Console]
+user-agent = Console
+full-menu = yes
+[profile Roku]
+user-agent = Roku
+numbered-containers = yes
+[profile Slash]
+user-agent = Slash
+slash-separator = yes
+)";
+
+constexpr const char* kMenu = R"(<menu><entrylist>
+  <entry id="m"><title>Music</title><entrylist>
+    <entry id="a" type="categoryfolder" media="music"><title>Artist</title><directory>:@AllIndexFiles@</directory>
+      <categories><category>artist</category><category>album</category></categories></entry>
+  </entrylist></entry></entrylist></menu>)";
+
+/// What an action answered.
+struct Reply {
+    int code = 0;
+    std::string error;
+    Pairs outputs;  // in order
+
+    std::string operator[](std::string_view name) const {
+        for (const auto& [key, value] : outputs) {
+            if (key == name) return value;
+        }
+        return "(none)";
+    }
+};
+
+class ActionsTest : public DatabaseTest {
+protected:
+    ActionsTest() {
+        DMSClientChecker::InitProfileList(sysroot.Write("agent.conf", kProfiles));
+        directory.LoadMenu(sysroot.Write("menu.xml", kMenu), false, false);
+        content.device_mutex = connections.device_mutex = registrar.device_mutex = &mutex;
+        content.service_type = "urn:schemas-upnp-org:service:ContentDirectory:1";
+        content.state_variables = {{"SystemUpdateID", "41"}, {"SortCapabilities", ""}};
+        connections.state_variables = {
+            {"SourceProtocolInfo", "a,b"}, {"SinkProtocolInfo", ""}, {"CurrentConnectionIDs", "0"}};
+        content.actions = ContentDirectoryActions({directory, options, "192.0.2.1", 50001});
+        connections.actions = ConnectionManagerActions();
+        registrar.actions = RegistrarActions();
+        database.Execute(
+            "INSERT INTO music (path, title, artist, album, track) VALUES ('/m/1.mp3', 'One', 'A & B', 'First', 1),"
+            " ('/m/2.mp3', 'Two', 'A & B', 'First', 2), ('/m/3.mp3', 'Three', 'C', 'Second', 1)");
+    }
+    ~ActionsTest() override { DMSClientChecker::ReleaseClientList(); }
+
+    void SetOptions(const std::string& lines) {
+        sysroot.Write("dmsinfo.conf", lines);
+        options.Read(0, nullptr);
+    }
+
+    Reply Call(DMSService& service, const std::string& action, const Pairs& arguments = {},
+               const std::string& agent = "") {
+        std::string text = "<u:" + action + " xmlns:u=\"" + service.service_type + "\">";
+        for (const auto& [name, value] : arguments) text += "<" + name + ">" + XMLEscape(value) + "</" + name + ">";
+        const IxmlDocument request(ixmlParseBuffer((text + "</u:" + action + ">").c_str()));
+        ClientRequest client;
+        client.headers["user-agent"] = agent;
+        client.client_address = "192.0.2.9";
+        client.profile_name = "";
+        IXML_Document* response = nullptr;
+        Reply reply;
+        reply.code = service.actions.at(action)(client, service, request.get(), &response, reply.error);
+        const IxmlDocument owned(response);
+        IXML_Node* outputs =
+            response != nullptr ? ixmlNode_getFirstChild(reinterpret_cast<IXML_Node*>(response)) : nullptr;
+        for (IXML_Node* node = outputs != nullptr ? ixmlNode_getFirstChild(outputs) : nullptr; node != nullptr;
+             node = ixmlNode_getNextSibling(node)) {
+            reply.outputs.emplace_back(ixmlNode_getNodeName(node), NodeText(node));
+        }
+        EXPECT_EQ(reply.outputs.empty(), reply.code != 0) << "outputs on success, and only then";
+        return reply;
+    }
+    Reply Browse(const std::string& id, const std::string& flag = "BrowseDirectChildren",
+                 const std::string& filter = "*", const std::string& start = "0", const std::string& count = "0",
+                 const std::string& agent = "") {
+        return Call(content, "Browse",
+                    {{"ObjectID", id},
+                     {"BrowseFlag", flag},
+                     {"Filter", filter},
+                     {"StartingIndex", start},
+                     {"RequestedCount", count}},
+                    agent);
+    }
+
+    TempSysroot sysroot;
+    DMSStringBundle strings{"enu"};
+    ContentDirectoryService directory{strings};
+    ServiceOptions options{sysroot / "dmsinfo.conf"};
+    std::mutex mutex;
+    DMSService content, connections, registrar;
+};
+
+TEST_F(ActionsTest, BrowseAnswersWithAWholeDocument) {
+    const Reply reply = Browse("a$1", "BrowseDirectChildren", "dc:title");
+    EXPECT_EQ(reply.code, 0);
+    EXPECT_THAT(
+        reply.outputs,
+        ElementsAre(
+            Pair("Result", kDIDLOpen + std::string("<container id=\"a$1$1\"  parentID=\"a$1\"  restricted=\"1\">\n"
+                                                   "<dc:title>First</dc:title>\n"
+                                                   "<upnp:class>object.container.album.musicAlbum</upnp:class>\n"
+                                                   "</container>\n</DIDL-Lite>")),
+            Pair("NumberReturned", "1"), Pair("TotalMatches", "1"), Pair("UpdateID", "0")));
+}
+
+TEST_F(ActionsTest, BrowseReadsItsArguments) {
+    const std::string children = Browse("0")["Result"];
+    for (const char* flag : {"", "browsemetadata", "nonsense"})
+        EXPECT_EQ(Browse("0", flag)["Result"], children) << flag;
+    EXPECT_THAT(Browse("0", "BrowseMetadata")["Result"], HasSubstr("id=\"0\"  parentID=\"-1\""));
+    EXPECT_EQ(Browse("a$1$1", "", "")["Result"], Browse("a$1$1", "", "*")["Result"]) << "an empty filter is all";
+    EXPECT_THAT(Browse("a$1$1", "", "upnp:album")["Result"], Not(HasSubstr("<res")));
+    EXPECT_EQ(Browse("a", "", "*", "1", "1")["NumberReturned"], "1");
+    EXPECT_EQ(Browse("a", "", "*", "1", "1")["TotalMatches"], "2");
+    EXPECT_THAT(Browse("a", "", "*", "1", "1")["Result"], HasSubstr(">C<"));
+    EXPECT_THAT(Browse("a")["Result"], HasSubstr("A &amp; B"));
+    EXPECT_THAT(Browse("a", "", "*", "0", "0", "Slash")["Result"], HasSubstr("\"a/1\""));
+
+    SetOptions("fakecldcnt_mediaservice=yes\n");
+    EXPECT_THAT(Browse("0")["Result"], HasSubstr("childCount=\"1000\""));
+}
+
+TEST_F(ActionsTest, AConsoleNamesTheObjectContainerID) {
+    const Pairs arguments{{"ContainerID", "a"}, {"ObjectID", "0"}, {"StartingIndex", "0"}, {"RequestedCount", "0"}};
+    EXPECT_EQ(Call(content, "Browse", arguments, "Console")["TotalMatches"], "2");
+    EXPECT_EQ(Call(content, "Browse", arguments)["TotalMatches"], "1");
+}
+
+TEST_F(ActionsTest, BrowseRefusesBadArguments) {
+    for (const char* number : {"", "abc", "-1", "1 ", "0x1", "4294967296", "1;2"}) {
+        EXPECT_EQ(Browse("0", "", "*", number, "0").code, UPNP_E_INVALID_PARAM) << number;
+        EXPECT_EQ(Browse("0", "", "*", "0", number).code, UPNP_E_INVALID_PARAM) << number;
+    }
+    EXPECT_THAT(Browse("0", "", "*", "x").error, IsEmpty());
+    for (const char* id : {"", "99", "a$x", "a$1'; DROP TABLE music; --", "../a", "a$4294967296", "a$-1"}) {
+        const Reply reply = Browse(id);
+        EXPECT_EQ(reply.code, 701) << id;
+        EXPECT_EQ(reply.error, "No such object") << id;
+    }
+    const Reply gone = Browse("a$999");
+    EXPECT_EQ(gone["NumberReturned"], "0") << "a row that is gone is an empty answer";
+    EXPECT_EQ(gone["TotalMatches"], "0");
+    database.Stop();
+    EXPECT_EQ(Browse("a").code, 501);
+    EXPECT_THAT(Browse("a").error, IsEmpty());
+    database.Start();
+    EXPECT_EQ(Browse("a")["TotalMatches"], "2");
+}
+
+TEST_F(ActionsTest, UpdateIdOfTheRootIsTheSystems) {
+    EXPECT_EQ(Browse("0")["UpdateID"], "41");
+    EXPECT_EQ(Browse("0", "BrowseMetadata")["UpdateID"], "41");
+    content.state_variables["SystemUpdateID"] = "42";
+    EXPECT_EQ(Browse("0")["UpdateID"], "42");
+    EXPECT_EQ(Browse("a")["UpdateID"], "0");
+    database.Insert("music", "path, artist", "'/m/4.mp3', 'D'");
+    EXPECT_EQ(Browse("a")["UpdateID"], "1");
+    EXPECT_EQ(Browse("a", "BrowseMetadata")["UpdateID"], "0") << "only listings count";
+}
+
+TEST_F(ActionsTest, BrowseLogsTheRequestAndItsResult) {
+    const std::string log = sysroot / "log";
+    ASSERT_TRUE(DMSLOGInit(log.c_str()));
+    DMSLOGSetLevel(3);
+    Browse("a", "", "", "0", "1", "Slash");
+    DMSLogClose();
+    DMSLOGSetLevel(0);
+    const std::string text = ReadWholeFile(log, 1 << 20).value_or("");
+    EXPECT_THAT(text, HasSubstr("ClientInfo: UserAgent:Slash, LoadProfile = , From:192.0.2.9\n"));
+    EXPECT_THAT(text, HasSubstr("ObjectID=a, flag=, filter=*, start=0, limit=1\n"));
+    EXPECT_THAT(text, HasSubstr("ObjectID=a, flag=, result=1, total=2\n"));
+    EXPECT_THAT(text, Not(HasSubstr("CDS_Browse"))) << "whole documents are level 4";
+}
+
+TEST_F(ActionsTest, ClientsWithDifferentSeparatorsAtOnce) {
+    const auto walk = [&](const std::string& agent, const std::string& separator) {
+        int tracks = 0;
+        for (int round = 0; round < 20; ++round) {
+            const Reply albums = Browse("a" + separator + "1", "", "*", "0", "0", agent);
+            const Reply songs = Browse("a" + separator + "1" + separator + "1", "", "*", "0", "0", agent);
+            if (albums["Result"].find("\"a" + separator + "1" + separator + "1\"") == std::string::npos) return -1;
+            tracks += std::stoi(songs["NumberReturned"]);
+        }
+        return tracks;
+    };
+    std::vector<std::future<int>> walks;
+    for (int i = 0; i < 4; ++i) {
+        walks.push_back(std::async(std::launch::async, walk, i % 2 == 0 ? "Slash" : "any", i % 2 == 0 ? "/" : "$"));
+    }
+    for (std::future<int>& result : walks) EXPECT_EQ(result.get(), 40);
+}
+
+TEST_F(ActionsTest, SearchIsForClientsWithAMenuToSearch) {
+    const Pairs arguments{{"ContainerID", "0"}, {"SearchCriteria", "dc:title contains \"' OR 1=1\""}};
+    for (const char* agent : {"", "Roku", "Console"}) {
+        const Reply reply = Call(content, "Search", arguments, agent);
+        EXPECT_EQ(reply.code, 701);
+        EXPECT_THAT(reply.error, IsEmpty());
+    }
+}
+
+TEST_F(ActionsTest, CapabilitiesDependOnTheClient) {
+    EXPECT_EQ(Call(content, "GetSearchCapabilities", {}, "Roku")["SearchCaps"], "*");
+    EXPECT_EQ(Call(content, "GetSearchCapabilities", {}, "other")["SearchCaps"], "");
+    SetOptions("rokusearch_mediaservice=no\n");
+    EXPECT_EQ(Call(content, "GetSearchCapabilities", {}, "Roku")["SearchCaps"], "");
+    EXPECT_EQ(Call(content, "GetSortCapabilities", {}, "Mozilla/4.0 (compatible)")["SortCaps"], "*");
+    EXPECT_EQ(Call(content, "GetSortCapabilities", {}, "Mozilla/4.0 (compatible) x")["SortCaps"], "");
+    EXPECT_EQ(Call(content, "GetSystemUpdateID")["Id"], "41");
+}
+
+TEST_F(ActionsTest, ConnectionManagerAndRegistrar) {
+    EXPECT_THAT(Call(connections, "GetProtocolInfo").outputs, ElementsAre(Pair("Source", "a,b"), Pair("Sink", "")));
+    EXPECT_THAT(Call(connections, "GetCurrentConnectionIDs").outputs, ElementsAre(Pair("ConnectionIDs", "0")));
+    EXPECT_THAT(Call(connections, "GetCurrentConnectionInfo", {{"ConnectionID", "7"}}).outputs,
+                ElementsAre(Pair("RcsID", "-1"), Pair("AVTransportID", "-1"), Pair("ProtocolInfo", ""),
+                            Pair("PeerConnectionManager", ""), Pair("PeerConnectionID", "-1"),
+                            Pair("Direction", "Output"), Pair("Status", "Unknown")));
+    for (const char* id : {"", "x", "-1"}) {
+        const Reply reply = Call(connections, "GetCurrentConnectionInfo", {{"ConnectionID", id}});
+        EXPECT_EQ(reply.code, UPNP_E_INVALID_PARAM) << id;
+        EXPECT_THAT(reply.error, IsEmpty());
+    }
+    EXPECT_THAT(Call(registrar, "IsAuthorized", {{"DeviceID", "any"}}).outputs, ElementsAre(Pair("Result", "1")));
+}
+
+TEST(SourceProtocolList, HasItsLengthAndItsEntries) {
+    const std::string& list = SourceProtocolList();
+    EXPECT_EQ(list.size(), 2835U);
+    const std::vector<std::string> entries = Split(list, ',');
+    ASSERT_EQ(entries.size(), 44U);
+    EXPECT_EQ(entries[1],
+              "http-get:*:image/jpeg:DLNA.ORG_PN=JPEG_SM;DLNA.ORG_OP=01;DLNA.ORG_CI=1;"
+              "DLNA.ORG_FLAGS=00f00000000000000000000000000000");
+    EXPECT_EQ(entries[7],
+              "http-get:*:audio/L16;rate=44100;channels=2:DLNA.ORG_PN=LPCM;DLNA.ORG_OP=01;"
+              "DLNA.ORG_FLAGS=01700000000000000000000000000000");
+    EXPECT_EQ(entries[19], "http-get:*:audio/x-wav:*");
+    EXPECT_EQ(entries[43], "http-get:*:image/x-ms-bmp:*");
+}
+
+}  // namespace
+}  // namespace MediaServer
