@@ -15,6 +15,7 @@ extern const char* const kDIDLClose;
 
 struct PhotoResource;
 struct VideoCover;
+struct VideoOrigin;
 
 /// Writes objects as DIDL-Lite for one client.
 /// Standard: UPnP ContentDirectory:1, 2.5 and appendix B; res attributes as the DLNA guidelines have them.
@@ -115,12 +116,21 @@ private:
 
     std::string_view VideoTitle(const NIMB_MEDIA_INFO& record) const;
     bool TranscodesVideo(const NIMB_MEDIA_INFO& record) const;
-    void AppendVideoResources(const NIMB_MEDIA_INFO& record, bool text);
+    /// True when covers of videos are announced at all, and when that is done by an element instead of a resource.
+    bool WantsVideoCover() const;
+    bool HasVideoArtElement() const;
     void AppendVideoArt(const NIMB_MEDIA_INFO& record, const VideoCover& cover);
-    void AppendVideoRes(const NIMB_MEDIA_INFO& record, bool text);
+    void AppendVideoCoverPath(const NIMB_MEDIA_INFO& record, const VideoCover& cover);
+    void AppendVideoResources(const NIMB_MEDIA_INFO& record, bool text, const VideoCover& cover);
+    void AppendVideoRes(const NIMB_MEDIA_INFO& record, bool text, const VideoOrigin& origin);
     /// `path_word` is the first segment of the URL, which says where the id belongs.
     void AppendSubtitleRes(const char* path_word, std::int32_t id);
     void AppendVideoCoverRes(const NIMB_MEDIA_INFO& record, const VideoCover& cover);
+
+    /// Title of a video-library entry. @return false when the record or the path tells nothing.
+    bool ComposeLibraryTitle(std::int32_t video_type, const std::string& path, bool use_file_name,
+                             const Json::Value& record, std::string& title) const;
+    void AppendLibraryMetadata(std::int32_t video_type, const Json::Value& record);
 
     // Fixed after construction.
     const DMSClientChecker client_;

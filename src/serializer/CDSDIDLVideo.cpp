@@ -6,26 +6,17 @@
 #include "platform/text/Text.h"
 #include "serializer/CDSDIDLSerializer.h"
 #include "serializer/UrlField.h"
+#include "serializer/VideoOrigin.h"
 
 namespace MediaServer {
 namespace {
 
-constexpr std::uint32_t kAnyVideoRes = 0x1FF;  // every res bit
 /// The codec under which the indexer stores subtitle and text files among the videos.
 constexpr std::string_view kTextCodec = "text";
 /// What the transcoder makes of a Matroska file.
 constexpr std::string_view kTranscodedMime = "video/mpeg";
 
 }  // namespace
-
-/// Where a video's cover can be had and what it is.
-struct VideoCover {
-    const char* kind;
-    bool png;
-    const char* Extension() const { return png ? "png" : "jpg"; }
-    const char* Profile() const { return png ? "PNG_TN" : "JPEG_TN"; }
-    const char* Mime() const { return png ? "image/png" : "image/jpeg"; }
-};
 
 std::string_view CDSDIDLSerializer::VideoTitle(const NIMB_MEDIA_INFO& record) const {
     if (client_.Has(ClientFlag::kTextItems | ClientFlag::kVideoFileNames)) return BaseName(record.path);
@@ -48,36 +39,49 @@ void CDSDIDLSerializer::SerializeVideoItem(std::string_view id, std::string_view
         AppendEscaped(body_, record.title);
         body_.Append("</upnp:album>");
     }
-    if (Wants(kAnyVideoRes)) AppendVideoResources(record, text);
+    if (Wants(kAnyVideoRes)) {
+        // A client may ask where there is no cover; the answer is then 404 under either name.
+        const bool png = WantsVideoCover() && EqualsIgnoreCase(PathExtension(FindVideoCover(record.path)), "png");
+        const VideoCover cover{kMediaLibrary, png};
+        AppendVideoArt(record, cover);
+        AppendVideoResources(record, text, cover);
+    }
     WriteItem(id, parent_id, VideoTitle(record), text ? "object.item.textItem" : "object.item.videoItem");
 }
 
-void CDSDIDLSerializer::AppendVideoResources(const NIMB_MEDIA_INFO& record, bool text) {
-    const bool with_cover =
-        Option(OptionFlag::kFolderArt) && client_.dlna_parameters && !client_.Has(ClientFlag::kNoVideoCover);
-    const bool as_element = with_cover && client_.Has(ClientFlag::kVideoAlbumArt) && Wants(Property::kAlbumArtURI);
-    const bool as_resource = with_cover && !as_element && !text && !client_.Has(ClientFlag::kNoThumbnails);
-    VideoCover cover{client_.Has(ClientFlag::kOriginalArt) ? "vfolderart_orig" : "vfolderart", false};
-    if (as_element || as_resource) {
-        // A client may ask where there is no cover; the answer is then 404 under either name.
-        cover.png = EqualsIgnoreCase(PathExtension(FindVideoCover(record.path)), "png");
-    }
+bool CDSDIDLSerializer::WantsVideoCover() const {
+    return Option(OptionFlag::kFolderArt) && client_.dlna_parameters && !client_.Has(ClientFlag::kNoVideoCover);
+}
 
-    if (as_element) AppendVideoArt(record, cover);
-    AppendVideoRes(record, text);
-    if (client_.dlna_parameters && client_.Has(ClientFlag::kSubtitleResource)) AppendSubtitleRes("v", record.id);
-    if (as_resource) AppendVideoCoverRes(record, cover);
+bool CDSDIDLSerializer::HasVideoArtElement() const {
+    return WantsVideoCover() && client_.Has(ClientFlag::kVideoAlbumArt) && Wants(Property::kAlbumArtURI);
+}
+
+void CDSDIDLSerializer::AppendVideoResources(const NIMB_MEDIA_INFO& record, bool text, const VideoCover& cover) {
+    AppendVideoRes(record, text, cover.origin);
+    if (client_.dlna_parameters && client_.Has(ClientFlag::kSubtitleResource)) {
+        AppendSubtitleRes(cover.origin.path_word, record.id);
+    }
+    const bool as_resource = WantsVideoCover() && !HasVideoArtElement() && !client_.Has(ClientFlag::kNoThumbnails);
+    if (as_resource && !text) AppendVideoCoverRes(record, cover);
 }
 
 void CDSDIDLSerializer::AppendVideoArt(const NIMB_MEDIA_INFO& record, const VideoCover& cover) {
+    if (!HasVideoArtElement()) return;
     body_.Append("<upnp:albumArtURI ");
     if (Wants(Property::kAlbumArtProfile)) body_.Appendf("dlna:profileID=\"%s\"", cover.Profile());
     body_.Append(">");
     if (!Option(OptionFlag::kLocalServer)) body_.Appendf("http://%s:%d/transcoder/", host_.c_str(), kMediaPort);
-    body_.Appendf("jpegtnscaler.cgi/%s/%d.%s</upnp:albumArtURI>", cover.kind, record.id, cover.Extension());
+    AppendVideoCoverPath(record, cover);
+    body_.Append("</upnp:albumArtURI>");
 }
 
-void CDSDIDLSerializer::AppendVideoRes(const NIMB_MEDIA_INFO& record, bool text) {
+void CDSDIDLSerializer::AppendVideoCoverPath(const NIMB_MEDIA_INFO& record, const VideoCover& cover) {
+    body_.Appendf("jpegtnscaler.cgi/%s%s/%d.%s", cover.origin.art_kind,
+                  client_.Has(ClientFlag::kOriginalArt) ? "_orig" : "", record.id, cover.Extension());
+}
+
+void CDSDIDLSerializer::AppendVideoRes(const NIMB_MEDIA_INFO& record, bool text, const VideoOrigin& origin) {
     const bool transcoded = TranscodesVideo(record);
     std::string_view mime = mime_.GetMimeType(record.path);
     profile_.clear();
@@ -104,11 +108,11 @@ void CDSDIDLSerializer::AppendVideoRes(const NIMB_MEDIA_INFO& record, bool text)
     if (Option(OptionFlag::kLocalServer)) {
         url.Format("%s", record.path.c_str());
     } else if (transcoded) {
-        url.Format("http://%s:%d/transcoder/genericoder.cgi/id=%d.m2ts?format=m2ts&type=video", host_.c_str(),
-                   kMediaPort, record.id);
+        url.Format("http://%s:%d/transcoder/genericoder.cgi/id=%d.m2ts?format=m2ts&type=%s", host_.c_str(), kMediaPort,
+                   record.id, origin.transcoder_type);
     } else {
         const std::string_view extension = PathExtension(record.path);
-        url.Format("http://%s:%d/v/%s/%d.%.*s", host_.c_str(), kMediaPort,
+        url.Format("http://%s:%d/%s/%s/%d.%.*s", host_.c_str(), kMediaPort, origin.path_word,
                    profile_.empty() ? kNoProfile.data() : profile_.c_str(), record.id,
                    static_cast<int>(extension.size()), extension.data());
     }
@@ -124,8 +128,9 @@ void CDSDIDLSerializer::AppendSubtitleRes(const char* path_word, std::int32_t id
 void CDSDIDLSerializer::AppendVideoCoverRes(const NIMB_MEDIA_INFO& record, const VideoCover& cover) {
     body_.Appendf("<res  protocolInfo=\"http-get:*:%s:%s\">", cover.Mime(),
                   PictureDlnaParams(PictureKind::Cover, cover.Profile()).c_str());
-    body_.Appendf("http://%s:%d/transcoder/jpegtnscaler.cgi/%s/%d.%s</res>", host_.c_str(), kMediaPort, cover.kind,
-                  record.id, cover.Extension());
+    body_.Appendf("http://%s:%d/transcoder/", host_.c_str(), kMediaPort);
+    AppendVideoCoverPath(record, cover);
+    body_.Append("</res>");
 }
 
 }  // namespace MediaServer

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+
+namespace MediaServer {
+
+/// The properties that bring a res element into an item with a picture: every res bit.
+inline constexpr std::uint32_t kAnyVideoRes = 0x1FF;
+
+/// Where a video's id belongs, which shows in its URLs.
+struct VideoOrigin {
+    const char* path_word;
+    const char* transcoder_type;
+    const char* art_kind;
+};
+inline constexpr VideoOrigin kMediaLibrary{"v", "video", "vfolderart"};
+inline constexpr VideoOrigin kVideoLibrary{"rh", "Reelhouse", "rhcover"};
+
+/// Where a video's cover can be had and what it is.
+struct VideoCover {
+    const VideoOrigin& origin;
+    bool png;
+    const char* Extension() const { return png ? "png" : "jpg"; }
+    const char* Profile() const { return png ? "PNG_TN" : "JPEG_TN"; }
+    const char* Mime() const { return png ? "image/png" : "image/jpeg"; }
+};
+
+}  // namespace MediaServer
