@@ -39,6 +39,9 @@ bool StartLibrary() {
     vips_concurrency_set(1);
     vips_cache_set_max(0);
     vips_block_untrusted_set(TRUE);
+    // Every flaw of a user's pictures would go to standard error; what matters comes back as an error.
+    g_log_set_handler(
+        "VIPS", G_LOG_LEVEL_WARNING, [](const char*, GLogLevelFlags, const char*, void*) {}, nullptr);
     return true;
 }
 

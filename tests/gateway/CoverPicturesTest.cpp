@@ -1,0 +1,199 @@
+#include <filesystem>
+#include <thread>
+#include <vector>
+
+#include <oggfile.h>
+#include <vips/vips8>
+#include <vorbisfile.h>
+#include <xiphcomment.h>
+
+#include "gateway/GatewayTest.h"
+#include "gateway/PictureScaler.h"
+
+namespace MediaServer {
+namespace {
+
+constexpr const char* kScaler = "/transcoder/jpegtnscaler.cgi/";
+
+/// Size and kind by the frame header of a JPEG (ITU-T T.81, B.2.2).
+struct JpegFacts {
+    int width = 0, height = 0, components = 0;
+    bool baseline = false;
+};
+JpegFacts FactsOf(std::string_view jpeg) {
+    const auto byte = [&](std::size_t at) { return at < jpeg.size() ? static_cast<unsigned char>(jpeg[at]) : 0; };
+    for (std::size_t at = 2; at + 9 < jpeg.size() && byte(at) == 0xFF; at += 2U + byte(at + 2) * 256U + byte(at + 3)) {
+        const int marker = byte(at + 1);
+        if (marker < 0xC0 || marker > 0xC2) continue;
+        return {byte(at + 7) * 256 + byte(at + 8), byte(at + 5) * 256 + byte(at + 6), byte(at + 9), marker == 0xC0};
+    }
+    return {};
+}
+
+std::string Picture(const char* size) {
+    return std::string("-f lavfi -i testsrc2=size=") + size + " -frames:v 1";
+}
+
+class CoverPicturesTest : public GatewayTest {
+protected:
+    Answer Cover(const std::string& kind, const std::string& id, const char* extension = "jpg") {
+        return Ask(kScaler + kind + "/" + id + "." + extension, "getcontentFeatures.dlna.org: 1\r\n");
+    }
+    void ExpectThumbnail(const Answer& answer, int width, int height) {
+        ASSERT_EQ(answer.status, 200);
+        EXPECT_EQ(answer.Header("Content-Type"), "image/jpeg");
+        EXPECT_EQ(answer.Header("contentFeatures.dlna.org"),
+                  "DLNA.ORG_PN=JPEG_TN;DLNA.ORG_FLAGS=00f00000000000000000000000000000");
+        const JpegFacts facts = FactsOf(answer.body);
+        EXPECT_EQ(facts.width, width);
+        EXPECT_EQ(facts.height, height);
+        EXPECT_EQ(facts.components, 3);
+        EXPECT_TRUE(facts.baseline);
+    }
+    std::string AddSongIn(const char* folder) { return Add("music", media.Write(std::string(folder) + "/a.mp3", "x")); }
+};
+
+TEST_F(CoverPicturesTest, EmbeddedInEveryKindOfFile) {
+    Make(Picture("400x200"), "art.jpg");
+    Make(Picture("200x400"), "art.png");
+    struct {
+        const char *why, *file, *arguments;
+        int width, height;
+    } const kFiles[] = {
+        {"ID3v2", "a.mp3", "-i art.jpg -map 0 -map 1 -c:v copy", 160, 80},
+        {"FLAC picture, a PNG", "a.flac", "-i art.png -map 0 -map 1 -c:v copy -disposition:v attached_pic", 80, 160},
+        {"MP4 atom", "a.m4a", "-i art.jpg -map 0 -map 1 -c:v copy -disposition:v attached_pic -c:a aac", 160, 80},
+        {"ID3v2 in AIFF", "a.aiff", "-i art.jpg -map 0 -map 1 -c:v copy -write_id3v2 1", 160, 80},
+        {"a kind that only FFmpeg reads", "a.mka", "-attach art.jpg -metadata:s:t mimetype=image/jpeg", 160, 80},
+    };
+    for (const auto& f : kFiles) {
+        SCOPED_TRACE(f.why);
+        const std::string id = Add("music", Make(std::string("-f lavfi -i sine=duration=1 ") + f.arguments, f.file));
+        ExpectThumbnail(Cover("ebdart", id), f.width, f.height);
+        ExpectThumbnail(Cover("albumart", id), f.width, f.height);
+        EXPECT_EQ(Cover("folderart", id).status, 404);
+    }
+}
+
+TEST_F(CoverPicturesTest, FrontCoverOfAVorbisCommentComesFirst) {
+    const std::string path = Make("-f lavfi -i sine=duration=1", "a.ogg");
+    const auto load = [&](const std::string& file) {
+        const std::string data = ReadWholeFile(file, 1 << 20).value();
+        return TagLib::ByteVector(data.data(), static_cast<unsigned>(data.size()));
+    };
+    TagLib::Ogg::Vorbis::File file(path.c_str());
+    for (const auto& [kind, name, size] : {std::tuple{TagLib::FLAC::Picture::BackCover, "back.jpg", "300x300"},
+                                           std::tuple{TagLib::FLAC::Picture::FrontCover, "front.jpg", "320x160"}}) {
+        auto* picture = new TagLib::FLAC::Picture;  // the tag owns it
+        picture->setType(kind);
+        picture->setMimeType("image/jpeg");
+        picture->setData(load(Make(Picture(size), name)));
+        file.tag()->addPicture(picture);
+    }
+    file.save();
+    const std::string id = Add("music", path);
+    ExpectThumbnail(Cover("ebdart", id), 160, 80);
+    EXPECT_EQ(Cover("ebdart_orig", id).body, ReadWholeFile(media / "front.jpg", 1 << 20));
+}
+
+TEST_F(CoverPicturesTest, FolderCoverScaledOrAsItIs) {
+    const std::string id = AddSongIn("album");
+    EXPECT_EQ(Cover("folderart", id).status, 404);
+    const std::string png = Make(Picture("300x600") + " -pix_fmt rgba", "album/cover.png");
+    ExpectThumbnail(Cover("folderart", id), 80, 160);
+    ExpectThumbnail(Cover("albumart", id), 80, 160);
+    EXPECT_EQ(Cover("ebdart", id).status, 404);
+    const JpegFacts converted = FactsOf(Cover("folderart_orig", id).body);
+    EXPECT_EQ(converted.width, 300) << "the URL says JPEG, so the PNG becomes one";
+
+    const std::string jpeg = Make(Picture("90x60"), "album/cover.jpg");
+    ExpectThumbnail(Cover("folderart", id), 90, 60);
+    EXPECT_EQ(Cover("folderart_orig", id).body, ReadWholeFile(jpeg, 1 << 20));
+}
+
+TEST_F(CoverPicturesTest, VideoCoverInTheFormatOfTheUrl) {
+    const std::string id = Add("video", media.Write("film.mkv", "x"));
+    Make(Picture("320x640"), "film.png");
+    const Answer png = Cover("vfolderart", id, "png");
+    EXPECT_EQ(png.Header("Content-Type"), "image/png");
+    EXPECT_EQ(png.Header("contentFeatures.dlna.org"),
+              "DLNA.ORG_PN=PNG_TN;DLNA.ORG_FLAGS=00f00000000000000000000000000000");
+    EXPECT_EQ(png.body.substr(16, 8), std::string("\0\0\0\x50\0\0\0\xA0", 8)) << "80 by 160";
+    EXPECT_EQ(Cover("vfolderart_orig", id, "png").body, ReadWholeFile(media / "film.png", 1 << 20));
+}
+
+TEST_F(CoverPicturesTest, ThumbnailsAreKeptUntilTheFileChanges) {
+    const std::string id = AddSongIn("album");
+    Make(Picture("320x160"), "album/folder.jpg");
+    const Answer first = Cover("folderart", id);
+    EXPECT_EQ(Cover("folderart", id).Header("ETag"), first.Header("ETag")) << "made once";
+    EXPECT_EQ(Ask(std::string(kScaler) + "folderart/" + id + ".jpg", "If-None-Match: " + first.Header("ETag") + "\r\n")
+                  .status,
+              304);
+    Make(Picture("160x320"), "album/folder.jpg");
+    ExpectThumbnail(Cover("folderart", id), 80, 160);
+}
+
+TEST_F(CoverPicturesTest, WhatIsNoPictureIs404) {
+    const std::string id = AddSongIn("album");
+    const std::string cover = media / "album/folder.jpg";
+    const std::string jpeg = ReadWholeFile(Make(Picture("320x160"), "good.jpg"), 1 << 20).value();
+    const std::pair<const char*, std::string> kFiles[] = {
+        {"empty", ""},
+        {"text", "no picture"},
+        {"a vector drawing, which can name other files",
+         "<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'/>"},
+        {"a header only", jpeg.substr(0, 100)},
+    };
+    for (const auto& [why, content] : kFiles) {
+        SCOPED_TRACE(why);
+        media.Write("album/folder.jpg", content);
+        EXPECT_EQ(Cover("folderart", id).status, 404);
+    }
+    media.Write("album/folder.jpg", jpeg);
+    std::filesystem::resize_file(cover, (32U << 20) + 1);
+    EXPECT_EQ(Cover("folderart", id).status, 404) << "larger than any picture that is taken";
+}
+
+TEST_F(CoverPicturesTest, MalformedUrlsAre404) {
+    AddSongIn("album");
+    Make(Picture("320x160"), "album/folder.jpg");
+    for (const char* rest : {"folderart/1.gif", "folderart/1", "folderart/.jpg", "folderart/1.jpg.jpg",
+                             "folderart/+1.jpg", "folderart/4294967297.jpg", "folderart_orig_orig/1.jpg", "_orig/1.jpg",
+                             "1.jpg", "", "vfolderart/1.jpg", "folderart/x/1.jpg"}) {
+        EXPECT_EQ(Ask(std::string(kScaler) + rest).status, 404) << rest;
+    }
+    EXPECT_EQ(Ask(std::string(kScaler) + "folderart/1.jpg").status, 200);
+}
+
+// Some kilobytes that would be decoded to forty-nine million pixels.
+TEST_F(CoverPicturesTest, BombsAreRefusedByTheirHeader) {
+    const std::string path = media / "bomb.png";
+    vips::VImage::black(7000, 7000).write_to_file(path.c_str());
+    const std::string bomb = ReadWholeFile(path, 1 << 20).value();
+    for (const int side : {0, 160}) {
+        std::string error;
+        EXPECT_FALSE(RenderPicture(bomb, PictureFormat::Jpeg, side, error));
+        EXPECT_NE(error.find("the picture is too large"), std::string::npos) << error;
+    }
+}
+
+// More requests than pictures may be decoded at once.
+TEST_F(CoverPicturesTest, ManyAtOnce) {
+    std::vector<std::string> ids;
+    for (int i = 0; i < 16; ++i) {
+        const std::string folder = "album" + std::to_string(i);
+        ids.push_back(AddSongIn(folder.c_str()));
+        Make(Picture("640x320"), (folder + "/folder.jpg").c_str());
+    }
+    std::vector<std::thread> clients;
+    std::atomic<int> good = 0;
+    for (const std::string& id : ids) {
+        clients.emplace_back([&, id] { good += FactsOf(Cover("folderart", id).body).width == 160; });
+    }
+    for (std::thread& client : clients) client.join();
+    EXPECT_EQ(good, 16);
+}
+
+}  // namespace
+}  // namespace MediaServer

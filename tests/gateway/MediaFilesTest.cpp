@@ -1,0 +1,132 @@
+#include <filesystem>
+
+#include "gateway/GatewayTest.h"
+
+namespace MediaServer {
+namespace {
+
+#define STREAMING "DLNA.ORG_OP=01;DLNA.ORG_FLAGS=01700000000000000000000000000000"
+#define PICTURE "DLNA.ORG_OP=01;DLNA.ORG_FLAGS=00f00000000000000000000000000000"
+
+struct FileCase {
+    const char* why;
+    const char* path;
+    int status;
+    const char *type, *features;  // of 200
+};
+constexpr FileCase kCases[] = {
+    {"the profile segment is what was announced", "/m/MP3/1.mp3", 200, "audio/mpeg", "DLNA.ORG_PN=MP3;" STREAMING},
+    {"no profile", "/m/NDLNA/1.mp3", 200, "audio/mpeg", STREAMING},
+    {"a URL without the segment", "/m/1.mp3", 200, "audio/mpeg", STREAMING},
+    {"extensions in any case", "/m/MP3/1.MP3", 200, "audio/mpeg", "DLNA.ORG_PN=MP3;" STREAMING},
+    {"a segment that is no name gets into no header", "/m/A%0d%0aX-Evil:%201/1.mp3", 200, "audio/mpeg", STREAMING},
+    {"another extension", "/m/MP3/1.flac", 404, "", ""},
+    {"no extension", "/m/MP3/1", 404, "", ""},
+    {"a row of another table", "/p/NDLNA/3.mp3", 404, "", ""},
+    {"no such row", "/m/MP3/99.mp3", 404, "", ""},
+    {"an id beyond 32 bits", "/m/MP3/4294967297.mp3", 404, "", ""},
+    {"the id ends at the first other character", "/m/MP3/1%27--.mp3", 200, "audio/mpeg", "DLNA.ORG_PN=MP3;" STREAMING},
+    {"an id that is none", "/m/MP3/%27--.mp3", 404, "", ""},
+    {"a vanished file", "/m/MP3/2.mp3", 404, "", ""},
+    {"a picture", "/p/JPEG_SM/1.jpg", 200, "image/jpeg", "DLNA.ORG_PN=JPEG_SM;" PICTURE},
+    {"a picture without a profile", "/p/NDLNA/2.gif", 200, "image/gif", PICTURE},
+    {"the indexed thumbnail", "/sp/JPEG_TN/1.jpg", 200, "image/jpeg",
+     "DLNA.ORG_PN=JPEG_TN;DLNA.ORG_OP=01;DLNA.ORG_CI=1;DLNA.ORG_FLAGS=00f00000000000000000000000000000"},
+    {"time-stamped packets have their own type", "/v/MPEG_TS_HD_NA_T/1.m2ts", 200, "video/vnd.dlna.mpeg-tts",
+     "DLNA.ORG_PN=MPEG_TS_HD_NA_T;" STREAMING},
+    {"but not as AVC", "/v/AVC_TS_MP_HD_AC3_T/1.m2ts", 200, "video/mpeg", "DLNA.ORG_PN=AVC_TS_MP_HD_AC3_T;" STREAMING},
+    {"the subtitle beside a video", "/v/NDLNA/2.srt", 200, "text/srt", ""},
+    {"no subtitle beside it", "/v/NDLNA/1.srt", 404, "", ""},
+    {"a text item is its own file", "/v/NDLNA/3.srt", 200, "text/srt", ""},
+    {"the video library", "/rh/NDLNA/1.mkv", 404, "", ""},
+    {"the transcoder", "/transcoder/genericoder.cgi/id=1.wav?format=WAV", 404, "", ""},
+    {"nothing at all", "/", 404, "", ""},
+};
+
+class MediaFilesTest : public GatewayTest {
+protected:
+    MediaFilesTest() {
+        song = Make("-f lavfi -i sine=duration=2 -c:a libmp3lame -b:a 128k", "song.mp3");
+        Add("music", song);
+        Add("music", media / "vanished.mp3");
+        Add("photo", media.Write("a.jpg", "jpeg"));
+        media.Write("@eaDir/a.jpg/NIMBPHOTO_THUMB_S.jpg", "small");
+        Add("photo", media.Write("a.gif", "gif"));
+        Add("video", media.Write("b.m2ts", "packets"));
+        Add("video", media.Write("film.mkv", "frames"));
+        Add("video", media.Write("film.srt", "1\n"));
+        media.Write("film.srt", "words");
+    }
+    std::string song;
+};
+
+TEST_F(MediaFilesTest, EveryUrlAnswersAsAnnounced) {
+    for (const FileCase& c : kCases) {
+        SCOPED_TRACE(c.why);
+        const Answer answer = Ask(c.path, "getcontentFeatures.dlna.org: 1\r\n");
+        EXPECT_EQ(answer.status, c.status);
+        EXPECT_EQ(answer.Header("X-Evil"), "");
+        if (c.status != 200) continue;
+        EXPECT_EQ(answer.Header("Content-Type"), c.type);
+        EXPECT_EQ(answer.Header("contentFeatures.dlna.org"), c.features);
+    }
+    EXPECT_EQ(Ask("/v/NDLNA/2.srt").body, "words");
+    EXPECT_EQ(Ask("/sp/JPEG_TN/1.jpg").body, "small");
+}
+
+TEST_F(MediaFilesTest, ThreeRangesAreTheFile) {
+    const std::string whole = ReadWholeFile(song, 1 << 20).value();
+    ASSERT_GT(whole.size(), 20000U);
+    std::string joined;
+    for (const char* range : {"0-999", "1000-19999", "20000-"}) {
+        const Answer part = Ask("/m/MP3/1.mp3", std::string("Range: bytes=") + range + "\r\n");
+        EXPECT_EQ(part.status, 206) << range;
+        joined += part.body;
+    }
+    EXPECT_EQ(joined, whole);
+    EXPECT_EQ(Ask("/m/MP3/1.mp3", {}, "HEAD").Header("Content-Length"), std::to_string(whole.size()));
+}
+
+TEST_F(MediaFilesTest, TransferModesFollowTheMedia) {
+    const auto status = [&](const char* path, const char* mode) {
+        return Ask(path, std::string("transferMode.dlna.org: ") + mode + "\r\n").status;
+    };
+    EXPECT_EQ(status("/m/MP3/1.mp3", "Streaming"), 200);
+    EXPECT_EQ(status("/m/MP3/1.mp3", "Background"), 200);
+    EXPECT_EQ(status("/m/MP3/1.mp3", "Interactive"), 406);
+    EXPECT_EQ(status("/p/NDLNA/1.jpg", "Interactive"), 200);
+    EXPECT_EQ(status("/p/NDLNA/1.jpg", "Streaming"), 406);
+}
+
+TEST_F(MediaFilesTest, CaptionsAreNamedWhenAskedForAndThere) {
+    constexpr const char* kAsk = "getCaptionInfo.sec: 1\r\n";
+    EXPECT_EQ(Ask("/v/NDLNA/2.mkv", kAsk).Header("CaptionInfo.sec"), "http://127.0.0.1:50002/v/NDLNA/2.srt");
+    EXPECT_EQ(Ask("/v/NDLNA/2.mkv").Header("CaptionInfo.sec"), "");
+    EXPECT_EQ(Ask("/v/NDLNA/1.m2ts", kAsk).Header("CaptionInfo.sec"), "");
+}
+
+// The announced length cannot be kept: the client must not wait for it, nor take what follows for the rest.
+TEST_F(MediaFilesTest, TruncatedWhileSendingEndsTheConnection) {
+    const std::string path = media.Write("long.mp3", "");
+    std::filesystem::resize_file(path, 256U << 20);
+    const std::string id = Add("music", path);
+    RawClient client(Port());
+    client.Send("GET /m/MP3/" + id + ".mp3 HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
+    std::string head, body;
+    ASSERT_EQ(client.Receive(head, body, false), 200);
+    std::filesystem::resize_file(path, 1000);
+    EXPECT_TRUE(client.ClosedWithin(RawClient::kPatience));
+    EXPECT_LT(client.Pending().size(), 256U << 20);
+    EXPECT_EQ(Ask("/m/MP3/1.mp3").status, 200);
+}
+
+TEST_F(MediaFilesTest, DatabaseAwayIs503AndItsReturnIsNoticed) {
+    database.Stop();
+    EXPECT_EQ(Ask("/m/MP3/1.mp3").status, 503);
+    EXPECT_EQ(Ask("/transcoder/jpegtnscaler.cgi/ebdart/1.jpg").status, 503);
+    database.Start();
+    EXPECT_EQ(Ask("/m/MP3/1.mp3").status, 200);
+}
+
+}  // namespace
+}  // namespace MediaServer
