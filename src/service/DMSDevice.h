@@ -17,6 +17,7 @@
 #include "service/DeviceDescriptions.h"
 #include "service/DownloadGate.h"
 #include "service/ProfileCache.h"
+#include "service/StartGate.h"
 #include "tree/ContentDirectoryService.h"
 
 namespace MediaServer {
@@ -75,6 +76,7 @@ public:
     UpnpDevice_Handle DeviceHandle() const { return device_handle_; }
     const ServiceOptions& Options() const { return options_; }
     DownloadGate& Downloads() { return downloads_; }
+    StartGate& WhileStarting() { return start_gate_; }
     const std::string& UDN() const { return udn_; }
 
 private:
@@ -111,6 +113,7 @@ private:
     std::unique_ptr<VirtualDirs> virtual_dirs_;
     ProfileCache profile_cache_;
     DownloadGate downloads_;
+    StartGate start_gate_;
 
     std::mutex device_mutex_;
     std::array<DMSService, kServiceCount> services_;

@@ -111,6 +111,7 @@ int DMSDevice::Fail(std::string problem, bool finish_library, int result) {
 }
 
 int DMSDevice::Start(int argc, char** argv) {
+    const StartGate::Closed starting(start_gate_);
     const std::string address = SelectAddress();
     WriteTextFile(SystemPath(kAddressFile), address, "fprintf ip address failed");
     PrepareTables(argc, argv);

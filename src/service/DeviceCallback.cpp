@@ -58,6 +58,7 @@ int CallHandler(const ActionHandler& handler, ClientRequest& client, DMSService&
 }  // namespace
 
 int HandleActionRequest(DMSDevice& device, ActionRequestEvent& event) {
+    device.WhileStarting().Pass();
     ClientRequest client{event.headers, {}, event.client_address, {}};
     const auto profile = device.RecogniseClient(client.client_address, client.headers);
     if (!profile) return -1;

@@ -85,7 +85,8 @@ HttpResponse AnswerAction(const HttpRequest& request, const SoapRequest& soap, c
 
     if (const int code = UpnpActionRequest_get_ErrCode(action.get()); code != UPNP_E_SUCCESS) {
         const char* description = UpnpActionRequest_get_ErrStr_cstr(action.get());
-        return description && *description ? Fault(code, description) : Fault(kActionFailed, "Action Failed");
+        // As the handler has it, also without a description: clients tell errors apart by the code.
+        return Fault(code, description ? description : "");
     }
     // A callback that leaves neither a result nor an error has refused to act.
     IXML_Document* result = UpnpActionRequest_get_ActionResult(action.get());
