@@ -5,6 +5,8 @@
 --   * parent_id is the row of the directory that holds the file or directory; NULL only for the top of a shared folder.
 --   * Every change of any table raises library.generation in the same transaction.
 
+SET search_path = public, pg_catalog;
+
 -- How names are ordered. People expect "abba" beside "ABBA", "Édith" beside "Edith" and "Disc 2" before "Disc 10",
 -- which byte order gives none of, so names carry this collation whatever the database was created with. Equality
 -- stays byte by byte. It costs LIKE its use of the plain indexes; prefix searches have indexes of their own with
@@ -18,10 +20,11 @@ CREATE FUNCTION to_char(timestamp, text) RETURNS text
     LANGUAGE sql IMMUTABLE STRICT PARALLEL SAFE
     AS 'SELECT pg_catalog.to_char($1, $2)';
 
--- One row. The generation lets a reader keep totals until the library really changes.
+-- One row. The generation lets a reader keep totals until the library really changes. It starts at the time, so that a
+-- database made anew never repeats what a reader remembers of the old one.
 CREATE TABLE library (
     only_row   boolean PRIMARY KEY DEFAULT true CHECK (only_row),
-    generation bigint NOT NULL DEFAULT 1
+    generation bigint NOT NULL DEFAULT (extract(epoch FROM clock_timestamp()) * 1000000)::bigint
 );
 INSERT INTO library DEFAULT VALUES;
 

@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <cstdlib>
+#include <initializer_list>
 
 #include <taglib/aifffile.h>
 #include <taglib/apefile.h>
@@ -16,9 +18,11 @@
 #include <taglib/mp4tag.h>
 #include <taglib/mpcfile.h>
 #include <taglib/mpegfile.h>
+#include <taglib/mpegheader.h>
 #include <taglib/mpegproperties.h>
 #include <taglib/opusfile.h>
 #include <taglib/speexfile.h>
+#include <taglib/tfilestream.h>
 #include <taglib/tpropertymap.h>
 #include <taglib/trueaudiofile.h>
 #include <taglib/vorbisfile.h>
@@ -37,6 +41,7 @@ struct FormatFacts {
     const char* container = "";
     const char* codec = "";
     bool has_art = false;
+    int bitrate = 0;  ///< kilobits per second, when better known than as an average
 };
 
 bool HasId3Art(const TagLib::ID3v2::Tag* tag) {
@@ -46,10 +51,19 @@ bool HasApeArt(const TagLib::APE::Tag* tag) {
     return tag && tag->itemListMap().contains("COVER ART (FRONT)");
 }
 
+/// Bit rate of a file whose frames all have the same, 0 of another. The average over a file with one is a little more,
+/// for what is not audio; clients know the exact rates only.
+int ConstantBitrate(TagLib::MPEG::File& file) {
+    constexpr int kToleranceOfAverage = 20;  // a twentieth
+    const int rate = TagLib::MPEG::Header(&file, file.firstFrameOffset(), false).bitrate();
+    const int average = file.audioProperties()->bitrate();
+    return std::abs(average - rate) * kToleranceOfAverage <= rate ? rate : 0;
+}
+
 FormatFacts FactsOf(TagLib::MPEG::File& file) {
     constexpr const char* kLayers[] = {"", "mp1", "mp2", "mp3"};
     const int layer = file.audioProperties()->layer();
-    return {"mp3", kLayers[layer >= 1 && layer <= 3 ? layer : 0], HasId3Art(file.ID3v2Tag())};
+    return {"mp3", kLayers[layer >= 1 && layer <= 3 ? layer : 0], HasId3Art(file.ID3v2Tag()), ConstantBitrate(file)};
 }
 FormatFacts FactsOf(TagLib::FLAC::File& file) {
     return {"flac", "flac", !file.pictureList().isEmpty() || HasId3Art(file.ID3v2Tag())};
@@ -117,35 +131,42 @@ FormatFacts FindFacts(TagLib::File* file) {
     return facts;
 }
 
+/// The names that taggers give to a property, the standard one first.
 struct TagText {
-    const char* name;
+    std::initializer_list<const char*> names;
     std::string NIMB_MEDIA_INFO::*member;
 };
-constexpr TagText kTagTexts[] = {
-    {"TITLE", &NIMB_MEDIA_INFO::title},   {"ALBUM", &NIMB_MEDIA_INFO::album},
-    {"ARTIST", &NIMB_MEDIA_INFO::artist}, {"ALBUMARTIST", &NIMB_MEDIA_INFO::album_artist},
-    {"GENRE", &NIMB_MEDIA_INFO::genre},   {"COMPOSER", &NIMB_MEDIA_INFO::composer},
+const TagText kTagTexts[] = {
+    {{"TITLE"}, &NIMB_MEDIA_INFO::title},
+    {{"ALBUM"}, &NIMB_MEDIA_INFO::album},
+    {{"ARTIST"}, &NIMB_MEDIA_INFO::artist},
+    {{"ALBUMARTIST", "ALBUM ARTIST", "ALBUM_ARTIST"}, &NIMB_MEDIA_INFO::album_artist},
+    {{"GENRE"}, &NIMB_MEDIA_INFO::genre},
+    {{"COMPOSER"}, &NIMB_MEDIA_INFO::composer},
 };
 struct TagNumber {
-    const char* name;
+    std::initializer_list<const char*> names;
     std::int32_t NIMB_MEDIA_INFO::*member;
     std::int32_t highest;
 };
-constexpr TagNumber kTagNumbers[] = {
-    {"TRACKNUMBER", &NIMB_MEDIA_INFO::track, 99999},
-    {"DISCNUMBER", &NIMB_MEDIA_INFO::disc, 9999},
-    {"DATE", &NIMB_MEDIA_INFO::year, 9999},
+const TagNumber kTagNumbers[] = {
+    {{"TRACKNUMBER", "TRACK"}, &NIMB_MEDIA_INFO::track, 99999},
+    {{"DISCNUMBER", "DISC"}, &NIMB_MEDIA_INFO::disc, 9999},
+    {{"DATE", "YEAR"}, &NIMB_MEDIA_INFO::year, 9999},
 };
 
 void TakeTags(const TagLib::PropertyMap& tags, NIMB_MEDIA_INFO& record) {
-    const auto text = [&](const char* name) {
-        const auto found = tags.find(name);
-        return found == tags.end() ? std::string() : found->second.toString("; ").to8Bit(true);
+    const auto text = [&](std::initializer_list<const char*> names) {
+        for (const char* name : names) {
+            if (const auto found = tags.find(name); found != tags.end())
+                return found->second.toString("; ").to8Bit(true);
+        }
+        return std::string();
     };
     for (const TagText& tag : kTagTexts) {
-        if (std::string value = text(tag.name); !value.empty()) record.*tag.member = std::move(value);
+        if (std::string value = text(tag.names); !value.empty()) record.*tag.member = std::move(value);
     }
-    for (const TagNumber& tag : kTagNumbers) record.*tag.member = LeadingNumber(text(tag.name), tag.highest);
+    for (const TagNumber& tag : kTagNumbers) record.*tag.member = LeadingNumber(text(tag.names), tag.highest);
 }
 
 void TakeProperties(const TagLib::AudioProperties& properties, NIMB_MEDIA_INFO& record) {
@@ -159,7 +180,9 @@ void TakeProperties(const TagLib::AudioProperties& properties, NIMB_MEDIA_INFO& 
 }
 
 bool ReadTags(NIMB_MEDIA_INFO& record) {
-    const TagLib::FileRef file(record.path.c_str(), true, TagLib::AudioProperties::Average);
+    // Opened for writing, as it would be by name, each look at a file would count as a change to those who watch.
+    TagLib::FileStream stream(record.path.c_str(), true);
+    const TagLib::FileRef file(&stream, true, TagLib::AudioProperties::Average);
     const TagLib::AudioProperties* properties = file.isNull() ? nullptr : file.audioProperties();
     // Garbage with a known extension opens, but has nothing to play.
     if (!properties || properties->sampleRate() <= 0 || properties->lengthInMilliseconds() <= 0) return false;
@@ -173,6 +196,7 @@ bool ReadTags(NIMB_MEDIA_INFO& record) {
     record.container_type = facts.container;
     record.audio_codec = facts.codec;
     record.embedded_art = facts.has_art;
+    if (facts.bitrate > 0) record.audio_bitrate = static_cast<std::uint32_t>(facts.bitrate) * 1000;
     return true;
 }
 

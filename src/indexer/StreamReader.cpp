@@ -47,6 +47,8 @@ std::string ErrorText(int error) {
 }
 
 Format Open(const std::string& path, std::string& reason) {
+    // The library would print to standard error what the caller logs in one line.
+    av_log_set_level(AV_LOG_QUIET);
     AVDictionary* options = nullptr;
     av_dict_set(&options, "protocol_whitelist", "file", 0);
     av_dict_set(&options, "format_whitelist", kFormats, 0);

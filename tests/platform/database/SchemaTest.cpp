@@ -126,10 +126,10 @@ TEST_F(SchemaTest, NoPageScansTheLibrary) {
         " (ARRAY['artist ', 'Band ', 'the '])[n % 3 + 1] || n % 997, 'genre ' || n % 31, 1950 + n % 70, n % 12,"
         " n / 15 + 2, timestamp '2000-01-01' + n * interval '4 hours' FROM generate_series(1, 50000) n;"
         "INSERT INTO video (path, title, parent_id, date) SELECT '/v/' || n / 15 || '/' || n || '.mkv', 'v ' || n,"
-        " n / 15, timestamp '2000-01-01' + n * interval '8 hours' FROM generate_series(1, 20000) n;"
+        " n / 15, timestamp '2000-01-01' + n * interval '8 hours' FROM generate_series(1, 10000) n;"
         "INSERT INTO photo (path, title, parent_id, date, timetaken) SELECT '/p/' || n / 15 || '/' || n, 'p ' || n,"
         " n / 15, d, d FROM (SELECT n, timestamp '2000-01-01' + n * interval '8 hours' d"
-        " FROM generate_series(1, 20000) n) days;"
+        " FROM generate_series(1, 10000) n) days;"
         "ANALYZE music, video, photo, directory");
     for (const PlanCase& c : kPlanCases) {
         SCOPED_TRACE(c.why);

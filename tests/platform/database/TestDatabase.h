@@ -25,7 +25,7 @@ public:
 
     /// A connection of the fixture's own.
     PGconn* Connection();
-    /// Runs a script of statements; a failure fails the current test.
+    /// Runs a script of statements and raises the library's generation; a failure fails the current test.
     void Execute(const std::string& sql);
     /// First column of the first row as text; empty when there is no row.
     std::string Value(const std::string& sql);

@@ -1,0 +1,203 @@
+#include <filesystem>
+
+#include <gtest/gtest.h>
+
+#include "indexer/MediaFiles.h"
+#include "indexer/MediaReader.h"
+#include "indexer/MediaTypes.h"
+
+namespace MediaServer {
+namespace {
+
+std::optional<NIMB_MEDIA_INFO> Read(const std::string& path, std::string* reason = nullptr) {
+    NIMB_MEDIA_INFO record;
+    std::string why;
+    record.path = path;
+    record.title = "name of the file";
+    record.filesize = static_cast<std::int64_t>(std::filesystem::file_size(path));
+    const bool read = ReadMedia(FindMediaKind(path).value(), record, reason ? *reason : why);
+    if (!read) return std::nullopt;
+    return record;
+}
+
+struct FormatCase {
+    const char* file;
+    std::vector<std::string> options;
+    const char* container;
+    const char* codec;
+    std::uint32_t lowest_bitrate, highest_bitrate;
+    enum { kNone, kTitle, kAll } tags;  ///< how much of the tags that ffmpeg writes the reader finds
+};
+const FormatCase kFormats[] = {
+    {"a.mp3", {"-b:a", "128k"}, "mp3", "mp3", 128000, 128000, FormatCase::kAll},
+    {"a.flac", {}, "flac", "flac", 50000, 1000000, FormatCase::kAll},
+    {"a.m4a", {"-c:a", "aac", "-b:a", "96k"}, "mp4", "aac", 30000, 110000, FormatCase::kAll},
+    {"lossless.m4a", {"-c:a", "alac"}, "mp4", "alac", 50000, 1500000, FormatCase::kAll},
+    {"a.ogg", {"-c:a", "libvorbis"}, "ogg", "vorbis", 20000, 300000, FormatCase::kAll},
+    {"a.opus", {"-c:a", "libopus"}, "ogg", "opus", 20000, 300000, FormatCase::kAll},
+    {"a.wav", {}, "wav", "pcm_s16le", 1411000, 1412000, FormatCase::kTitle},
+    {"deep.wav", {"-c:a", "pcm_s24le"}, "wav", "pcm_s24le", 2116000, 2117000, FormatCase::kTitle},
+    {"a.aiff", {"-write_id3v2", "1"}, "aiff", "pcm_s16be", 1411000, 1412000, FormatCase::kAll},
+    {"a.wma",
+     {"-c:a", "wmav2", "-b:a", "128k", "-metadata", "WM/Year=1999"},
+     "asf",
+     "wmav2",
+     120000,
+     136000,
+     FormatCase::kAll},
+    {"a.wv", {"-c:a", "wavpack"}, "wv", "wavpack", 50000, 1500000, FormatCase::kAll},
+    {"a.tta", {}, "tta", "tta", 50000, 1500000, FormatCase::kNone},
+    {"a.caf", {"-c:a", "pcm_s16be"}, "caf", "pcm_s16be", 1411000, 1412000, FormatCase::kNone},
+    {"a.mka", {"-c:a", "ac3", "-b:a", "192k"}, "matroska,webm", "ac3", 192000, 192000, FormatCase::kTitle},
+};
+
+TEST(MusicReader, EveryFormat) {
+    const MediaFiles files;
+    std::vector<std::string> arguments = {"-f", "lavfi", "-i", "sine=d=2:r=44100,aformat=channel_layouts=stereo"};
+    for (const FormatCase& format : kFormats) {
+        arguments.insert(arguments.end(), format.options.begin(), format.options.end());
+        for (const char* tag :
+             {"title=Ünïcode & <Title>", "artist=The Artist", "album=The Album", "genre=Jazz", "album_artist=Various",
+              "composer=J. S. Bach", "track=3/12", "disc=2/3", "date=1999-05-06"}) {
+            arguments.insert(arguments.end(), {"-metadata", tag});
+        }
+        arguments.push_back(std::string("@/") + format.file);
+    }
+    files.Make(arguments);
+    for (const FormatCase& format : kFormats) {
+        SCOPED_TRACE(format.file);
+        std::string reason;
+        const auto record = Read(files.Path(format.file), &reason);
+        ASSERT_TRUE(record) << reason;
+        EXPECT_EQ(record->container_type, format.container);
+        EXPECT_EQ(record->audio_codec, format.codec);
+        EXPECT_GE(record->audio_bitrate, format.lowest_bitrate);
+        EXPECT_LE(record->audio_bitrate, format.highest_bitrate);
+        EXPECT_NEAR(record->duration, 2.0, 0.1);
+        EXPECT_EQ(record->frequency, format.codec == std::string("opus") ? 48000 : 44100);
+        EXPECT_EQ(record->channel, 2);
+        EXPECT_EQ(record->embedded_art, 0);
+        if (format.tags == FormatCase::kNone) continue;
+        EXPECT_EQ(record->title, "Ünïcode & <Title>");
+        if (format.tags == FormatCase::kTitle) continue;
+        EXPECT_EQ(record->artist, "The Artist");
+        EXPECT_EQ(record->album, "The Album");
+        EXPECT_EQ(record->album_artist, "Various");
+        EXPECT_EQ(record->genre, "Jazz");
+        EXPECT_EQ(record->composer, "J. S. Bach");
+        EXPECT_EQ(record->track, 3);
+        EXPECT_EQ(record->disc, 2);
+        EXPECT_EQ(record->year, 1999);
+    }
+}
+
+TEST(MusicReader, EmbeddedArt) {
+    const MediaFiles files;
+    files.Make({"-f", "lavfi", "-i", "testsrc=s=64x64", "-frames:v", "1", "@/cover.jpg"});
+    for (const char* name : {"a.mp3", "a.flac", "a.m4a"}) {
+        SCOPED_TRACE(name);
+        files.Make({"-f", "lavfi", "-i", "sine=d=1", "-i", "@/cover.jpg", "-map", "0", "-map", "1", "-c:v", "copy",
+                    "-disposition:v", "attached_pic", std::string("@/") + name});
+        const auto record = Read(files.Path(name));
+        ASSERT_TRUE(record);
+        EXPECT_NE(record->embedded_art, 0);
+        EXPECT_EQ(record->title, "name of the file") << "a file without tags is called what it is called";
+    }
+}
+
+/// The tag reader does not know this format, the demuxer does.
+TEST(MusicReader, DirectStreamDigital) {
+    const auto number = [](std::uint64_t value, int bytes) {
+        std::string text;
+        for (int i = 0; i < bytes; ++i) text.push_back(static_cast<char>(value >> (8 * i)));
+        return text;
+    };
+    constexpr std::uint32_t kRate = 2822400, kBlock = 4096, kBlocks = 87;
+    const std::string data(std::size_t{2} * kBlock * kBlocks, '\x69');
+    const MediaFiles files;
+    files.Write("a.dsf", "DSD " + number(28, 8) + number(92 + data.size(), 8) + number(0, 8) + "fmt " + number(52, 8) +
+                             number(1, 4) + number(0, 4) + number(2, 4) + number(2, 4) + number(kRate, 4) +
+                             number(1, 4) + number(std::uint64_t{kBlock} * kBlocks * 8, 8) + number(kBlock, 4) +
+                             number(0, 4) + "data" + number(12 + data.size(), 8) + data);
+    const auto record = Read(files.Path("a.dsf"));
+    ASSERT_TRUE(record);
+    EXPECT_EQ(record->container_type, "dsf");
+    EXPECT_EQ(record->channel, 2);
+    EXPECT_NEAR(record->duration, 1.0, 0.1);
+}
+
+TEST(MediaReader, BrokenFilesGiveAReason) {
+    const MediaFiles files;
+    files.AddSong("song.mp3");
+    std::string garbage(20000, '\0');
+    for (std::size_t i = 0; i < garbage.size(); ++i) garbage[i] = static_cast<char>(i * i * 31 + i / 7);
+    const std::pair<const char*, std::string> kBroken[] = {
+        {"empty.mp3", ""},
+        {"one.flac", "f"},
+        {"text.mp3", "this is no music at all\n"},
+        {"zeros.ogg", std::string(5000, '\0')},
+        {"garbage.m4a", garbage},
+        {"garbage.wma", garbage},
+        {"cut.wav", "RIFF\xff\xff\xff\xffWAVEfmt "},
+        {"playlist.mp3", "#EXTM3U\n#EXTINF:1,\n/etc/passwd\n"},
+        {"list.mkv", "ffconcat version 1.0\nfile 'song.mp3'\n"},
+    };
+    for (const auto& [name, content] : kBroken) {
+        SCOPED_TRACE(name);
+        files.Write(name, content);
+        std::string reason;
+        EXPECT_FALSE(Read(files.Path(name), &reason));
+        EXPECT_NE(reason, "");
+    }
+}
+
+TEST(MediaReader, VideosTellTheirStreams) {
+    const MediaFiles files;
+    files.Make({"-f",         "lavfi",      "-i",      "testsrc=d=1:s=320x240:r=25",
+                "-f",         "lavfi",      "-i",      "sine=d=1",
+                "-c:v",       "mpeg4",      "-c:a",    "aac",
+                "-metadata",  "title=Film", "@/a.mp4", "-c:v",
+                "mpeg2video", "-c:a",       "mp2",     "@/a.ts"});
+    const auto mp4 = Read(files.Path("a.mp4"));
+    ASSERT_TRUE(mp4);
+    EXPECT_EQ(mp4->title, "Film");
+    EXPECT_EQ(mp4->container_type, "mp4");
+    EXPECT_EQ(mp4->video_codec, "mpeg4");
+    EXPECT_EQ(mp4->audio_codec, "aac");
+    EXPECT_EQ(mp4->resolutionx, 320);
+    EXPECT_EQ(mp4->frame_rate_num / mp4->frame_rate_den, 25);
+    const auto ts = Read(files.Path("a.ts"));
+    ASSERT_TRUE(ts);
+    EXPECT_EQ(ts->container_type, "mpeg_ts");
+}
+
+TEST(MediaReader, TextsAreMadeFitForTheDatabase) {
+    struct TextCase {
+        const char* why;
+        std::string text, clean;
+    };
+    const TextCase kCases[] = {
+        {"blanks at the ends", "  a b \t", "a b"},
+        {"control characters",
+         "a\nb\x01"
+         "c",
+         "a b c"},
+        {"a NUL inside", std::string("a\0b", 3), "a b"},
+        {"broken UTF-8",
+         "a\xff\xc3"
+         "b",
+         "ab"},
+        {"a surrogate", "a\xed\xa0\x80z", "az"},
+        {"cut between characters", std::string(399, 'a') + "ä", std::string(399, 'a')},
+    };
+    for (const TextCase& c : kCases) {
+        SCOPED_TRACE(c.why);
+        EXPECT_EQ(CleanText(c.text), c.clean);
+    }
+    EXPECT_EQ(LeadingNumber("3/12", 99), 3);
+    EXPECT_EQ(LeadingNumber("-3", 99), 0);
+    EXPECT_EQ(LeadingNumber("20240101", 9999), 0);
+}
+
+}  // namespace
+}  // namespace MediaServer
