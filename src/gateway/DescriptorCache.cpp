@@ -25,20 +25,20 @@ UniqueFd DescriptorCache::Find(const std::string& key) {
 }
 
 void DescriptorCache::Add(const std::string& key, const UniqueFd& file) {
+    struct stat info {};
     UniqueFd copy = Duplicate(file);
-    if (!copy) return;
+    if (!copy || fstat(copy.get(), &info) != 0) return;
+    const auto bytes = static_cast<std::size_t>(info.st_size);
     const std::scoped_lock lock(mutex_);
-    if (const auto found = index_.find(key); found != index_.end()) {
-        found->second->file = std::move(copy);
-        entries_.splice(entries_.begin(), entries_, found->second);
-        return;
-    }
-    if (entries_.size() == capacity_) {
+    if (bytes > max_bytes_ || index_.contains(key)) return;
+    while (!entries_.empty() && (entries_.size() == max_entries_ || bytes_ + bytes > max_bytes_)) {
+        bytes_ -= entries_.back().bytes;
         index_.erase(entries_.back().key);
         entries_.pop_back();
     }
-    entries_.push_front({key, std::move(copy)});
+    entries_.push_front({key, std::move(copy), bytes});
     index_.emplace(entries_.front().key, entries_.begin());
+    bytes_ += bytes;
 }
 
 UniqueFd MakeAnonymousFile(std::string_view content, const struct timespec& modified) {

@@ -3,6 +3,7 @@
 #include <exception>
 #include <optional>
 
+#include "gateway/CoverPictures.h"
 #include "platform/http/HttpFile.h"
 #include "platform/system/Log.h"
 
@@ -32,7 +33,7 @@ HttpResponse Gateway::Handle(const HttpRequest& request) {
 
 HttpResponse Gateway::Route(const HttpRequest& request) {
     const std::string_view path = request.path;
-    if (path.starts_with(kScalerPrefix)) return covers_.Serve(request, path.substr(kScalerPrefix.size()));
+    if (path.starts_with(kScalerPrefix)) return ServeCover(request, path.substr(kScalerPrefix.size()), pictures_);
     const std::optional<MediaUrl> url = ParseMediaUrl(path);
     if (!url || url->prefix == kLibraryPrefix) return PlainResponse(404);
     return files_.Serve(request, *url);

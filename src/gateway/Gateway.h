@@ -1,7 +1,7 @@
 #pragma once
 
-#include "gateway/CoverPictures.h"
 #include "gateway/MediaFiles.h"
+#include "gateway/PictureStore.h"
 
 namespace MediaServer {
 
@@ -9,15 +9,15 @@ namespace MediaServer {
 class Gateway {
 public:
     /// @param mime  outlives this. @param port  where the endpoint is reached.
-    Gateway(const MimeTable& mime, std::uint16_t port) : files_(mime, port) {}
+    Gateway(const MimeTable& mime, std::uint16_t port) : files_(mime, port, pictures_) {}
 
     HttpResponse Handle(const HttpRequest& request);
 
 private:
     HttpResponse Route(const HttpRequest& request);
 
+    PictureStore pictures_;
     const MediaFiles files_;
-    CoverPictures covers_;
 };
 
 }  // namespace MediaServer

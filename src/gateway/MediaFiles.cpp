@@ -1,6 +1,7 @@
 #include "gateway/MediaFiles.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string>
 #include <string_view>
 
@@ -32,14 +33,24 @@ std::string SubtitleBeside(const std::string& video_path) {
     return std::string(DirName(video_path)) + "/" + std::string(BaseNameWithoutExtension(video_path)) + ".srt";
 }
 
-HttpResponse ServeThumbnail(const HttpRequest& request, const MediaUrl& url, const std::string& photo_path) {
-    if (url.extension != "jpg") return PlainResponse(404);
-    const bool small = url.prefix == "sp";
-    // The small one is always a rendition beside the photo; of the big ones, JPEG_SM is, the rest stand for the photo.
-    const PictureKind kind =
-        small || (url.prefix == "bp" && url.profile == "JPEG_SM") ? PictureKind::Rendition : PictureKind::Photo;
-    return ServeFile(request, PhotoThumbnailPath(photo_path, !small), kJpegMime,
-                     PictureDlnaParams(kind, ProfileOf(url)));
+/// The renditions of a photo by the first segment of the URL.
+struct RenditionRow {
+    std::string_view prefix;
+    int max_side;  // pixels
+    bool big;      // which of the indexed thumbnails will do
+};
+constexpr RenditionRow kRenditions[] = {{"sp", 120, false}, {"bp", 640, true}, {"xlp", 1280, true}};
+
+const RenditionRow* FindRendition(std::string_view prefix) {
+    const auto* row = std::find_if(std::begin(kRenditions), std::end(kRenditions),
+                                   [&](const RenditionRow& known) { return known.prefix == prefix; });
+    return row == std::end(kRenditions) ? nullptr : row;
+}
+
+/// The small ones stand beside the photo; of the big ones, so does JPEG_SM, and the rest stand for the photo.
+PictureKind KindOf(const MediaUrl& url) {
+    const bool beside = url.prefix == "sp" || (url.prefix == "bp" && url.profile == "JPEG_SM");
+    return beside ? PictureKind::Rendition : PictureKind::Photo;
 }
 
 }  // namespace
@@ -48,7 +59,7 @@ HttpResponse MediaFiles::Serve(const HttpRequest& request, const MediaUrl& url) 
     std::string path;
     const Lookup lookup = FindMediaPath(url.kind, url.id, path);
     if (lookup != Lookup::Found) return PlainResponse(lookup == Lookup::Failed ? 503 : 404);
-    if (url.prefix == "sp" || url.prefix == "bp" || url.prefix == "xlp") return ServeThumbnail(request, url, path);
+    if (FindRendition(url.prefix) != nullptr) return ServeRendition(request, url, path);
     return url.prefix == "v" ? ServeVideo(request, url, path) : ServeWhole(request, url, path);
 }
 
@@ -61,6 +72,18 @@ HttpResponse MediaFiles::ServeWhole(const HttpRequest& request, const MediaUrl& 
     // Text among the videos is announced without DLNA parameters.
     const bool text = mime.starts_with("text/");
     return ServeFile(request, path, mime, text ? std::string() : StreamingDlnaParams(profile));
+}
+
+HttpResponse MediaFiles::ServeRendition(const HttpRequest& request, const MediaUrl& url,
+                                        const std::string& photo_path) const {
+    if (url.extension != "jpg") return PlainResponse(404);
+    const RenditionRow& row = *FindRendition(url.prefix);
+    const std::string features = PictureDlnaParams(KindOf(url), ProfileOf(url));
+    if (const std::string indexed = PhotoThumbnailPath(photo_path, row.big); NLIBCFileExist(indexed.c_str())) {
+        return ServeFile(request, indexed, kJpegMime, features);
+    }
+    return ServeDescriptor(request, pictures_.Open({photo_path, false}, PictureFormat::Jpeg, row.max_side), kJpegMime,
+                           features);
 }
 
 HttpResponse MediaFiles::ServeVideo(const HttpRequest& request, const MediaUrl& url, const std::string& path) const {

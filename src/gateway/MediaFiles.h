@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "gateway/PictureStore.h"
 #include "model/MimeTable.h"
 #include "platform/http/HttpServer.h"
 #include "platform/media/MediaUrl.h"
@@ -12,8 +13,9 @@ namespace MediaServer {
 /// Threads: any, at once.
 class MediaFiles {
 public:
-    /// @param mime  outlives this. @param port  where this endpoint is reached, for the URL of a subtitle.
-    MediaFiles(const MimeTable& mime, std::uint16_t port) : mime_(mime), port_(port) {}
+    /// @param mime, pictures  outlive this. @param port  where this endpoint is reached, for the URL of a subtitle.
+    MediaFiles(const MimeTable& mime, std::uint16_t port, PictureStore& pictures)
+        : mime_(mime), port_(port), pictures_(pictures) {}
 
     /// 404 for a row or file that is not there or an extension that is not the file's; 503 when the database does not
     /// answer.
@@ -21,10 +23,12 @@ public:
 
 private:
     HttpResponse ServeWhole(const HttpRequest& request, const MediaUrl& url, const std::string& path) const;
+    HttpResponse ServeRendition(const HttpRequest& request, const MediaUrl& url, const std::string& photo_path) const;
     HttpResponse ServeVideo(const HttpRequest& request, const MediaUrl& url, const std::string& path) const;
 
     const MimeTable& mime_;
     const std::uint16_t port_;
+    PictureStore& pictures_;
 };
 
 }  // namespace MediaServer

@@ -12,8 +12,8 @@ enum class PictureFormat { Jpeg, Png };
 /// Format by the first bytes; nothing for another or too few bytes (12 are enough).
 std::optional<PictureFormat> PictureFormatOf(std::string_view bytes);
 
-/// Largest picture that is decoded: a few hundred bytes can claim to be gigabytes of pixels.
-inline constexpr std::int64_t kMaxPicturePixels = 40'000'000;
+/// Largest picture that is decoded, what a telephone takes: a few hundred bytes can claim to be gigabytes of pixels.
+inline constexpr std::int64_t kMaxPicturePixels = 50'000'000;
 
 /// Decodes a JPEG, PNG, WebP or GIF (its first frame), turns it upright, fits it into `max_side` by `max_side` without
 /// enlarging, and encodes it: baseline JPEG in sRGB on white, or 8-bit PNG in sRGB. A `max_side` of 0 keeps the size.

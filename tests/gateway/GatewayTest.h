@@ -14,6 +14,26 @@
 
 namespace MediaServer {
 
+/// Size and kind by the frame header of a JPEG (ITU-T T.81, B.2.2).
+struct JpegFacts {
+    int width = 0, height = 0, components = 0;
+    bool baseline = false;
+};
+inline JpegFacts FactsOf(std::string_view jpeg) {
+    const auto byte = [&](std::size_t at) { return at < jpeg.size() ? static_cast<unsigned char>(jpeg[at]) : 0; };
+    for (std::size_t at = 2; at + 9 < jpeg.size() && byte(at) == 0xFF; at += 2U + byte(at + 2) * 256U + byte(at + 3)) {
+        const int marker = byte(at + 1);
+        if (marker < 0xC0 || marker > 0xC2) continue;
+        return {byte(at + 7) * 256 + byte(at + 8), byte(at + 5) * 256 + byte(at + 6), byte(at + 9), marker == 0xC0};
+    }
+    return {};
+}
+
+/// Arguments for a picture of that size.
+inline std::string Picture(const char* size) {
+    return std::string("-f lavfi -i testsrc=size=") + size + " -frames:v 1";
+}
+
 struct Answer {
     int status = 0;
     std::string head, body;

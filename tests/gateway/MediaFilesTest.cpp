@@ -87,6 +87,30 @@ TEST_F(MediaFilesTest, ThreeRangesAreTheFile) {
     EXPECT_EQ(Ask("/m/MP3/1.mp3", {}, "HEAD").Header("Content-Length"), std::to_string(whole.size()));
 }
 
+// The resolution is announced before the picture is made.
+TEST_F(MediaFilesTest, RenditionsHaveTheAnnouncedSize) {
+    struct {
+        const char* prefix;
+        int max_side;
+    } const kRenditions[] = {{"sp", 120}, {"bp", 640}, {"xlp", 1280}};
+    for (const auto& [width, height] : {std::pair{2000, 1500}, {1003, 667}, {333, 1999}, {1999, 7}, {90, 60}}) {
+        const std::string size = std::to_string(width) + "x" + std::to_string(height);
+        const std::string id = Add("photo", Make(Picture(size.c_str()), (size + ".png").c_str()));
+        for (const auto& row : kRenditions) {
+            SCOPED_TRACE(size + " " + row.prefix);
+            int expected_width = 0, expected_height = 0;
+            DMSGetThumbnailRes(width, height, &expected_width, &expected_height, row.max_side);
+            const Answer answer = Ask(std::string("/") + row.prefix + "/JPEG_SM/" + id + ".jpg");
+            EXPECT_EQ(answer.status, 200);
+            const JpegFacts facts = FactsOf(answer.body);
+            EXPECT_EQ(facts.width, expected_width);
+            EXPECT_EQ(facts.height, expected_height);
+        }
+    }
+    EXPECT_EQ(Ask("/sp/JPEG_TN/2.jpg").status, 404) << "no picture at all";
+    EXPECT_EQ(Ask("/sp/JPEG_TN/3.png").status, 404) << "renditions are JPEG";
+}
+
 TEST_F(MediaFilesTest, TransferModesFollowTheMedia) {
     const auto status = [&](const char* path, const char* mode) {
         return Ask(path, std::string("transferMode.dlna.org: ") + mode + "\r\n").status;
