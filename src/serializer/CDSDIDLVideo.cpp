@@ -85,15 +85,14 @@ void CDSDIDLSerializer::AppendVideoRes(const NIMB_MEDIA_INFO& record, bool text,
     const bool transcoded = TranscodesVideo(record);
     std::string_view mime = mime_.GetMimeType(record.path);
     profile_.clear();
-    std::string params = MakeDlnaParams("video", mime, &record, profile_);
-    if (text) params = "*";
+    const std::string params = MakeDlnaParams("video", mime, &record, profile_);
     if (transcoded) mime = kTranscodedMime;
     if (!text && IsTimeStampedProfile(profile_)) mime = kTimeStampedMime;
 
     body_.Append("<res  protocolInfo=\"http-get:*:");
     AppendXMLEscaped(body_, mime);
     body_.Append(":");
-    AppendXMLEscaped(body_, params);
+    AppendXMLEscaped(body_, text ? std::string_view("*") : params);
     body_.Append("\"");
     AppendResolution(record.resolutionx, record.resolutiony);
     // Nobody knows what the transcoder will make; twice the file is enough for a client that stops at the size.
