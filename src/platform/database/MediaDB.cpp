@@ -1,10 +1,12 @@
 #include "platform/database/MediaDB.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstring>
 #include <variant>
 
+#include "platform/database/GenerationCache.h"
 #include "platform/database/MediaColumns.h"
 #include "platform/system/Log.h"
 #include "platform/text/Text.h"
@@ -14,6 +16,26 @@ namespace {
 
 /// Rows held in memory at once. A page of any usual size is one round trip; more rows are fetched in chunks of this.
 constexpr std::int32_t kChunkRows = 256;
+
+/// Pages that begin later are found through the list of all ids, because the server would read and drop the rows
+/// before.
+constexpr std::int32_t kDeepOffset = 1000;
+/// Longer lists are not kept, so that memory stays flat whatever the library's size.
+constexpr std::int32_t kMaxKeptIds = 500000;
+constexpr std::int32_t kMaxKeptGroups = 20000;
+
+/// What all connections of the process know of the library as it is now.
+struct LibraryCache {
+    GenerationCache<std::int32_t> totals{1 << 20};
+    /// Null stands for a list that is too long to keep.
+    GenerationCache<std::shared_ptr<const PGresult>> groups{8 << 20};
+    GenerationCache<std::shared_ptr<const std::vector<std::int32_t>>> ids{8 << 20};
+};
+
+LibraryCache& Cache() {
+    static LibraryCache cache;
+    return cache;
+}
 
 constexpr std::array<std::string_view, 5> kTables = {"music", "video", "photo", "playlist", "directory"};
 
@@ -40,8 +62,17 @@ int FindColumn(const PGresult* rows, const char* name) {
     return -1;
 }
 
-std::int32_t CountOf(const PGresult* rows) {
-    return rows && PQntuples(rows) == 1 ? ToInt(PQgetvalue(rows, 0, 0)) : -1;
+/// Ids of "{1,2,3}".
+std::vector<std::int32_t> ParseIds(std::string_view list) {
+    std::vector<std::int32_t> ids;
+    const char* const end = list.data() + list.size();
+    for (const char* at = list.data(); at < end; ++at) {
+        std::int32_t id;
+        const auto [next, error] = std::from_chars(at, end, id);
+        if (error == std::errc()) ids.push_back(id);
+        at = std::max(at, next);
+    }
+    return ids;
 }
 
 std::string WithoutFinalSlash(std::string_view directory) {
@@ -87,32 +118,99 @@ PgResult MediaDB::Run(const std::string& sql, const char* what) {
     return rows;
 }
 
+/// @return 0 after the reason was logged.
+std::int64_t MediaDB::Generation() {
+    if (generation_ != 0) return generation_;
+    const PgResult rows = Run("SELECT generation FROM library", "read the library's generation");
+    if (rows && PQntuples(rows.get()) == 1) {
+        Store({PQgetvalue(rows.get(), 0, 0), static_cast<std::size_t>(PQgetlength(rows.get(), 0, 0))}, generation_);
+    }
+    return generation_;
+}
+
 std::int32_t MediaDB::Select(std::string_view fields, std::string_view order, std::int32_t offset, std::int32_t limit,
                              std::string_view group) {
     CloseCursor();
-    rows_.reset();
-    record_columns_.clear();
-    row_ = -1;
-
+    ShowRows(nullptr, 0, 0);
+    offset = std::max(offset, 0);
     std::string tail;
     if (!group.empty()) tail.append(" GROUP BY ").append(group);
     if (!order.empty()) tail.append(" ORDER BY ").append(order).append(", ").append(group.empty() ? "id" : group);
-    if (offset > 0) tail.append(" OFFSET ").append(std::to_string(offset));
     const std::string select = SelectText(fields, tail);
-    const bool fits = limit > 0 && limit <= kChunkRows;
+    if (!group.empty()) return SelectGroups(select, offset, limit);
+    if (offset >= kDeepOffset && limit > 0 && limit <= kChunkRows && !order.empty()) {
+        return SelectDeepPage(select, fields, order, offset, limit);
+    }
+    return SelectPage(select, offset, limit);
+}
 
+/// Groups are made of all rows whatever the page, so the whole list is made once and then kept.
+std::int32_t MediaDB::SelectGroups(const std::string& select, std::int32_t offset, std::int32_t limit) {
+    const std::int64_t generation = Generation();
+    if (generation == 0) return -1;
+    auto groups = Cache().groups.Find(select, generation);
+    if (!groups) {
+        PgResult rows = Run(select + " LIMIT " + std::to_string(kMaxKeptGroups + 1), "list groups of media");
+        if (!rows) return -1;
+        const bool keep = PQntuples(rows.get()) <= kMaxKeptGroups;
+        groups = keep ? std::shared_ptr<const PGresult>(std::move(rows)) : nullptr;
+        Cache().groups.Keep(select, generation, *groups, keep ? PQresultMemorySize(groups->get()) : 0);
+    }
+    if (!*groups) return SelectPage(select, offset, limit);
+    const std::int32_t count = PQntuples(groups->get());
+    const std::int32_t first = std::min(offset, count);
+    return ShowRows(*groups, first, limit > 0 ? first + std::min(limit, count - first) : count);
+}
+
+std::int32_t MediaDB::SelectDeepPage(const std::string& select, std::string_view fields, std::string_view order,
+                                     std::int32_t offset, std::int32_t limit) {
+    const std::int64_t generation = Generation();
+    if (generation == 0) return -1;
+    auto ids = Cache().ids.Find(select, generation);
+    if (!ids) {
+        std::string keyed(fields);
+        keyed.append(", id AS listed_id");
+        const std::string list = SelectText(keyed, std::string(" ORDER BY ").append(order).append(", id"));
+        const PgResult rows =
+            Run("SELECT array_agg(listed_id) FROM (" + list + " LIMIT " + std::to_string(kMaxKeptIds + 1) + ") AS list",
+                "list the ids of media");
+        if (!rows) return -1;
+        ids = std::make_shared<const std::vector<std::int32_t>>(ParseIds(PQgetvalue(rows.get(), 0, 0)));
+        if ((*ids)->size() > kMaxKeptIds) ids = nullptr;
+        Cache().ids.Keep(select, generation, *ids, *ids ? (*ids)->size() * sizeof(std::int32_t) : 0);
+    }
+    if (!*ids) return SelectPage(select, offset, limit);
+    std::string page;
+    const std::size_t end = std::min<std::size_t>((*ids)->size(), static_cast<std::size_t>(offset) + limit);
+    for (std::size_t i = offset; i < end; ++i) page.append(page.empty() ? "" : ",").append(std::to_string((**ids)[i]));
+    if (page.empty()) return 0;
+    std::string sql = "SELECT ";
+    sql.append(fields).append(" FROM ").append(TableName(table_)).append(" WHERE id IN (" + page + ") ORDER BY ");
+    return SelectPage(sql.append(order).append(", id"), 0, limit);
+}
+
+std::int32_t MediaDB::SelectPage(const std::string& select, std::int32_t offset, std::int32_t limit) {
+    const std::string page = offset > 0 ? select + " OFFSET " + std::to_string(offset) : select;
+    const bool fits = limit > 0 && limit <= kChunkRows;
     // One row more than a chunk tells whether a cursor is needed at all; nearly always it is not.
-    rows_ = Run(select + " LIMIT " + std::to_string(fits ? limit : kChunkRows + 1), "list media");
-    if (!rows_) return -1;
-    const std::int32_t count = PQntuples(rows_.get());
-    if (count <= kChunkRows) return count;
-    return OpenCursor(limit > 0 ? select + " LIMIT " + std::to_string(limit) : select);
+    PgResult rows = Run(page + " LIMIT " + std::to_string(fits ? limit : kChunkRows + 1), "list media");
+    if (!rows) return -1;
+    const std::int32_t count = PQntuples(rows.get());
+    if (count <= kChunkRows) return ShowRows(std::move(rows), 0, count);
+    return OpenCursor(limit > 0 ? page + " LIMIT " + std::to_string(limit) : page);
+}
+
+std::int32_t MediaDB::ShowRows(std::shared_ptr<const PGresult> rows, int first, int end) {
+    rows_ = std::move(rows);
+    row_ = first - 1;
+    end_ = end;
+    record_columns_.clear();
+    return end - first;
 }
 
 /// Leaves the rows on the server, outside any transaction, so that other queries of this connection, and their
 /// failures, do not disturb the reading.
 std::int32_t MediaDB::OpenCursor(const std::string& select) {
-    rows_.reset();
     thread_local unsigned counter = 0;
     const std::string name = "media_rows_" + std::to_string(++counter);
     if (!Run("DECLARE " + name + " SCROLL CURSOR WITH HOLD FOR " + select, "open a list of media")) return -1;
@@ -123,10 +221,9 @@ std::int32_t MediaDB::OpenCursor(const std::string& select) {
 }
 
 bool MediaDB::FetchChunk() {
-    row_ = -1;
-    record_columns_.clear();
-    rows_ = Run("FETCH " + std::to_string(kChunkRows) + " FROM " + cursor_, "read a list of media");
-    return rows_ && PQntuples(rows_.get()) > 0;
+    PgResult rows = Run("FETCH " + std::to_string(kChunkRows) + " FROM " + cursor_, "read a list of media");
+    const int count = rows ? PQntuples(rows.get()) : 0;
+    return ShowRows(std::move(rows), 0, count) > 0;
 }
 
 void MediaDB::CloseCursor() {
@@ -137,29 +234,33 @@ void MediaDB::CloseCursor() {
 }
 
 std::int32_t MediaDB::SelectTotal() {
-    return CountOf(Run(SelectText("count(*)", ""), "count media").get());
+    return CountOf(SelectText("count(*)", ""), "count media");
 }
 
 std::int32_t MediaDB::SelectTotal(std::string_view fields, std::string_view group) {
     const std::string groups = SelectText(fields, std::string(" GROUP BY ").append(group));
-    return CountOf(Run("SELECT count(*) FROM (" + groups + ") AS groups", "count groups of media").get());
+    return CountOf("SELECT count(*) FROM (" + groups + ") AS groups", "count groups of media");
+}
+
+std::int32_t MediaDB::CountOf(const std::string& sql, const char* what) {
+    const std::int64_t generation = Generation();
+    if (generation == 0) return -1;
+    if (const auto total = Cache().totals.Find(sql, generation)) return *total;
+    const PgResult rows = Run(sql, what);
+    if (!rows || PQntuples(rows.get()) != 1) return -1;
+    const std::int32_t total = ToInt(PQgetvalue(rows.get(), 0, 0));
+    Cache().totals.Keep(sql, generation, total, 0);
+    return total;
 }
 
 bool MediaDB::NextRow() {
-    if (rows_ && row_ + 1 < PQntuples(rows_.get())) {
-        ++row_;
-        return true;
-    }
-    if (cursor_.empty() || !FetchChunk()) {
-        row_ = rows_ ? PQntuples(rows_.get()) : 0;
-        return false;
-    }
-    row_ = 0;
-    return true;
+    if (row_ + 1 >= end_ && !cursor_.empty() && FetchChunk()) return NextRow();
+    row_ = std::min(row_ + 1, end_);
+    return row_ < end_;
 }
 
 std::string_view MediaDB::Value(int column) const {
-    if (column < 0 || !rows_ || row_ < 0 || row_ >= PQntuples(rows_.get())) return {};
+    if (column < 0 || !rows_ || row_ < 0 || row_ >= end_) return {};
     return {PQgetvalue(rows_.get(), row_, column), static_cast<std::size_t>(PQgetlength(rows_.get(), row_, column))};
 }
 

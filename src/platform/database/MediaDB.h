@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -33,7 +34,8 @@ public:
     /// Leaves out rows of that video codec (only meaningful on the video table).
     void AddExcludeVideoCodec(std::string_view codec);
 
-    /// Runs the query. Rows stream in: memory does not grow with their number when `limit` is 0.
+    /// Runs the query. Rows stream in: memory does not grow with their number when `limit` is 0. A page at the end of a
+    /// list costs as little as one at its start, and totals and groups are counted once for each change of the library.
     /// @param fields  select list; "*" for whole records.
     /// @param order   ORDER BY text, empty for none. Ties are broken by id (in groups by `group`), so pages join
     ///                without gaps.
@@ -61,6 +63,13 @@ public:
 private:
     PgResult Run(const std::string& sql, const char* what);
     std::string SelectText(std::string_view fields, std::string_view tail) const;
+    std::int32_t SelectGroups(const std::string& select, std::int32_t offset, std::int32_t limit);
+    std::int32_t SelectDeepPage(const std::string& select, std::string_view fields, std::string_view order,
+                                std::int32_t offset, std::int32_t limit);
+    std::int32_t SelectPage(const std::string& select, std::int32_t offset, std::int32_t limit);
+    std::int32_t CountOf(const std::string& sql, const char* what);
+    std::int64_t Generation();
+    std::int32_t ShowRows(std::shared_ptr<const PGresult> rows, int first, int end);
     std::int32_t OpenCursor(const std::string& select);
     bool FetchChunk();
     void CloseCursor();
@@ -69,9 +78,11 @@ private:
     MediaKind table_;
     PGconn* connection_;
     std::string where_;
-    PgResult rows_;
-    int row_ = -1;
-    std::string cursor_;  ///< name of the open cursor, empty when all rows of the query are in rows_
+    std::int64_t generation_ = 0;           ///< of the library when this object first asked; 0 before
+    std::shared_ptr<const PGresult> rows_;  ///< shared with the cache of groups
+    int row_ = -1;                          ///< current row of rows_
+    int end_ = 0;                           ///< row of rows_ after the last that belongs to the query
+    std::string cursor_;                    ///< name of the open cursor, empty when all rows of the query are in rows_
     mutable std::vector<int> record_columns_;  ///< column of each record member in rows_, found at the first record
 };
 

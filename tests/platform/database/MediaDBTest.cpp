@@ -67,29 +67,58 @@ TEST_F(MediaDBTest, FillsARecordFromEveryTable) {
 }
 
 TEST_F(MediaDBTest, PagesJoinedEqualTheWhole) {
-    AddSongs(1500);
+    AddSongs(3000);
     struct Song {
         std::string album;
         int disc, track, id;
         auto operator<=>(const Song&) const = default;
     };
     std::vector<Song> model;
-    for (int n = 1; n <= 1500; ++n) model.push_back({"album " + std::to_string(n % 7), n % 3, n % 5, n});
+    for (int n = 1; n <= 3000; ++n) model.push_back({"album " + std::to_string(n % 7), n % 3, n % 5, n});
     std::sort(model.begin(), model.end());
 
     const unsigned seed = std::random_device{}();
     SCOPED_TRACE(seed);
     std::mt19937 random(seed);
-    for (int round = 0; round < 40; ++round) {
-        const int offset = static_cast<int>(random() % 1600);
+    for (int round = 0; round < 60; ++round) {
+        const int offset = static_cast<int>(random() % 3100);
         const int limit = round % 4 == 0 ? 0 : static_cast<int>(random() % 600);  // 0 and beyond one chunk as well
         SCOPED_TRACE(testing::Message() << "offset " << offset << " limit " << limit);
         Ids expected;
-        for (int i = offset; i < 1500 && (limit == 0 || i < offset + limit); ++i) expected.push_back(model[i].id);
+        for (int i = offset; i < 3000 && (limit == 0 || i < offset + limit); ++i) expected.push_back(model[i].id);
         MediaDB rows(MediaKind::Music);
         EXPECT_EQ(rows.Select("*", "album, disc, track", offset, limit), static_cast<int>(expected.size()));
         EXPECT_EQ(ReadIds(rows), expected);
     }
+}
+
+TEST_F(MediaDBTest, WhatIsKeptEndsWithTheNextChange) {
+    AddSongs(1500);
+    struct View {
+        std::int32_t total, groups;
+        std::string last_group;
+        Ids last_page;
+        bool operator==(const View&) const = default;
+    };
+    const auto look = [] {
+        View view;
+        MediaDB rows(MediaKind::Music);
+        view.total = rows.SelectTotal();
+        view.groups = rows.SelectTotal("album AS cateval", "cateval");
+        rows.Select("album AS cateval, MIN(id) AS minid", "cateval", view.groups - 1, 5, "cateval");
+        if (rows.NextRow()) view.last_group = rows.FetchField("cateval");
+        EXPECT_FALSE(rows.NextRow());
+        rows.Select("*", "album, disc, track", view.total - 2, 10);
+        view.last_page = ReadIds(rows);
+        return view;
+    };
+    const View before = look();
+    EXPECT_EQ(before, (View{1500, 7, "album 6", {1364, 1469}}));
+    EXPECT_EQ(look(), before);
+    database.Insert("music", "path, album", "'/m/last.mp3', 'album 7'");
+    EXPECT_EQ(look(), (View{1501, 8, "album 7", {1469, 1501}}));
+    database.Execute("DELETE FROM music WHERE id = 1501");
+    EXPECT_EQ(look(), before);
 }
 
 TEST_F(MediaDBTest, ALongListSurvivesOtherQueriesAndTheirFailures) {
