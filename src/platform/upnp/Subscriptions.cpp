@@ -10,6 +10,7 @@ namespace MediaServer {
 
 namespace {
 
+constexpr std::string_view kPlacePrefix = "place ";  // of a key that is no SID
 constexpr int kPreconditionFailed = 412;
 constexpr int kTooMany = 503;
 constexpr int kInternalError = 500;
@@ -88,10 +89,7 @@ HttpResponse Subscriptions::Unsubscribe(const HttpRequest& request, const std::s
     if (!IsKnown(sid)) return PlainResponse(kPreconditionFailed);
     const RelayAnswer answer = RelayToLoopback(port_, "UNSUBSCRIBE", event_path, {{"SID", sid}});
     if (answer.status != 200 && answer.status != kPreconditionFailed) return Refusal(answer);
-    {
-        const std::lock_guard lock(mutex_);
-        entries_.erase(sid);
-    }
+    Release(sid);
     return answer.status == 200 ? HttpResponse() : Refusal(answer);
 }
 
@@ -102,9 +100,24 @@ std::string Subscriptions::TakePlace(const std::string& address, const std::stri
     if (entries_.size() >= UpnpLimits::kSubscriptions ||
         static_cast<std::size_t>(of_address) >= UpnpLimits::kSubscriptionsPerAddress)
         return {};
-    std::string place = "place " + std::to_string(++places_);
+    std::string place = NewPlaceLocked();
     entries_.emplace(place, Entry{address, event_path, Clock::time_point::max()});
     return place;
+}
+
+/// Ends a subscription, whose place rests for a while: the library loses some memory with each one that it ends, so
+/// nobody may subscribe and unsubscribe as fast as the network goes.
+void Subscriptions::Release(const std::string& sid) {
+    const std::lock_guard lock(mutex_);
+    auto entry = entries_.extract(sid);
+    if (entry.empty()) return;
+    entry.key() = NewPlaceLocked();
+    entry.mapped().expires = Clock::now() + UpnpLimits::kSubscriptionRest;
+    entries_.insert(std::move(entry));
+}
+
+std::string Subscriptions::NewPlaceLocked() {
+    return std::string(kPlacePrefix) + std::to_string(++places_);
 }
 
 /// The library forgets a subscription that has run out only when it next sends an event, so it is told.
@@ -117,7 +130,8 @@ void Subscriptions::DropExpired() {
             if (entry.expires < now) expired.emplace_back(sid, entry.event_path);
         for (const auto& [sid, path] : expired) entries_.erase(sid);
     }
-    for (const auto& [sid, path] : expired) RelayToLoopback(port_, "UNSUBSCRIBE", path, {{"SID", sid}});
+    for (const auto& [sid, path] : expired)
+        if (IsSubscriptionId(sid)) RelayToLoopback(port_, "UNSUBSCRIBE", path, {{"SID", sid}});
 }
 
 bool Subscriptions::IsKnown(const std::string& sid) const {

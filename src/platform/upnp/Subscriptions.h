@@ -34,13 +34,15 @@ private:
     HttpResponse Unsubscribe(const HttpRequest& request, const std::string& event_path);
     /// @return key of the place taken, empty when there is none for that address.
     std::string TakePlace(const std::string& address, const std::string& event_path);
+    void Release(const std::string& sid);
     void DropExpired();
+    std::string NewPlaceLocked();  // the caller holds mutex_
     bool IsKnown(const std::string& sid) const;
 
     const std::uint16_t port_;
     const Subnet subnet_;
     mutable std::mutex mutex_;
-    std::map<std::string, Entry> entries_;  // guarded by mutex_; by SID, or by place while the library is being asked
+    std::map<std::string, Entry> entries_;  // guarded by mutex_; by SID, or by place before and after
     std::uint64_t places_ = 0;              // guarded by mutex_
 };
 

@@ -414,7 +414,11 @@ TEST_F(UpnpLibraryTest, SubscriptionsThatAreRefused) {
     int accepted = 0, status = 200;
     while (status == 200 && accepted < 100) {
         status = Exchange("SUBSCRIBE /desc/event/cd HTTP/1.1\r\nHost: 127.0.0.1\r\n" + good + nt + "\r\n");
-        accepted += status == 200;
+        if (status != 200) break;
+        // Giving one back does not help one who is in a hurry.
+        if (++accepted % 2 == 0)
+            Exchange("UNSUBSCRIBE /desc/event/cd HTTP/1.1\r\nHost: 127.0.0.1\r\nSID: " +
+                     RawClient::HeaderOf(head_, "SID") + "\r\n\r\n");
     }
     EXPECT_EQ(status, 503);
     EXPECT_EQ(accepted, static_cast<int>(UpnpLimits::kSubscriptionsPerAddress));
