@@ -155,7 +155,8 @@ protected:
     pid_t PidInFile() { return ToInt(Text("var/run/dms.pid")); }
     void SetOptions(const std::string& text) { root_.Write("var/packages/MediaServer/etc/dmsinfo.conf", text); }
     bool Serves(const std::string& base) {
-        return Eventually([&] { return Http(base + "/desc/device.xml") == 200; });
+        // The description can be read a moment before the device answers actions.
+        return Eventually([&] { return Http(base + "/desc/device.xml") == 200 && !SystemUpdateId(base).empty(); });
     }
     int Run(const std::vector<std::string>& arguments) { return WaitFor(Spawn(arguments)); }
 
