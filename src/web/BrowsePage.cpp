@@ -19,9 +19,38 @@ constexpr std::string_view kRootId = "0";
 constexpr std::size_t kLongestId = 1024;
 constexpr std::size_t kParentField = 256;
 constexpr std::int32_t kPortion = 500;
-/// The page shows no property that could be left out. To ask for child counts would also make every container count its
-/// children, and these serializers pass over counted containers.
+/// The page shows no property that could be left out; to ask for child counts would make every container count.
 constexpr std::uint32_t kNoProperties = 0;
+
+/// "#" separates fields of some identifiers, but would end the path of a link.
+std::string LinkId(std::string_view id) {
+    std::string link;
+    for (const char c : id) c == '#' ? link.append("%23") : link.append(1, c);
+    return link;
+}
+
+/// The list of a page. The plain HTML list passes over counted containers and albums, which is what artists, letters
+/// and folders are written as; a person needs the links to go on.
+class PageList : public CDSHtmlSerializer {
+public:
+    void SerializeContainerWithCount(std::string_view id, std::string_view parent_id, std::string_view title,
+                                     std::int32_t /*child_count*/, ObjectTypeCode code) override {
+        SerializeContainer(LinkId(id), parent_id, title, code);
+    }
+    void SerializeMusicAlbum(std::string_view id, std::string_view parent_id, std::string_view title, std::string_view,
+                             std::string_view, std::string_view) override {
+        SerializeContainer(LinkId(id), parent_id, title, ObjectType::kMusicAlbum);
+    }
+};
+
+/// The object of a page: menu nodes are always written with their count.
+class PageObject : public CDSSimpleSerializer {
+public:
+    void SerializeContainerWithCount(std::string_view id, std::string_view parent_id, std::string_view title,
+                                     std::int32_t /*child_count*/, ObjectTypeCode code) override {
+        SerializeContainer(id, parent_id, title, code);
+    }
+};
 
 /// One object, browsed as its requester sees it.
 class Browser {
@@ -36,11 +65,11 @@ public:
 
     /// The link to the parent; empty when the object does not tell its parent.
     std::string ParentLink() {
-        CDSSimpleSerializer own;
+        PageObject own;
         std::int32_t total = 0;
         if (Browse(BrowseFlag::Metadata, 0, 0, own, total) < 0 || own.Objects().empty()) return {};
         const std::string link =
-            "&lt;&lt;&nbsp; <a href=\"/cds/" + XMLEscape(own.Objects().front().parentId) + "\">Parent";
+            "&lt;&lt;&nbsp; <a href=\"/cds/" + XMLEscape(LinkId(own.Objects().front().parentId)) + "\">Parent";
         // Cut short it would lead elsewhere and leave its attribute open.
         return link.size() < kParentField ? link : std::string();
     }
@@ -61,7 +90,7 @@ bool RenderList(Browser& object, bool is_root, const PageSink& sink) {
     std::int32_t total = 0;
     std::int32_t start = 0;
     do {
-        CDSHtmlSerializer list;
+        PageList list;
         const std::int32_t listed = object.Children(start, list, total);
         if (start == 0) {
             if (listed < 0) return true;

@@ -24,8 +24,17 @@ TEST_F(BrowsePageTest, TheRootLinksToTheMenu) {
 
 TEST_F(BrowsePageTest, ItemsLinkToTheirFilesAndContainersBack) {
     AddTrack("/m/x.mp3", "<b>");
-    EXPECT_EQ(Body("/cds/all"), "<ul><li class=\"cds-item\"><a href=\"/m/1.mp3\">&lt;b&gt; (A-B)</li></ul>");
-    EXPECT_EQ(Body("/cds/artists$1"), "&lt;&lt;&nbsp; <a href=\"/cds/artists\">Parent<ul></ul>");
+    EXPECT_EQ(Body("/cds/all"),
+              "&lt;&lt;&nbsp; <a href=\"/cds/top\">Parent<ul><li class=\"cds-item\"><a href=\"/m/1.mp3\">&lt;b&gt; "
+              "(A-B)</li></ul>");
+}
+
+TEST_F(BrowsePageTest, APersonGetsFromTheMenuToAnAlbumAndBack) {
+    AddTrack("/m/x.mp3", "T");
+    const std::string up = "&lt;&lt;&nbsp; <a href=\"/cds/";
+    EXPECT_NE(Body("/cds/artists").find("<a href=\"/cds/artists$1\">A</li>"), std::string::npos);
+    EXPECT_EQ(Body("/cds/artists$1"),
+              up + "artists\">Parent<ul><li class=\"cds-ct\"><a href=\"/cds/artists$1$1\">B</li></ul>");
 }
 
 struct BadId {
