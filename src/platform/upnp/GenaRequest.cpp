@@ -31,7 +31,8 @@ std::optional<std::uint32_t> ParseNumber(std::string_view text, std::uint32_t mo
 
 bool IsAllowedTarget(const std::string& host, const std::string& subscriber, const Subnet& subnet) {
     in_addr parsed{};
-    if (inet_pton(AF_INET, host.c_str(), &parsed) != 1) return false;
+    // The conversion would take a NUL for the end of the text.
+    if (host.find('\0') != std::string::npos || inet_pton(AF_INET, host.c_str(), &parsed) != 1) return false;
     if (host == subscriber) return true;
     const std::uint32_t address = ntohl(parsed.s_addr);
     const std::uint32_t host_part = address & ~subnet.mask;
@@ -50,7 +51,8 @@ std::optional<std::string> CheckUrl(std::string_view url, const std::string& sub
     constexpr std::uint32_t kHttpPort = 80;
     const auto port = colon == std::string_view::npos ? kHttpPort : ParseNumber(authority.substr(colon + 1), 65535);
     if (!port || *port == 0 || !IsAllowedTarget(host, subscriber, subnet)) return std::nullopt;
-    const auto is_plain = [](unsigned char c) { return c > ' ' && c < 0x7f; };
+    // The library takes every opening bracket for the start of a URL, one in a path as well.
+    const auto is_plain = [](unsigned char c) { return c > ' ' && c < 0x7f && c != '<'; };
     if (!std::all_of(path.begin(), path.end(), is_plain)) return std::nullopt;
     return std::string(kScheme) + host + ":" + std::to_string(*port) + std::string(path);
 }

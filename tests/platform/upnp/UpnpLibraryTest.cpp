@@ -396,6 +396,7 @@ TEST_F(UpnpLibraryTest, SubscriptionsThatAreRefused) {
     const Case cases[] = {
         {"a callback without a path ends the library's process", "CALLBACK: <http://127.0.0.1:1>\r\n" + nt, 412},
         {"somebody else's address", "CALLBACK: <http://192.0.2.1:80/>\r\n" + nt, 412},
+        {"somebody else's address within a path", "CALLBACK: <http://127.0.0.1:1/a<http://192.0.2.1>\r\n" + nt, 412},
         {"no callback", nt, 412},
         {"no NT", good, 412},
         {"another NT", good + "NT: upnp:propchange\r\n", 412},

@@ -27,6 +27,7 @@ TEST(Callback, OnlyToTheSubscriberOrItsNetwork) {
         {"no path", "<http://192.168.1.20:80>", nullptr},
         {"another network", "<http://192.168.2.20/>", nullptr},
         {"one good, one foreign", "<http://192.168.1.20/a><http://8.8.8.8/b>", nullptr},
+        {"a second URL within the path", "<http://192.168.1.20/a<http://8.8.8.8/b>", nullptr},
         {"everybody in the network", "<http://192.168.1.255/>", nullptr},
         {"the network itself", "<http://192.168.1.0/>", nullptr},
         {"a name may mean anything", "<http://printer.example/>", nullptr},
