@@ -99,7 +99,7 @@ std::string Parse(const std::string& text, Json::Value& root) {
     }
     if (!root.isObject()) return "the document is not an object";
     const Json::Value& list = root[kListMember];
-    const bool is_list = list.isNull() || list.isObject() || (list.isIntegral() && list.asInt64() == 0);
+    const bool is_list = list.isNull() || list.isObject() || (list.isInt() && list.asInt() == 0);
     return is_list ? std::string() : "\"ClientList\" is neither 0 nor an object";
 }
 
