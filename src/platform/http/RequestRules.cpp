@@ -18,7 +18,8 @@ constexpr std::string_view kKnownMethods[] = {"GET",     "HEAD",    "POST",     
 
 bool IsIpLiteral(const std::string& text, int family) {
     in6_addr address;
-    return inet_pton(family, text.c_str(), &address) == 1;
+    // The conversion would take a NUL for the end of the text.
+    return text.find('\0') == std::string::npos && inet_pton(family, text.c_str(), &address) == 1;
 }
 
 bool IsPort(std::string_view text) {

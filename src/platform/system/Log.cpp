@@ -91,7 +91,7 @@ LogFile& Log() {
     return *log;
 }
 
-std::string Format(const char* format, va_list arguments) {
+[[gnu::format(printf, 1, 0)]] std::string Format(const char* format, va_list arguments) {
     va_list again;
     va_copy(again, arguments);
     char stack[1024];
