@@ -17,6 +17,10 @@ endif()
 if(DMS_WERROR)
     target_compile_options(dms_flags INTERFACE -Werror)
 endif()
+if(DMS_FUZZ)
+    # What leads the fuzzer to new code; its main function comes with the targets alone.
+    target_compile_options(dms_flags INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 if(DMS_SANITIZE)
     target_compile_options(dms_flags INTERFACE -fsanitize=${DMS_SANITIZE} -fno-omit-frame-pointer
         -fno-sanitize-recover=all)

@@ -40,6 +40,13 @@ public:
         return true;
     }
 
+    /// Tells the server that nothing more comes. After its first answer or that pause: an end that arrives together
+    /// with the last bytes is noticed by the server only when the request is overdue.
+    void EndInput(std::chrono::milliseconds pause) {
+        More(pause);
+        shutdown(socket_.get(), SHUT_WR);
+    }
+
     /// One answer: the header block in `head`, the body (by Content-Length, chunks undone, else to the end) in `body`.
     /// @return the status, 0 when the connection ended or nothing came in time.
     int Receive(std::string& head, std::string& body, bool has_body = true) {

@@ -1,0 +1,17 @@
+# Every fuzz target: one file Name.cpp beside this one, its corpus in corpus/Name, and the libraries that it tries.
+# Included by the build of the fuzzers and by that of the tests; make_target(name libraries…) is theirs.
+make_target(AgentConf dms_clients)
+make_target(ClientList dms_clients)
+make_target(Escape dms_text PkgConfig::xml2)
+make_target(Filter dms_model)
+make_target(HttpRange dms_http)
+make_target(HttpRequest dms_http)
+make_target(MediaFolders dms_library_folders)
+make_target(MediaUrl dms_media)
+make_target(MenuTemplate dms_tree dms_serializer)
+make_target(ObjectId dms_tree dms_serializer)
+make_target(OptionFile dms_model)
+make_target(RequestRules dms_http)
+make_target(RendererDescription dms_upnp PkgConfig::xml2)
+make_target(SoapBody dms_upnp PkgConfig::xml2)
+make_target(Subscribe dms_upnp PkgConfig::curl)
