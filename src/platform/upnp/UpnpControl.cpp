@@ -38,6 +38,8 @@ HttpResponse XmlResponse(int status, std::string body) {
     HttpResponse response;
     response.status = status;
     response.headers.emplace_back("Content-Type", "text/xml; charset=\"utf-8\"");
+    // Required, and empty (UPnP Device Architecture 1.0, 3.2.2); the server library takes no value that is wholly so.
+    response.headers.emplace_back("EXT", " ");
     response.body = std::move(body);
     return response;
 }

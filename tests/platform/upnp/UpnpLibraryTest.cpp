@@ -194,6 +194,7 @@ TEST_F(UpnpLibraryTest, Actions) {
             "\"><First>1 &lt; 2</First><Second>a&amp;b ü</Second><Agent>tv</Agent><Address>127.0.0.1</Address>"
             "</u:EchoResponse></s:Body></s:Envelope>\n");
     EXPECT_EQ(RawClient::HeaderOf(head_, "Content-Type"), "text/xml; charset=\"utf-8\"");
+    EXPECT_NE(head_.find("\r\nEXT:"), std::string::npos) << head_;
 
     struct Case {
         const char* why;
