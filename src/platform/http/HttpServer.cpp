@@ -61,6 +61,11 @@ int Listen(const std::string& address, std::uint16_t port, UniqueFd& listener) {
     return error;
 }
 
+/// How long a connection may do nothing, from now on.
+void SetSilenceLimit(MHD_Connection* connection, std::chrono::seconds limit) {
+    MHD_set_connection_option(connection, MHD_CONNECTION_OPTION_TIMEOUT, static_cast<unsigned>(limit.count()));
+}
+
 /// Tells of refused requests in one line per interval, however many a stranger sends.
 class RefusalLog {
 public:
@@ -152,7 +157,10 @@ void* HttpServer::Impl::OnTarget(void* self, const char* target, MHD_Connection*
     auto* client = static_cast<ConnectionTable::Connection*>(
         MHD_get_connection_info(connection, MHD_CONNECTION_INFO_SOCKET_CONTEXT)->socket_context);
     // The first request is due from the accept on, a later one from its first line on.
-    if (!client->first_request) server.connections->ExpectRequest(client, server.config.limits.request_timeout);
+    if (!client->first_request) {
+        server.connections->ExpectRequest(client, server.config.limits.request_timeout);
+        SetSilenceLimit(connection, server.config.limits.idle_timeout);
+    }
     client->first_request = false;
     auto exchange = std::make_unique<Exchange>();
     exchange->server = &server;
@@ -324,6 +332,7 @@ MHD_Response* FileResponse(HttpResponse& answer) {
 MHD_Result HttpServer::Impl::Send(Exchange& exchange) {
     connections->ExpectNothing(exchange.client);
     HttpResponse& answer = *exchange.answer;
+    const bool is_media = answer.stream || answer.file;
     MhdResponse response;
     if (answer.stream)
         response.reset(HttpStream::Attach(std::move(answer.stream), answer.length, exchange.connection, streams));
@@ -332,6 +341,7 @@ MHD_Result HttpServer::Impl::Send(Exchange& exchange) {
     else
         response.reset(TextResponse(std::move(answer.body)));
     if (!response) return MHD_NO;
+    if (is_media) SetSilenceLimit(exchange.connection, config.limits.stall_timeout);
     // Otherwise the library ends the body that HEAD does not have with a last chunk, which the next answer would
     // suffer.
     if (answer.length == HttpResponse::kUnknownLength && exchange.request.method == MHD_HTTP_METHOD_HEAD)

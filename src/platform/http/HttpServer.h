@@ -56,7 +56,8 @@ struct HttpLimits {
     std::uint32_t connections = 512;
     std::uint32_t connections_per_address = 64;
     std::chrono::seconds request_timeout{10};  ///< from accept or the previous answer to a complete request
-    std::chrono::seconds idle_timeout{30};     ///< between requests, and for a client that does not read its answer
+    std::chrono::seconds idle_timeout{30};     ///< between requests, and for a client that does not read a text
+    std::chrono::seconds stall_timeout{600};   ///< for one that does not read on in a file or stream: a paused player
     std::uint32_t workers = 8;
     std::uint32_t queued_requests = 256;  ///< beyond, 503
     std::uint32_t stream_workers = 16;    ///< readers of streamed answers; more streams share them in turns

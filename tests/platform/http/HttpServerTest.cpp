@@ -4,6 +4,8 @@
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include "platform/http/HttpFile.h"
 #include "platform/http/HttpServer.h"
@@ -16,6 +18,7 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::uint64_t kFileBytes = 3'000'000;
+constexpr std::uint64_t kLargeBytes = 32'000'000;
 char ByteAt(std::uint64_t offset) {
     return static_cast<char>((offset * 2654435761u) >> 13);
 }
@@ -50,6 +53,7 @@ protected:
         ++handled_;
         if (request.path == "/file") return ServeFile(request, file_, "audio/mpeg", "DLNA.ORG_OP=01");
         if (request.path == "/image") return ServeFile(request, file_, "image/jpeg");
+        if (request.path == "/large") return LargeFile();
         if (request.path == "/missing") return ServeFile(request, file_ + "-none", "audio/mpeg");
         if (request.path == "/folder") return ServeFile(request, "/", "audio/mpeg");
         if (request.path == "/wait") std::this_thread::sleep_for(300ms);
@@ -67,6 +71,13 @@ protected:
                 return static_cast<std::ptrdiff_t>(count);
             };
         }
+        return response;
+    }
+    static HttpResponse LargeFile() {
+        HttpResponse response;
+        response.file = UniqueFd(memfd_create("large", MFD_CLOEXEC));
+        EXPECT_EQ(ftruncate(response.file.get(), static_cast<off_t>(kLargeBytes)), 0);
+        response.length = kLargeBytes;
         return response;
     }
     int Status(std::string_view request) { return RawStatus(server_->Port(), request); }
@@ -259,6 +270,22 @@ TEST_F(HttpServerTest, KeepAliveEndsByItself) {
     while (Clock::now() - started < 8s && !dripping.ClosedWithin(250ms)) dripping.Send(next.substr(sent++, 1));
     EXPECT_LT(Clock::now() - started, 5s);
     EXPECT_TRUE(idle.ClosedWithin(3s));
+}
+
+TEST_F(HttpServerTest, APausedPlayerKeepsItsConnection) {
+    limits_.idle_timeout = 1s;
+    limits_.stall_timeout = 30s;
+    Start();
+    RawClient player(server_->Port());
+    std::string head, body;
+    // More than the sockets' buffers hold, so that the server has to wait for the player.
+    player.Send(Get("/large"));
+    std::this_thread::sleep_for(3s);
+    EXPECT_EQ(player.Receive(head, body), 200);
+    EXPECT_EQ(body.size(), kLargeBytes);
+    player.Send(Get("/"));
+    EXPECT_EQ(player.Receive(head, body), 200);
+    EXPECT_TRUE(player.ClosedWithin(3s)) << "the pause was for the file alone";
 }
 
 TEST_F(HttpServerTest, ConnectionsPerAddress) {
