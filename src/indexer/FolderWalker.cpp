@@ -57,6 +57,11 @@ std::optional<std::vector<std::string>> ReadNames(DIR* directory) {
 
 }  // namespace
 
+const char* ProblemOfPath(const std::string& path) {
+    if (!IsUtf8(path)) return "its name is not UTF-8";
+    return path.size() > kMaxPathBytes ? "its path is too long" : nullptr;
+}
+
 FileState StateOf(const struct stat& status) {
     return {status.st_size, std::int64_t{status.st_mtim.tv_sec} * 1'000'000'000 + status.st_mtim.tv_nsec,
             static_cast<std::int64_t>(status.st_ino)};
@@ -106,7 +111,9 @@ void FolderWalker::Walk(const std::string& path, std::int32_t id, int depth, con
     Listing listing;
     listing.path = path;
     listing.id = id;
-    if (stop_ || !List(listing)) return;
+    if (stop_) return;
+    if (listener_) listener_(path);
+    if (!List(listing)) return;
     visit(listing);
     listing.files = {};
     for (const FoundDirectory& directory : listing.directories) {
@@ -142,8 +149,7 @@ void FolderWalker::AddEntry(Listing& listing, int directory, const std::string& 
     if (!is_file && !S_ISDIR(target.st_mode)) return;
 
     const std::string path = listing.path + "/" + name;
-    if (!IsUtf8(name)) return LogLeftOut("", path, "its name is not UTF-8");
-    if (path.size() > kMaxPathBytes) return LogLeftOut("", path, "its path is too long");
+    if (const char* problem = ProblemOfPath(path)) return LogLeftOut("", path, problem);
     if (is_file) {
         listing.files.push_back({name, *kind, StateOf(target)});
     } else if (MayFollow(is_link ? path : std::string(), target)) {

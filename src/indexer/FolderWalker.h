@@ -66,11 +66,13 @@ private:
 class FolderWalker {
 public:
     using Visitor = std::function<void(Listing&)>;
+    /// Told the path of each directory before it is listed, so that who watches it misses nothing.
+    using Listener = std::function<void(const std::string& path)>;
 
     /// @param stop  set by another thread or a signal handler to end the walk early.
     /// @param log   whether to log what is left out.
-    FolderWalker(const FolderSet& folders, const std::atomic<bool>& stop, bool log = true)
-        : folders_(folders), stop_(stop), log_(log) {}
+    FolderWalker(const FolderSet& folders, const std::atomic<bool>& stop, bool log = true, Listener listener = {})
+        : folders_(folders), stop_(stop), log_(log), listener_(std::move(listener)) {}
 
     /// Walks `path` and what is below it. A directory that cannot be read is logged and not visited.
     /// @param id  the visitor's own, handed to the visit of `path`.
@@ -86,8 +88,12 @@ private:
     const FolderSet& folders_;
     const std::atomic<bool>& stop_;
     const bool log_;
+    const Listener listener_;
     std::set<std::pair<dev_t, ino_t>> linked_;  ///< directories reached through a link
 };
+
+/// Why the database cannot hold a path; null when it can.
+const char* ProblemOfPath(const std::string& path);
 
 /// State of a file from its stat.
 FileState StateOf(const struct stat& status);

@@ -29,18 +29,21 @@ bool MayRemove(const std::string& path) {
 
 /// Takes the row of that path out of `known`; rows that remain at the end are of what has gone.
 std::optional<KnownRow> TakeRow(std::vector<KnownRow>& known, MediaKind kind, const std::string& path) {
-    const auto row = std::lower_bound(known.begin(), known.end(), path,
-                                      [](const KnownRow& a, const std::string& b) { return a.path < b; });
-    if (row == known.end() || row->path != path || row->kind != kind || row->id == 0) return std::nullopt;
-    KnownRow taken = *row;
-    row->id = 0;
-    return taken;
+    auto row = std::lower_bound(known.begin(), known.end(), path,
+                                [](const KnownRow& a, const std::string& b) { return a.path < b; });
+    for (; row != known.end() && row->path == path; ++row) {
+        if (row->kind != kind || row->id == 0) continue;
+        KnownRow taken = *row;
+        row->id = 0;
+        return taken;
+    }
+    return std::nullopt;
 }
 
 }  // namespace
 
 Indexer::Indexer(const FolderSet& folders, Progress& progress, const std::atomic<bool>& stop,
-                 DirectoryListener listener)
+                 FolderWalker::Listener listener)
     : folders_(folders), progress_(progress), stop_(stop), listener_(std::move(listener)) {}
 
 ScanResult Indexer::ScanAll() {
@@ -68,7 +71,7 @@ ScanResult Indexer::Scan(const std::function<void(FolderWalker&)>& walk) {
         tables_ = &tables;
         pool_ = &pool;
         was_empty_ = tables.IsEmpty();
-        FolderWalker walker(folders_, stop_);
+        FolderWalker walker(folders_, stop_, true, listener_);
         walk(walker);
         result_.complete = pool.Finish() && !stop_;
         result_.stored = pool.Stored();
@@ -86,8 +89,10 @@ void Indexer::WalkAll(FolderWalker& walker) {
     tables_->MarkUnshared(folders_);
     for (const MediaFolder& folder : folders_.Outermost()) {
         struct stat status;
-        if (stat(folder.path.c_str(), &status) != 0) {
-            DMSPrintf(0, "could not read shared folder \"%s\": %s", folder.path.c_str(), std::strerror(errno));
+        const char* problem = ProblemOfPath(folder.path);
+        if (!problem && stat(folder.path.c_str(), &status) != 0) problem = std::strerror(errno);
+        if (problem) {
+            DMSPrintf(0, "could not read shared folder \"%s\": %s", folder.path.c_str(), problem);
             continue;
         }
         const std::int32_t id = tables_->PutDirectory(folder.path, folder.name, 0, StateOf(status).mtime);
@@ -105,7 +110,6 @@ std::size_t Indexer::CountFiles() {
 }
 
 void Indexer::Visit(Listing& listing) {
-    if (listener_) listener_(listing.path);
     std::vector<KnownRow> known;
     if (!was_empty_) known = tables_->ChildrenOf(listing.id);
     std::sort(known.begin(), known.end(), [](const KnownRow& a, const KnownRow& b) { return a.path < b.path; });
@@ -145,8 +149,7 @@ void Indexer::TakeOverRenamed(const Listing& listing, const std::vector<const Fo
             return candidate.kind == file->kind && candidate.state == file->state && IsGone(candidate.path);
         });
         if (row == rows.end()) continue;
-        tables_->Rename(*row, listing.path + "/" + file->name, listing.id);
-        ++result_.renamed;
+        if (tables_->Rename(*row, listing.path + "/" + file->name, listing.id)) ++result_.renamed;
     }
 }
 

@@ -26,12 +26,10 @@ struct ScanResult {
 /// Threads: one; reads files with two more of its own.
 class Indexer {
 public:
-    /// Told the path of each directory before its content is taken for known.
-    using DirectoryListener = std::function<void(const std::string& path)>;
-
     /// @param stop  ends a scan early when set; may be set by a signal handler.
+    /// @param listener  told the path of each directory before it is listed.
     Indexer(const FolderSet& folders, Progress& progress, const std::atomic<bool>& stop,
-            DirectoryListener listener = {});
+            FolderWalker::Listener listener = {});
 
     /// Scans all shared folders.
     ScanResult ScanAll();
@@ -50,7 +48,7 @@ private:
     const FolderSet& folders_;
     Progress& progress_;
     const std::atomic<bool>& stop_;
-    DirectoryListener listener_;
+    FolderWalker::Listener listener_;
 
     // Of the scan under way.
     LibraryTables* tables_ = nullptr;

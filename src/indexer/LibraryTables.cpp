@@ -100,6 +100,8 @@ void AppendJsonRow(std::string& json, const MediaRow& row) {
 LibraryTables::LibraryTables(PGconn* connection) : connection_(connection) {
     // What a crash of the server loses, the next scan finds again.
     Run("SET synchronous_commit = off", {}, "prepare the database session");
+    // A folder of a million files may go at once.
+    Run("SET statement_timeout = '10min'", {}, "prepare the database session");
     Run("CREATE TEMP TABLE IF NOT EXISTS gone (kind integer, id integer, path text)", {},
         "prepare the database session");
     Run("TRUNCATE gone", {}, "prepare the database session");
@@ -157,12 +159,15 @@ std::int32_t LibraryTables::PutDirectory(const std::string& path, const std::str
     return Parse<std::int32_t>(PQgetvalue(rows.get(), 0, 0));
 }
 
-void LibraryTables::Rename(const KnownRow& row, const std::string& path, std::int32_t parent_id) {
+bool LibraryTables::Rename(const KnownRow& row, const std::string& path, std::int32_t parent_id) {
     const std::string id = std::to_string(row.id), parent = std::to_string(parent_id);
     const char* const params[] = {id.c_str(), path.c_str(), parent.c_str()};
-    Run(std::string("WITH raised AS (") + kRaiseGeneration + ") UPDATE " + TableName(row.kind) +
-            " SET path = $2, parent_id = $3 WHERE id = $1",
-        params, "rename a file");
+    const std::string table = TableName(row.kind);
+    const PgResult result = Run(std::string("WITH raised AS (") + kRaiseGeneration + ") UPDATE " + table +
+                                    " SET path = $2, parent_id = $3 WHERE id = $1 AND NOT EXISTS (SELECT 1 FROM " +
+                                    table + " WHERE path = $2)",
+                                params, "rename a file");
+    return std::string_view(PQcmdTuples(result.get())) == "1";
 }
 
 /// INSERT of the columns that both the record and the table have.
@@ -257,11 +262,9 @@ std::size_t LibraryTables::RemoveGone() {
 }
 
 void LibraryTables::Analyze() {
-    Run("SET statement_timeout = 0", {}, "analyze the library");
     for (const char* table : kTables) {
         Run(std::string("VACUUM (ANALYZE) ") + table, {}, "analyze the library");
     }
-    Run("RESET statement_timeout", {}, "analyze the library");
 }
 
 }  // namespace MediaServer

@@ -46,8 +46,8 @@ public:
     /// shared folder. @return its row id.
     std::int32_t PutDirectory(const std::string& path, const std::string& title, std::int32_t parent_id,
                               std::int64_t mtime);
-    /// A file got another name: its row keeps its id.
-    void Rename(const KnownRow& row, const std::string& path, std::int32_t parent_id);
+    /// A file got another name: its row keeps its id. @return false when the new name has a row already.
+    bool Rename(const KnownRow& row, const std::string& path, std::int32_t parent_id);
     /// Adds files or brings their rows up to date. @return the rows that the database refused, after logging each.
     std::size_t PutFiles(MediaKind kind, std::span<const MediaRow> rows);
 

@@ -14,6 +14,7 @@
 #include "indexer/Progress.h"
 #include "platform/database/Database.h"
 #include "platform/library/MediaFolders.h"
+#include "platform/system/Files.h"
 #include "platform/system/Log.h"
 #include "platform/system/Paths.h"
 
@@ -76,6 +77,10 @@ bool ScanOnce(Progress& progress) {
     return PrepareDatabase() && RunScan(progress, [&] { return indexer.ScanAll(); });
 }
 
+bool Exists(const MediaFolder& folder) {
+    return NLIBCFileExist(folder.path.c_str());
+}
+
 /// Scans once, then follows changes until something calls for another whole scan.
 /// @return false when the database failed.
 bool WatchUntilRescan(Progress& progress) {
@@ -84,8 +89,10 @@ bool WatchUntilRescan(Progress& progress) {
     Indexer indexer(folders, progress, stop, [&](const std::string& directory) { watch.Add(directory); });
     if (!PrepareDatabase() || !RunScan(progress, [&] { return indexer.ScanAll(); })) return false;
 
+    // A folder that is not there cannot be watched for its coming either.
+    const bool all_exist = std::all_of(folders.All().begin(), folders.All().end(), Exists);
     const auto rescan = std::chrono::steady_clock::now() + kRescanInterval;
-    while (!stop && (watch.IsComplete() || std::chrono::steady_clock::now() < rescan)) {
+    while (!stop && ((all_exist && watch.IsComplete()) || std::chrono::steady_clock::now() < rescan)) {
         const FolderWatch::Changes changes = watch.Wait(std::chrono::seconds(1));
         if (changes.everything) return true;
         if (changes.None()) continue;
