@@ -51,25 +51,6 @@ TEST_F(CategoryTest, ValuesThenAlbumsThenSongs) {
     EXPECT_THAT(Children(node, "F$1$1").objects, ElementsAre(Written{"F$1$1$@2", "F$1$1", "early", -1, -2, 2},
                                                              Written{"F$1$1$@1", "F$1$1", "late", -1, -2, 1}));
     EXPECT_THAT(Children(node, "F$1", {.options = BrowseOption::kNoShowAll}).Titles(), ElementsAre("One", "Two"));
-
-    struct Page {
-        const char* why;
-        std::int32_t start, count;
-        std::vector<std::string> ids;
-    };
-    const Page kPages[] = {
-        {"the show-all entry counts", 0, 1, {"F$1$0"}},
-        {"and is followed", 0, 2, {"F$1$0", "F$1$3"}},
-        {"it is the first of all", 1, 2, {"F$1$3", "F$1$1"}},
-        {"the last", 2, 1, {"F$1$1"}},
-        {"past the end", 3, 1, {}},
-    };
-    for (const Page& page : kPages) {
-        SCOPED_TRACE(page.why);
-        const Answer answer = Children(node, "F$1", {.start = page.start, .count = page.count});
-        EXPECT_EQ(answer.Ids(), page.ids);
-        EXPECT_EQ(answer.total, 3);
-    }
 }
 
 TEST_F(CategoryTest, LettersWithTheOthersLast) {

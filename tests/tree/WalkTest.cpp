@@ -1,4 +1,3 @@
-#include <future>
 #include <random>
 #include <set>
 
@@ -146,32 +145,6 @@ TEST_F(WalkTest, ADatabaseThatStoppedIsAnErrorUntilItIsBack) {
     EXPECT_EQ(Children(genres, "23$1").total, kUntouched);
     database.Start();
     for (const auto& [node, id] : kAsked) EXPECT_EQ(Metadata(*node, id).result, 1) << id;
-}
-
-TEST_F(WalkTest, ClientsWithDifferentSeparatorsDoNotDisturbEachOther) {
-    CDSCategoryFolder node(MediaKind::Music, ":@AllIndexFiles@", "0", "F", "Music", ObjectType::kContainer, strings);
-    node.AddCategory("artist", 1);
-    node.AddCategory("artist", 0);
-    DMSClientChecker dollar("", "", true), slash("", "", true);
-    slash.flags = ClientFlag::kSlashSeparator;
-    const auto walk = [&](const DMSClientChecker& client) {
-        std::vector<std::string> ids{"F"};
-        for (std::size_t i = 0; i < ids.size(); ++i) {
-            const Answer answer = Children(node, ids[i], {.client = &client});
-            for (const Written& object : answer.objects) {
-                if (object.code != -1 || i % 8 == 0) ids.push_back(object.id);
-            }
-        }
-        return ids;
-    };
-    const std::vector<std::string> with_dollar = walk(dollar), with_slash = walk(slash);
-    ASSERT_EQ(with_dollar.size(), with_slash.size());
-    std::vector<std::future<std::vector<std::string>>> walks;
-    for (int i = 0; i < 4; ++i) {
-        walks.push_back(std::async(std::launch::async, walk, std::cref(i % 2 == 0 ? dollar : slash)));
-    }
-    for (int i = 0; i < 4; ++i)
-        EXPECT_EQ(walks[static_cast<std::size_t>(i)].get(), i % 2 == 0 ? with_dollar : with_slash);
 }
 
 }  // namespace
