@@ -21,10 +21,21 @@ namespace {
 constexpr int kThumbnailSide = 160;
 constexpr std::string_view kOriginalSuffix = "_orig";
 
-enum class Source { Embedded, SongFolder, Video };
+/// What each place of a cover is, and how to get from the row's file to it.
+struct Source {
+    PictureIn kind;
+    std::string (*find)(std::string_view path);
+};
+std::string Itself(std::string_view path) {
+    return std::string(path);
+}
 
-constexpr Source kInSong[] = {Source::Embedded}, kBesideSong[] = {Source::SongFolder},
-                 kOfAlbum[] = {Source::Embedded, Source::SongFolder}, kOfVideo[] = {Source::Video, Source::Embedded};
+constexpr Source kInSong[] = {{PictureIn::Tags, Itself}};
+constexpr Source kBesideSong[] = {{PictureIn::File, FindFolderCover}};
+constexpr Source kOfAlbum[] = {{PictureIn::Tags, Itself}, {PictureIn::File, FindFolderCover}};
+// Every video is announced with a cover, so each has one.
+constexpr Source kOfVideo[] = {
+    {PictureIn::File, FindVideoCover}, {PictureIn::Tags, Itself}, {PictureIn::Video, Itself}};
 
 /// Where each kind of cover is looked for, in that order; an album stands for one of its songs.
 struct CoverKind {
@@ -72,18 +83,6 @@ std::optional<CoverUrl> ParseCoverUrl(std::string_view rest) {
     return CoverUrl{kind, format, original, *id};
 }
 
-std::string FileFor(Source source, const std::string& path) {
-    switch (source) {
-        case Source::Embedded:
-            return path;
-        case Source::SongFolder:
-            return FindFolderCover(path);
-        case Source::Video:
-            return FindVideoCover(path);
-    }
-    return {};
-}
-
 }  // namespace
 
 HttpResponse ServeCover(const HttpRequest& request, std::string_view rest, PictureStore& pictures) {
@@ -92,14 +91,15 @@ HttpResponse ServeCover(const HttpRequest& request, std::string_view rest, Pictu
     std::string path;
     const Lookup lookup = FindMediaPath(url->kind->table, url->id, path);
     if (lookup != Lookup::Found) return PlainResponse(lookup == Lookup::Failed ? 503 : 404);
-    for (const Source source : url->kind->sources) {
-        const PictureOrigin origin{FileFor(source, path), source == Source::Embedded};
-        if (UniqueFd file = pictures.Open(origin, url->format->format, url->original ? 0 : kThumbnailSide)) {
+    bool busy = false;
+    for (const Source& source : url->kind->sources) {
+        const PictureOrigin origin{source.kind, source.find(path)};
+        if (UniqueFd file = pictures.Open(origin, url->format->format, url->original ? 0 : kThumbnailSide, busy)) {
             return ServeDescriptor(request, std::move(file), url->format->mime,
                                    PictureDlnaParams(PictureKind::Cover, url->format->profile));
         }
     }
-    return PlainResponse(404);
+    return PlainResponse(busy ? 503 : 404);
 }
 
 }  // namespace MediaServer

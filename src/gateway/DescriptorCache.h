@@ -20,8 +20,7 @@ public:
 
     /// A descriptor of the caller's own for that file; nothing when it is not there.
     UniqueFd Find(const std::string& key);
-    /// Adds a file, unless the key is there or the file is larger than all the room; those unused for longest make
-    /// room.
+    /// Adds a file unless the key is there or the file is larger than all the room; the longest unused make way.
     void Add(const std::string& key, const UniqueFd& file);
 
 private:

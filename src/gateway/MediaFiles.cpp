@@ -4,6 +4,7 @@
 #include <iterator>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "dlna/DlnaProfiles.h"
 #include "platform/database/MediaInfoDB.h"
@@ -82,8 +83,9 @@ HttpResponse MediaFiles::ServeRendition(const HttpRequest& request, const MediaU
     if (const std::string indexed = PhotoThumbnailPath(photo_path, row.big); NLIBCFileExist(indexed.c_str())) {
         return ServeFile(request, indexed, kJpegMime, features);
     }
-    return ServeDescriptor(request, pictures_.Open({photo_path, false}, PictureFormat::Jpeg, row.max_side), kJpegMime,
-                           features);
+    bool busy = false;
+    UniqueFd made = pictures_.Open({PictureIn::File, photo_path}, PictureFormat::Jpeg, row.max_side, busy);
+    return busy ? PlainResponse(503) : ServeDescriptor(request, std::move(made), kJpegMime, features);
 }
 
 HttpResponse MediaFiles::ServeVideo(const HttpRequest& request, const MediaUrl& url, const std::string& path) const {

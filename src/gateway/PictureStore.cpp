@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "gateway/EmbeddedArt.h"
+#include "gateway/VideoFrame.h"
 #include "platform/system/Log.h"
 
 namespace MediaServer {
@@ -23,62 +24,86 @@ std::optional<PictureFormat> FormatOfFile(const UniqueFd& file) {
     return PictureFormatOf({start, static_cast<std::size_t>(std::max<ssize_t>(count, 0))});
 }
 
+std::string Read(const PictureOrigin& origin) {
+    switch (origin.kind) {
+        case PictureIn::File:
+            return ReadWholeFile(origin.path, kMaxPictureBytes).value_or("");
+        case PictureIn::Tags:
+            return EmbeddedArt(origin.path);
+        case PictureIn::Video:
+            return VideoFrame(origin.path);
+    }
+    return {};
+}
+
 /// A file that was changed is another key.
 std::string KeyOf(const PictureOrigin& origin, const struct stat& info, PictureFormat format, int max_side) {
     std::string key = format == PictureFormat::Jpeg ? "jpeg" : "png";
-    for (const long long part : {static_cast<long long>(max_side), static_cast<long long>(origin.embedded),
-                                 static_cast<long long>(info.st_size), static_cast<long long>(info.st_mtim.tv_sec),
-                                 static_cast<long long>(info.st_mtim.tv_nsec)}) {
+    for (const long long part :
+         {static_cast<long long>(max_side), static_cast<long long>(origin.kind), static_cast<long long>(info.st_size),
+          static_cast<long long>(info.st_mtim.tv_sec), static_cast<long long>(info.st_mtim.tv_nsec)}) {
         key.append(1, ':').append(std::to_string(part));
     }
     return key.append(1, ':').append(origin.path);
 }
 
-template <typename Semaphore>
-class Turn {
+/// Gives a semaphore that was acquired back.
+class Releaser {
 public:
-    explicit Turn(Semaphore& semaphore) : semaphore_(semaphore) { semaphore_.acquire(); }
-    ~Turn() { semaphore_.release(); }
-    Turn(const Turn&) = delete;
-    Turn& operator=(const Turn&) = delete;
+    explicit Releaser(std::counting_semaphore<>& semaphore) : semaphore_(semaphore) {}
+    ~Releaser() { semaphore_.release(); }
+    Releaser(const Releaser&) = delete;
+    Releaser& operator=(const Releaser&) = delete;
 
 private:
-    Semaphore& semaphore_;
+    std::counting_semaphore<>& semaphore_;
 };
+
+std::optional<std::string> Render(const PictureOrigin& origin, PictureFormat format, int max_side) {
+    std::string picture = Read(origin);
+    if (picture.empty()) return std::nullopt;
+    if (max_side == 0 && PictureFormatOf(picture) == format) return picture;
+    std::string error;
+    std::optional<std::string> rendered = RenderPicture(picture, format, max_side, error);
+    if (!rendered) {
+        DMSPrintf(1, "could not scale the picture of \"%s\": %s", origin.path.c_str(), error.c_str());
+    }
+    return rendered;
+}
 
 }  // namespace
 
-PictureStore::PictureStore() : kept_(kKeptPictures, kKeptBytes), turns_(kDecoders) {}
+PictureStore::PictureStore(std::ptrdiff_t max_pending)
+    : kept_(kKeptPictures, kKeptBytes), pending_(max_pending), turns_(kDecoders) {}
 
-UniqueFd PictureStore::Open(const PictureOrigin& origin, PictureFormat format, int max_side) {
+UniqueFd PictureStore::Open(const PictureOrigin& origin, PictureFormat format, int max_side, bool& busy) {
     struct stat info {};
     if (origin.path.empty() || stat(origin.path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return {};
     if (max_side == 0) {
-        if (!origin.embedded) {
+        if (origin.kind == PictureIn::File) {
             UniqueFd file(open(origin.path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
             if (file && FormatOfFile(file) == format) return file;
         }
-        return Render(origin, format, max_side, info.st_mtim);
+        return Make(origin, format, max_side, info.st_mtim, busy);
     }
     const std::string key = KeyOf(origin, info, format, max_side);
     if (UniqueFd kept = kept_.Find(key)) return kept;
-    UniqueFd made = Render(origin, format, max_side, info.st_mtim);
+    UniqueFd made = Make(origin, format, max_side, info.st_mtim, busy);
     if (made) kept_.Add(key, made);
     return made;
 }
 
-UniqueFd PictureStore::Render(const PictureOrigin& origin, PictureFormat format, int max_side,
-                              const struct timespec& modified) {
-    const Turn turn(turns_);
-    const std::string picture =
-        origin.embedded ? EmbeddedArt(origin.path) : ReadWholeFile(origin.path, kMaxPictureBytes).value_or("");
-    if (picture.empty()) return {};
-    if (max_side == 0 && PictureFormatOf(picture) == format) return MakeAnonymousFile(picture, modified);
-    std::string error;
-    const std::optional<std::string> rendered = RenderPicture(picture, format, max_side, error);
-    if (rendered) return MakeAnonymousFile(*rendered, modified);
-    DMSPrintf(1, "could not scale the picture of \"%s\": %s", origin.path.c_str(), error.c_str());
-    return {};
+UniqueFd PictureStore::Make(const PictureOrigin& origin, PictureFormat format, int max_side,
+                            const struct timespec& modified, bool& busy) {
+    if (!pending_.try_acquire()) {
+        busy = true;
+        return {};
+    }
+    const Releaser pending(pending_);
+    turns_.acquire();
+    const Releaser turn(turns_);
+    const std::optional<std::string> picture = Render(origin, format, max_side);
+    return picture ? MakeAnonymousFile(*picture, modified) : UniqueFd();
 }
 
 }  // namespace MediaServer

@@ -8,30 +8,34 @@
 
 namespace MediaServer {
 
-/// Where a picture is: a file that is one, or a media file that carries one.
+/// Where a picture is: a file that is one, one carried by a media file, or a frame of a video.
+enum class PictureIn { File, Tags, Video };
 struct PictureOrigin {
+    PictureIn kind;
     std::string path;
-    bool embedded = false;
 };
 
 /// Makes pictures in the size and format that a client wants, and keeps the ones last asked for in memory.
 /// Threads: any, at once.
 class PictureStore {
 public:
-    PictureStore();
+    /// @param max_pending  most callers that make a picture or wait for their turn: with the rest of the workers the
+    ///                     server still answers for files, however many pictures are asked for at once.
+    explicit PictureStore(std::ptrdiff_t max_pending);
 
-    /// @param max_side  the picture is scaled to fit a square of that side; 0 leaves it as it is, except for its
-    /// format.
+    /// @param max_side   the picture is scaled to fit a square of that side; 0 changes its format at most.
+    /// @param[out] busy  set when nothing comes back because too many callers are pending; else untouched.
     /// @return a descriptor of the caller's own; nothing when there is no such picture, it is no picture, or one that
-    /// is
-    ///         too large, the last two with a log line at level 1.
-    UniqueFd Open(const PictureOrigin& origin, PictureFormat format, int max_side);
+    ///         is too large, the last two with a log line at level 1.
+    UniqueFd Open(const PictureOrigin& origin, PictureFormat format, int max_side, bool& busy);
 
 private:
-    UniqueFd Render(const PictureOrigin& origin, PictureFormat format, int max_side, const struct timespec& modified);
+    UniqueFd Make(const PictureOrigin& origin, PictureFormat format, int max_side, const struct timespec& modified,
+                  bool& busy);
 
     DescriptorCache kept_;
-    std::counting_semaphore<2> turns_;  // each may take some hundred megabytes for a picture at the limit
+    std::counting_semaphore<> pending_;
+    std::counting_semaphore<> turns_;  // each may take some hundred megabytes for a picture at the limit
 };
 
 }  // namespace MediaServer

@@ -103,6 +103,22 @@ TEST_F(CoverPicturesTest, VideoCoverInTheFormatOfTheUrl) {
     EXPECT_EQ(Cover("vfolderart_orig", id, "png").body, ReadWholeFile(media / "film.png", 1 << 20));
 }
 
+TEST_F(CoverPicturesTest, VideoWithoutACoverShowsAFrame) {
+    const auto video = [&](const char* source, const char* name) {
+        return Add("video", Make(std::string("-f lavfi -i ") + source + " -c:v mpeg4 -g 25", name));
+    };
+    ExpectThumbnail(Cover("vfolderart", video("testsrc=size=320x160:duration=1", "short.mkv")), 160, 80);
+    ExpectThumbnail(Cover("vfolderart", video("testsrc=size=160x320:rate=5:duration=25", "long.mp4")), 80, 160);
+    EXPECT_EQ(Cover("vfolderart", Add("video", media.Write("broken.mkv", "no video"))).status, 404);
+    // A list of what the network has is not followed, good as it is.
+    const std::string part =
+        Add("video", Make("-f lavfi -i testsrc=size=320x160:duration=1 -c:v mpeg2video", "part.ts"));
+    const std::string list = media.Write(
+        "list.m3u8", "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\nhttp://127.0.0.1:" + std::to_string(Port()) +
+                         "/v/NDLNA/" + part + ".ts\n#EXT-X-ENDLIST\n");
+    EXPECT_EQ(Cover("vfolderart", Add("video", list)).status, 404);
+}
+
 TEST_F(CoverPicturesTest, ThumbnailsAreKeptUntilTheFileChanges) {
     const std::string id = AddSongIn("album");
     Make(Picture("320x160"), "album/folder.jpg");
@@ -159,10 +175,18 @@ TEST_F(CoverPicturesTest, BombsAreRefusedByTheirHeader) {
     }
 }
 
+TEST_F(CoverPicturesTest, TooManyPendingIsNotTakenForNoPicture) {
+    PictureStore full(0);
+    const std::string path = Make(Picture("320x160"), "a.jpg");
+    bool busy = false;
+    EXPECT_FALSE(full.Open({PictureIn::File, path}, PictureFormat::Jpeg, 160, busy));
+    EXPECT_TRUE(busy);
+}
+
 // More requests than pictures may be decoded at once.
 TEST_F(CoverPicturesTest, ManyAtOnce) {
     std::vector<std::string> ids;
-    for (int i = 0; i < 16; ++i) {
+    for (int i = 0; i < 12; ++i) {
         const std::string folder = "album" + std::to_string(i);
         ids.push_back(AddSongIn(folder.c_str()));
         Make(Picture("640x320"), (folder + "/folder.jpg").c_str());
@@ -173,7 +197,7 @@ TEST_F(CoverPicturesTest, ManyAtOnce) {
         clients.emplace_back([&, id] { good += FactsOf(Cover("folderart", id).body).width == 160; });
     }
     for (std::thread& client : clients) client.join();
-    EXPECT_EQ(good, 16);
+    EXPECT_EQ(good, 12);
 }
 
 }  // namespace

@@ -43,7 +43,8 @@ struct Answer {
 /// The gateway on a loopback port over a library that each test fills.
 class GatewayTest : public DatabaseTest {
 protected:
-    GatewayTest() : gateway_(mime, kMediaPort), server_(Config(), [this](auto& r) { return gateway_.Handle(r); }) {
+    GatewayTest()
+        : gateway_(mime, kMediaPort, kWorkers), server_(Config(), [this](auto& r) { return gateway_.Handle(r); }) {
         mime.AddPairs("mp3 audio/mpeg jpg image/jpeg mkv video/x-matroska m2ts video/mpeg srt text/srt gif image/gif");
         EXPECT_EQ(server_.Start(), 0);
     }
@@ -74,11 +75,13 @@ protected:
     MimeTable mime;
 
 private:
+    static constexpr std::uint32_t kWorkers = 16;
     static HttpServer::Config Config() {
         HttpServer::Config config;
         config.address = "127.0.0.1";
         // What ends a connection that cannot go on.
         config.limits.idle_timeout = std::chrono::seconds(2);
+        config.limits.workers = kWorkers;
         return config;
     }
     Gateway gateway_;

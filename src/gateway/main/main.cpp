@@ -21,6 +21,8 @@
 namespace MediaServer {
 namespace {
 
+/// Most wait for a disk or for a picture to be made.
+constexpr std::uint32_t kWorkers = 16;
 constexpr std::string_view kGatewayLog = "/var/log/dms-gateway.log";
 
 struct Arguments {
@@ -103,10 +105,11 @@ int ServeUntilStopped(const Arguments& arguments, const sigset_t& stop_signals) 
     }
     MimeTable mime;
     LoadMimeTypes(mime);
-    Gateway gateway(mime, arguments.port);
+    Gateway gateway(mime, arguments.port, kWorkers);
     HttpServer::Config config;
     config.address = address;
     config.port = arguments.port;
+    config.limits.workers = kWorkers;
     config.server_header = "Linux UPnP/1.0 dms-gateway";
     HttpServer server(std::move(config), [&](const HttpRequest& request) { return gateway.Handle(request); });
     if (const int error = server.Start(); error != 0) {
