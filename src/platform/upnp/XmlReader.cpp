@@ -4,6 +4,7 @@
 
 #include <libxml/xmlreader.h>
 
+#include "platform/text/Text.h"
 #include "platform/upnp/UpnpLimits.h"
 
 namespace MediaServer {
@@ -16,6 +17,13 @@ struct ReaderDeleter {
 
 std::string_view View(const xmlChar* text) {
     return text ? std::string_view(reinterpret_cast<const char*>(text)) : std::string_view();
+}
+
+bool IsUtf8(std::string_view text) {
+    std::size_t length;
+    for (; !text.empty(); text.remove_prefix(length))
+        if ((length = Utf8SequenceLength(text)) == 0) return false;
+    return true;
 }
 
 std::string_view WithoutTrail(std::string_view document) {
@@ -39,11 +47,7 @@ public:
             case XML_READER_TYPE_CDATA:
             case XML_READER_TYPE_WHITESPACE:
             case XML_READER_TYPE_SIGNIFICANT_WHITESPACE:
-                return visit_({XmlEvent::Kind::Text,
-                               {},
-                               {},
-                               View(xmlTextReaderConstValue(reader_)),
-                               xmlTextReaderDepth(reader_) - 1});
+                return Text(View(xmlTextReaderConstValue(reader_)));
             // Comments and processing instructions say nothing to us; a declaration may define entities.
             case XML_READER_TYPE_COMMENT:
             case XML_READER_TYPE_PROCESSING_INSTRUCTION:
@@ -59,6 +63,10 @@ private:
         if (--elements_left_ < 0 || xmlTextReaderDepth(reader_) >= UpnpLimits::kXmlDepth) return false;
         const bool is_empty = xmlTextReaderIsEmptyElement(reader_) == 1;
         return Visit(XmlEvent::Kind::Start) && (!is_empty || Visit(XmlEvent::Kind::End));
+    }
+    /// The library passes what a CDATA section holds on as it came, broken sequences and all.
+    bool Text(std::string_view text) {
+        return IsUtf8(text) && visit_({XmlEvent::Kind::Text, {}, {}, text, xmlTextReaderDepth(reader_) - 1});
     }
     bool Visit(XmlEvent::Kind kind) {
         return visit_({kind,

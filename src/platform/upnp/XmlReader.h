@@ -10,7 +10,7 @@ struct XmlEvent {
     enum class Kind { Start, Text, End } kind;
     std::string_view name;        ///< local name of a Start or End
     std::string_view name_space;  ///< its namespace URI, empty without one
-    std::string_view text;        ///< of a Text; a long one may come in pieces
+    std::string_view text;        ///< of a Text, UTF-8; a long one may come in pieces
     int depth;                    ///< 0 for the root element; of a Text that of its element
 };
 
