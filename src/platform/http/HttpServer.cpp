@@ -232,7 +232,9 @@ int HttpServer::Impl::Begin(Exchange& exchange, const char* method, const char* 
         all.bytes += name_size + value_size;
         const std::string_view text(value ? value : "", value_size);
         const std::string key = StringToLower(std::string_view(name, name_size));
-        if (key.empty() || text.find('\0') != std::string_view::npos) all.clean = false;
+        // RFC 9110, 5.5: what others may take for the end of the field makes the whole request dubious.
+        constexpr std::string_view kForbidden("\r\n\0", 3);
+        if (key.empty() || text.find_first_of(kForbidden) != std::string_view::npos) all.clean = false;
         if (key == "host") ++all.framing.hosts;
         if (key == "content-length") ++all.framing.content_lengths;
         all.headers->emplace(key, text);

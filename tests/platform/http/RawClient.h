@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cerrno>
 #include <chrono>
 #include <string>
 #include <string_view>
@@ -100,7 +101,10 @@ public:
 private:
     bool More(std::chrono::milliseconds limit = kPatience) {
         pollfd waiting{socket_.get(), POLLIN, 0};
-        if (poll(&waiting, 1, static_cast<int>(limit.count())) != 1) return false;
+        int ready;
+        while ((ready = poll(&waiting, 1, static_cast<int>(limit.count()))) < 0 && errno == EINTR) {
+        }
+        if (ready != 1) return false;
         char buffer[65536];
         const ssize_t count = recv(socket_.get(), buffer, sizeof buffer, 0);
         if (count <= 0) ended_ = true;
