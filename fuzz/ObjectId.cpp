@@ -2,11 +2,9 @@
 // database, so what needs a row is refused; nothing else may go wrong.
 #include "tree/ObjectId.h"
 
+#include "ShippedMenu.h"
 #include "Target.h"
-#include "platform/clients/DMSClientChecker.h"
-#include "platform/text/DMSStringBundle.h"
 #include "serializer/CDSSimpleSerializer.h"
-#include "support/TempDir.h"
 #include "tree/ContentDirectoryService.h"
 
 using namespace MediaServer;
@@ -46,21 +44,6 @@ void TryGrammar(std::string_view id, std::string_view separator, std::string_vie
     }
 }
 
-/// The menu that the product ships, built once.
-ContentDirectoryService& Directory() {
-    static const TempSysroot root;
-    static const DMSStringBundle strings("enu");
-    static ContentDirectoryService directory(strings);
-    static const bool loaded = [] {
-        setenv("PGHOST", root.Path().c_str(), 1);
-        root.Write("/var/packages/MediaServer/etc/media_folders.conf", "all = /srv/media\n");
-        DMSClientChecker::InitProfileList(root.Write("agent.conf", "[profile Slash]\nslash-separator = yes\n"));
-        return directory.LoadMenu(DMS_SOURCE_DIR "/share/menu_advance.xml", false, true);
-    }();
-    Require(loaded, "the menu of the product loads");
-    return directory;
-}
-
 void TryLookup(std::string_view id, const char* profile) {
     ClientRequest request;
     request.profile_name = profile;
@@ -69,7 +52,7 @@ void TryLookup(std::string_view id, const char* profile) {
         std::int32_t total = 0;
         std::uint32_t update_id = 0;
         const std::int32_t written =
-            Directory().FindObject(request, id, flag, kAllProperties, 0, 0, 0, out, total, update_id);
+            ShippedMenu().FindObject(request, id, flag, kAllProperties, 0, 0, 0, out, total, update_id);
         Require(written >= 0 || written == kNoSuchObject || written == kActionFailed,
                 "errors are those of the standard");
         Require(id.size() <= kMaxObjectId || written == kNoSuchObject, "no identifier of that length exists");
