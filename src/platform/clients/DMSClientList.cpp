@@ -1,12 +1,14 @@
 #include "platform/clients/DMSClientList.h"
 
 #include <algorithm>
+#include <optional>
 #include <vector>
 
 #include <errno.h>
 #include <json/json.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/stat.h>
 
 #include "platform/clients/ClientProfile.h"
 #include "platform/clients/DMSClientChecker.h"
@@ -103,6 +105,25 @@ std::string Parse(const std::string& text, Json::Value& root) {
     return is_list ? std::string() : "\"ClientList\" is neither 0 nor an object";
 }
 
+/// What tells one content of a file from another without reading it.
+struct FileState {
+    ino_t inode = 0;
+    off_t size = 0;
+    timespec modified{};
+
+    bool operator==(const FileState& other) const {
+        return inode == other.inode && size == other.size && modified.tv_sec == other.modified.tv_sec &&
+               modified.tv_nsec == other.modified.tv_nsec;
+    }
+};
+
+/// State of a file; nothing when there is none.
+std::optional<FileState> StateOf(const std::string& path) {
+    struct stat facts {};
+    if (stat(path.c_str(), &facts) != 0) return std::nullopt;
+    return FileState{facts.st_ino, facts.st_size, facts.st_mtim};
+}
+
 /// Moves a file that cannot be used out of the way. An earlier copy is not overwritten while a name is free.
 bool KeepAside(const std::string& path, const std::string& reason) {
     std::string aside = path + ".broken";
@@ -128,6 +149,7 @@ struct DMSClientList::State {
     std::string list_file;
     Json::Value root{Json::objectValue};  // the document, unknown members and all
     bool may_write = true;                // off while the file holds what could be neither read nor moved aside
+    std::optional<FileState> file_state;  // of the file as it was read or written last
     bool is_access_disabled = false;
     std::map<std::string, std::uint64_t> last_update;  // by MAC; clients only loaded count as older than all of these
     std::uint64_t updates = 0;
@@ -202,7 +224,9 @@ bool DMSClientList::Load(const std::string& list_file, const std::string& profil
     state_->may_write = true;
     Json::Value root(Json::objectValue);
     std::string problem;
-    const bool exists = NLIBCFileExist(list_file.c_str());
+    // Taken before the file is read: a change in between must not pass for what was read.
+    state_->file_state = StateOf(list_file);
+    const bool exists = state_->file_state.has_value();
     if (exists) {
         const auto text = ReadWholeFile(list_file, kMaxFileBytes);
         problem = text ? Parse(*text, root) : "the file is unreadable or larger than 8 MiB";
@@ -228,9 +252,20 @@ bool DMSClientList::Load(const std::string& list_file, const std::string& profil
 bool DMSClientList::WriteToFile() {
     std::lock_guard lock(state_->mutex);
     if (state_->list_file.empty() || !state_->may_write) return false;
+    const auto present = StateOf(state_->list_file);
+    if (present && present != state_->file_state) {
+        // The owner's word (an access right, say) counts more than what clients said of themselves, which they say
+        // again.
+        DMSPrintf(0, "did not write client list \"%s\": it was changed meanwhile and not read again (SIGUSR2)",
+                  state_->list_file.c_str());
+        return false;
+    }
     Json::Value root = state_->root;
     if (!root.isMember(kListMember)) root[kListMember] = 0;
-    if (WriteFileAtomically(state_->list_file, Serialize(root))) return true;
+    if (WriteFileAtomically(state_->list_file, Serialize(root))) {
+        state_->file_state = StateOf(state_->list_file);
+        return true;
+    }
     DMSPrintf(0, "could not write client list \"%s\": %s", state_->list_file.c_str(), strerror(errno));
     return false;
 }

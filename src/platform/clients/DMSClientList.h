@@ -31,7 +31,8 @@ public:
     /// pen in an editor neither loses the list nor lets refused clients in. A missing file empties the list.
     /// @return false when the file could not be used.
     bool Load(const std::string& list_file, const std::string& profile_file);
-    /// Writes the list back, whole or not at all. @return false after the reason was logged.
+    /// Writes the list back, whole or not at all. A file that somebody changed since it was read last is left alone,
+    /// for Load to read. @return false after the reason was logged.
     bool WriteToFile();
 
     /// Creates or updates a client's entry. Keys are stored as "browse_<key>" for the caller tag

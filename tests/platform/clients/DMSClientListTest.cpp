@@ -163,6 +163,21 @@ TEST_F(ClientList, MissingFileEmptiesTheList) {
     EXPECT_TRUE(list.WriteToFile());
 }
 
+TEST_F(ClientList, EditThatWasNotReadYetIsNotOverwritten) {
+    DMSClientList list;
+    ASSERT_TRUE(LoadText(list, R"({"ClientList": 0})"));
+    Act(list, "TV");
+    EXPECT_TRUE(list.WriteToFile());
+    EXPECT_TRUE(list.WriteToFile()) << "its own writing is no change";
+    const std::string edited = R"({"ClientList": {"aa:bb:cc:00:11:22": {"isAccess": "false"}}})";
+    dir_.Write("client_list.json", edited);
+    EXPECT_FALSE(list.WriteToFile());
+    EXPECT_EQ(FileText(), edited);
+    EXPECT_TRUE(Load(list));
+    EXPECT_TRUE(list.WriteToFile());
+    EXPECT_EQ(list.FindKey(kMac, "isAccess"), "false");
+}
+
 TEST_F(ClientList, FailedWriteLeavesTheOldFile) {
     DMSClientList list;
     const std::string gone = dir_ / "gone/client_list.json";
