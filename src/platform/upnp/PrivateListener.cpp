@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 
+#include <arpa/inet.h>
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -40,9 +41,12 @@ int BindToLoopback(int fd, sa_family_t family) {
         loopback.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         return NextBind(fd, reinterpret_cast<const sockaddr*>(&loopback), sizeof loopback);
     }
+    // The IPv4 loopback in IPv6 notation, because ::1 does not exist where IPv6 has been switched off.
+    const int off = 0;
+    setsockopt(fd, IPPROTO_IPV6, IPV6_V6ONLY, &off, sizeof off);
     sockaddr_in6 loopback{};
     loopback.sin6_family = AF_INET6;
-    loopback.sin6_addr = in6addr_loopback;
+    inet_pton(AF_INET6, "::ffff:127.0.0.1", &loopback.sin6_addr);
     return NextBind(fd, reinterpret_cast<const sockaddr*>(&loopback), sizeof loopback);
 }
 

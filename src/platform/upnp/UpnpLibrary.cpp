@@ -176,7 +176,11 @@ int UpnpLibrary::UpnpInit(const std::string& address, std::uint16_t port) {
         const LoopbackBinding binding;
         result = ::UpnpInit(impl_->address.c_str(), 0);
     }
-    if (result != UPNP_E_SUCCESS) return result;
+    if (result != UPNP_E_SUCCESS) {
+        DMSPrintf(0, "could not start the UPnP library with a listener on loopback: %s", UpnpGetErrorMessage(result));
+        // Its own port is not the one that the caller named.
+        return result == UPNP_E_SOCKET_BIND ? UPNP_E_SOCKET_ERROR : result;
+    }
     impl_->started = true;
     std::set<std::uint64_t> sockets = OwnSockets();
     std::erase_if(sockets, [&](std::uint64_t inode) { return others.count(inode) > 0; });
