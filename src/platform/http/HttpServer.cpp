@@ -12,7 +12,7 @@
 
 #include "platform/http/ConnectionTable.h"
 #include "platform/http/HttpFile.h"
-#include "platform/http/HttpStream.h"
+#include "platform/http/MhdResponse.h"
 #include "platform/http/RequestRules.h"
 #include "platform/http/WorkerPool.h"
 #include "platform/system/Log.h"
@@ -31,11 +31,6 @@ constexpr std::uint64_t kDiscardFactor = 16;
 constexpr std::size_t kConnectionMemoryFactor = 2;
 constexpr std::size_t kConnectionMemoryExtra = 8 * 1024;
 constexpr std::chrono::seconds kRefusalLogInterval{10};
-
-struct MhdResponseDeleter {
-    void operator()(MHD_Response* response) const noexcept { MHD_destroy_response(response); }
-};
-using MhdResponse = std::unique_ptr<MHD_Response, MhdResponseDeleter>;
 
 std::string AddressText(const sockaddr_storage& address) {
     char text[INET6_ADDRSTRLEN] = "";
@@ -311,37 +306,11 @@ HttpResponse HttpServer::Impl::Refusal(const Exchange& exchange, int status) {
     return response;
 }
 
-namespace {
-
-MHD_Response* TextResponse(std::string body) {
-    auto* text = new std::string(std::move(body));
-    const auto release = [](void* cls) { delete static_cast<std::string*>(cls); };
-    MHD_Response* response =
-        MHD_create_response_from_buffer_with_free_callback_cls(text->size(), text->data(), release, text);
-    if (!response) delete text;
-    return response;
-}
-
-MHD_Response* FileResponse(HttpResponse& answer) {
-    const int fd = answer.file.release();
-    MHD_Response* response = MHD_create_response_from_fd_at_offset64(answer.length, fd, answer.file_offset);
-    if (!response) answer.file.reset(fd);
-    return response;
-}
-
-}  // namespace
-
 MHD_Result HttpServer::Impl::Send(Exchange& exchange) {
     connections->ExpectNothing(exchange.client);
     HttpResponse& answer = *exchange.answer;
     const bool is_media = answer.stream || answer.file;
-    MhdResponse response;
-    if (answer.stream)
-        response.reset(HttpStream::Attach(std::move(answer.stream), answer.length, exchange.connection, streams));
-    else if (answer.file)
-        response.reset(FileResponse(answer));
-    else
-        response.reset(TextResponse(std::move(answer.body)));
+    const MhdResponse response = MakeResponse(answer, exchange.connection, streams);
     if (!response) return MHD_NO;
     if (is_media) SetSilenceLimit(exchange.connection, config.limits.stall_timeout);
     // Otherwise the library ends the body that HEAD does not have with a last chunk, which the next answer would
