@@ -98,13 +98,23 @@ void AppendJsonRow(std::string& json, const MediaRow& row) {
 }  // namespace
 
 LibraryTables::LibraryTables(PGconn* connection) : connection_(connection) {
-    // What a crash of the server loses, the next scan finds again.
-    Run("SET synchronous_commit = off", {}, "prepare the database session");
-    // A folder of a million files may go at once.
-    Run("SET statement_timeout = '10min'", {}, "prepare the database session");
-    Run("CREATE TEMP TABLE IF NOT EXISTS gone (kind integer, id integer, path text)", {},
-        "prepare the database session");
-    Run("TRUNCATE gone", {}, "prepare the database session");
+    const std::string statements[] = {
+        // What a crash of the server loses, the next scan finds again.
+        "SET synchronous_commit = off",
+        // A folder of a million files may go at once.
+        "SET statement_timeout = '10min'",
+        // Looking up a directory takes less time than planning it, and a plan made for a library that is still small
+        // must do for what it becomes during the scan.
+        "SET plan_cache_mode = force_generic_plan",
+        "SET enable_seqscan = off",
+        "DEALLOCATE ALL",
+        "PREPARE children_of(integer) AS " + SelectFiles("parent_id = $1") +
+            " UNION ALL SELECT 4, id, path, 0, mtime, 0 FROM directory WHERE parent_id = $1",
+        "PREPARE files_by_inode(bigint[]) AS " + SelectFiles("inode = ANY ($1)"),
+        "CREATE TEMP TABLE IF NOT EXISTS gone (kind integer, id integer, path text)",
+        "TRUNCATE gone",
+    };
+    for (const std::string& statement : statements) Run(statement, {}, "prepare the database session");
 }
 
 PgResult LibraryTables::Run(const std::string& sql, std::span<const char* const> params, const char* what) {
@@ -114,20 +124,14 @@ PgResult LibraryTables::Run(const std::string& sql, std::span<const char* const>
 }
 
 std::vector<KnownRow> LibraryTables::ChildrenOf(std::int32_t directory_id) {
-    static const std::string sql = SelectFiles("parent_id = $1") +
-                                   " UNION ALL SELECT 4, id, path, 0, mtime, 0 FROM directory WHERE parent_id = $1";
-    const std::string id = std::to_string(directory_id);
-    const char* const params[] = {id.c_str()};
-    return ReadKnownRows(Run(sql, params, "read the rows of a directory").get());
+    const std::string sql = "EXECUTE children_of(" + std::to_string(directory_id) + ")";
+    return ReadKnownRows(Run(sql, {}, "read the rows of a directory").get());
 }
 
 std::vector<KnownRow> LibraryTables::FilesByInode(std::span<const std::int64_t> inodes) {
-    static const std::string sql = SelectFiles("inode = ANY ($1::bigint[])");
-    std::string list = "{";
-    for (const std::int64_t inode : inodes) list.append(list.size() > 1 ? "," : "").append(std::to_string(inode));
-    list.push_back('}');
-    const char* const params[] = {list.c_str()};
-    return ReadKnownRows(Run(sql, params, "look for renamed files").get());
+    std::string list;
+    for (const std::int64_t inode : inodes) list.append(list.empty() ? "" : ",").append(std::to_string(inode));
+    return ReadKnownRows(Run("EXECUTE files_by_inode('{" + list + "}')", {}, "look for renamed files").get());
 }
 
 std::int32_t LibraryTables::FindDirectory(const std::string& path) {

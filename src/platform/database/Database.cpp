@@ -56,7 +56,10 @@ std::vector<std::string> ListMigrations(const char* directory) {
     for (const auto& entry : std::filesystem::directory_iterator(directory, error)) {
         if (std::string name = entry.path().filename().string(); IsMigration(name)) names.push_back(std::move(name));
     }
-    if (error) DMSPrintf(0, "could not read schema directory \"%s\": %s", directory, error.message().c_str());
+    if (names.empty()) {
+        const std::string reason = error ? error.message() : "no schema file in it";
+        DMSPrintf(0, "could not read schema directory \"%s\": %s", directory, reason.c_str());
+    }
     std::sort(names.begin(), names.end());
     return names;
 }
@@ -140,10 +143,7 @@ PgResult Query(PGconn* connection, const char* sql, std::span<const char* const>
 
 bool MigrateSchema(PGconn* connection, const char* directory) {
     const std::vector<std::string> names = ListMigrations(directory);
-    if (names.empty()) {
-        DMSPrintf(0, "could not find any schema file in \"%s\"", directory);
-        return false;
-    }
+    if (names.empty()) return false;
     // Another process may be building indexes of a large library: wait as long as it takes.
     if (!RunScript(connection,
                    std::string("SET statement_timeout = 0; SELECT pg_advisory_lock(") + kMigrationLock + ")",
