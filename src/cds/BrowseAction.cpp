@@ -66,6 +66,8 @@ int BrowseAction(const CDSContext& context, ClientRequest& request, DMSService& 
         return -written;
     }
 
+    if (serializer.IsBroken()) return -kActionFailed;
+
     const std::string_view text = serializer.Text();
     AddOutput(response, kBrowse, service, "Result", std::string(kDIDLOpen).append(text).append(kDIDLClose));
     AddOutput(response, kBrowse, service, "NumberReturned", std::to_string(written));

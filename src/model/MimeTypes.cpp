@@ -1,5 +1,8 @@
 #include "model/MimeTypes.h"
 
+#include <array>
+#include <optional>
+
 #include "platform/system/Files.h"
 #include "platform/system/Log.h"
 #include "platform/system/Paths.h"

@@ -54,6 +54,8 @@ public:
                              std::string_view art_key, std::string_view album, std::string_view artist) override;
     std::uint32_t GetOptions() const override { return options_; }
 
+    /// True when memory ran out: the text is then not whole.
+    bool IsBroken() const { return buffer_.IsBroken() || body_.IsBroken(); }
     /// The accumulated text without a copy; valid until the next object.
     std::string_view Text() const { return buffer_.View(); }
 

@@ -1,5 +1,7 @@
 #include "tree/CDSContainer.h"
 
+#include <algorithm>
+
 namespace MediaServer {
 
 CDSObject* CDSContainer::AddChild(CDSObject* child) {

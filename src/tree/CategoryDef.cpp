@@ -1,5 +1,8 @@
 #include "tree/CategoryDef.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace MediaServer {
 
 namespace {

@@ -1,5 +1,8 @@
 #include "tree/CategoryQuery.h"
 
+#include <algorithm>
+#include <optional>
+
 #include "model/PropertyFilter.h"
 #include "platform/system/Log.h"
 #include "platform/text/Text.h"
@@ -16,6 +19,7 @@ constexpr std::string_view kLetterGroups = "upper(substr(%s,1,1)) as cateval, MI
 constexpr std::string_view kIsLetter = "upper(substr(%s, 1,1)) ~ '[0-9A-Z]'";
 constexpr std::string_view kIsOther = "upper(substr(%s, 1,1)) !~ '[0-9A-Z]'";
 constexpr std::string_view kHasLetter = "upper(substr(%s, 1,1)) = '";
+
 std::string With(std::string_view text, std::string_view expression) {
     std::string result(text);
     return result.replace(result.find("%s"), 2, expression);
@@ -144,6 +148,7 @@ std::int32_t CategoryQuery::WriteMetadata(std::int32_t& total) {
 std::int32_t CategoryQuery::WriteNode() {
     const std::int32_t children = CountChildren();
     if (children < 0) return kActionFailed;
+    // The code under which its parent lists it, so that both agree.
     out_.SerializeContainerWithCount(node_.id, node_.parentId, node_.title, children, node_.typeCode);
     return 1;
 }
@@ -188,8 +193,9 @@ Lookup CategoryQuery::TitleOf(const CategoryField& field, std::size_t level, std
         case CategoryField::Kind::ShowAll:
             title = ShowAllTitle(level);
             break;
-        case CategoryField::Kind::Value:
-        case CategoryField::Kind::Item: {
+        case CategoryField::Kind::Item:
+            break;
+        case CategoryField::Kind::Value: {
             std::string value;
             const Lookup found = ReadValue(*levels_[level].category, field.row, value);
             if (found != Lookup::Found) return found;
@@ -246,6 +252,7 @@ std::int32_t CategoryQuery::WriteLevel(std::int32_t& total) {
         const std::int32_t limit = query_.count == 0 ? 0 : query_.count - written;
         if (db.Select(fields, OrderOf(level), offset, limit, kGroup) < 0) return kActionFailed;
         for (; db.NextRow(); ++written) WriteGroup(level, ids, db);
+        if (db.Failed()) return kActionFailed;
     }
     if (level.letters && start <= groups && (query_.count <= 0 || written < query_.count)) {
         const std::string_view inner = query_.inner_separator;

@@ -1,5 +1,9 @@
 #include "tree/DirectoryListing.h"
 
+#include <algorithm>
+#include <array>
+#include <iterator>
+
 #include "model/PropertyFilter.h"
 #include "platform/clients/DMSClientChecker.h"
 #include "platform/system/Log.h"
@@ -60,7 +64,8 @@ std::int32_t DirectoryListing::WriteMetadata(std::int32_t& total) {
 std::int32_t DirectoryListing::WriteNode() {
     if (scope_.ListsLocations() && (query_.filter_mask & Property::kChildCount) != 0) {
         out_.SerializeContainerWithCount(node_.id, node_.parentId, node_.title,
-                                         static_cast<std::int32_t>(scope_.locations.size()), node_.typeCode);
+                                         static_cast<std::int32_t>(scope_.locations.size()),
+                                         ObjectType::kStorageFolder);
         return 1;
     }
     return WriteContainer(node_.id, node_.parentId, node_.title, scope_.root);
@@ -169,7 +174,7 @@ std::int32_t DirectoryListing::WriteFolders(MediaDB& folders, std::int32_t start
                                          ObjectType::kStorageFolder);
         ++written;
     }
-    return written;
+    return folders.Failed() ? kActionFailed : written;
 }
 
 std::int32_t DirectoryListing::WriteFiles(MediaDB& files, std::int32_t start, std::int32_t count) {

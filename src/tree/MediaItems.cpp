@@ -30,7 +30,7 @@ std::int32_t WriteItems(MediaDB& items, MediaKind kind, const ItemOrder& order, 
         out.SerializeMediaItem(kind, ids.Item(record.id), parent_id, record);
         ++written;
     }
-    return written;
+    return items.Failed() ? kActionFailed : written;
 }
 
 Lookup ReadRecord(MediaKind table, std::int32_t row, NIMB_MEDIA_INFO& record) {

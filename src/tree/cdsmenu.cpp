@@ -1,5 +1,7 @@
 #include "tree/cdsmenu.h"
 
+#include <algorithm>
+#include <iterator>
 #include <optional>
 
 #include "platform/library/MediaFolders.h"

@@ -15,8 +15,6 @@ constexpr std::string_view kHead =
     "<html><head><meta http-equiv=\"Content-Type\" content=\"text/html; charset=utf-8\"></head><body><p>";
 constexpr std::string_view kTail = "</p></body></html>";
 constexpr std::string_view kRootId = "0";
-/// Far beyond the deepest folder; a longer text is no identifier of ours.
-constexpr std::size_t kLongestId = 1024;
 constexpr std::size_t kParentField = 256;
 constexpr std::int32_t kPortion = 500;
 /// The page shows no property that could be left out; to ask for child counts would make every container count.
@@ -33,13 +31,17 @@ std::string LinkId(std::string_view id) {
 /// and folders are written as; a person needs the links to go on.
 class PageList : public CDSHtmlSerializer {
 public:
+    void SerializeContainer(std::string_view id, std::string_view parent_id, std::string_view title,
+                            ObjectTypeCode code) override {
+        CDSHtmlSerializer::SerializeContainer(LinkId(id), parent_id, title, code);
+    }
     void SerializeContainerWithCount(std::string_view id, std::string_view parent_id, std::string_view title,
                                      std::int32_t /*child_count*/, ObjectTypeCode code) override {
-        SerializeContainer(LinkId(id), parent_id, title, code);
+        SerializeContainer(id, parent_id, title, code);
     }
     void SerializeMusicAlbum(std::string_view id, std::string_view parent_id, std::string_view title, std::string_view,
                              std::string_view, std::string_view) override {
-        SerializeContainer(LinkId(id), parent_id, title, ObjectType::kMusicAlbum);
+        SerializeContainer(id, parent_id, title, ObjectType::kMusicAlbum);
     }
 };
 
@@ -58,7 +60,7 @@ public:
     Browser(ContentDirectoryService& directory, const ClientRequest& request, std::string_view id)
         : directory_(directory), request_(request), id_(id) {}
 
-    /// Lists one portion of the children. No browse options: a placeholder child count would hide menu entries.
+    /// Lists one portion of the children. No browse options: the page shows no counts.
     std::int32_t Children(std::int32_t start, CDSObjectSerializer& out, std::int32_t& total) {
         return Browse(BrowseFlag::DirectChildren, start, kPortion, out, total);
     }
@@ -111,11 +113,8 @@ bool RenderBrowsePage(ContentDirectoryService& directory, const ClientRequest& r
                       const PageSink& sink) {
     const std::string_view id = url == kPagePrefix ? kRootId : url.substr(std::min(url.size(), kPagePrefix.size()));
     if (!sink(kHead)) return false;
-    if (id.size() <= kLongestId) {
-        Browser object(directory, request, id);
-        if (!RenderList(object, id == kRootId, sink)) return false;
-    }
-    return sink(kTail);
+    Browser object(directory, request, id);
+    return RenderList(object, id == kRootId, sink) && sink(kTail);
 }
 
 }  // namespace MediaServer

@@ -1,6 +1,7 @@
 #include "web/PageTable.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include <unistd.h>
 

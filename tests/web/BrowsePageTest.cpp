@@ -37,6 +37,12 @@ TEST_F(BrowsePageTest, APersonGetsFromTheMenuToAnAlbumAndBack) {
               up + "artists\">Parent<ul><li class=\"cds-ct\"><a href=\"/cds/artists$1$1\">B</li></ul>");
 }
 
+TEST_F(BrowsePageTest, LinksSurviveTheSeparatorThatEndsAPath) {
+    database.Execute("INSERT INTO music (path, artist) VALUES ('/m/1.mp3', 'Bach'), ('/m/2.mp3', 'Berg')");
+    EXPECT_NE(Body("/cds/letters").find("<a href=\"/cds/letters$%23B\">B</li>"), std::string::npos);
+    EXPECT_NE(Body("/cds/letters$#B").find("<a href=\"/cds/letters$%23B$0\">"), std::string::npos);
+}
+
 struct BadId {
     const char* why;
     std::string url;

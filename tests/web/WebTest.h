@@ -35,6 +35,9 @@ protected:
                 <entry id="artists" type="categoryfolder" media="music"><title>Artists</title>
                     <directory>:@AllIndexFiles@</directory>
                     <categories><category>artist</category><category>album</category></categories></entry>
+                <entry id="letters" type="categoryfolder" media="music"><title>Letters</title>
+                    <directory>:@AllIndexFiles@</directory>
+                    <categories><category index="1">artist</category></categories></entry>
                 <entry id="all" type="categoryfolder" media="music"><title>All</title>
                     <directory>:@AllIndexFiles@</directory></entry>
             </entrylist></entry>

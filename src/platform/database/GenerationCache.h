@@ -25,9 +25,8 @@ public:
         return found == answers_.end() ? std::nullopt : std::optional<Value>(found->second);
     }
 
-    /// @param generation  the library's generation read before the answer was made; an answer of a later one that is
-    /// kept
-    ///                    under it is only ever given to who would have got the earlier one.
+    /// @param generation  the library's generation read before the answer was made: an answer of a later one that is
+    ///     kept under it is only ever given to who would have got the earlier one.
     void Keep(const std::string& question, std::int64_t generation, Value answer, std::size_t bytes) {
         constexpr std::size_t kEntryBytes = 100;
         bytes += question.size() + kEntryBytes;

@@ -222,6 +222,7 @@ std::int32_t MediaDB::OpenCursor(const std::string& select) {
 
 bool MediaDB::FetchChunk() {
     PgResult rows = Run("FETCH " + std::to_string(kChunkRows) + " FROM " + cursor_, "read a list of media");
+    failed_ = !rows;
     const int count = rows ? PQntuples(rows.get()) : 0;
     return ShowRows(std::move(rows), 0, count) > 0;
 }

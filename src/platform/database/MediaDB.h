@@ -52,8 +52,10 @@ public:
     /// of groups is asked for with `offset` and `limit` like a page of items, without reading all groups.
     std::int32_t SelectTotal(std::string_view fields, std::string_view group);
 
-    /// Steps to the next row of the last Select. @return false after the last one.
+    /// Steps to the next row of the last Select. @return false after the last one, or when Failed().
     bool NextRow();
+    /// True when the database failed while the rows of a long list came in; those that came are not all.
+    bool Failed() const { return failed_; }
     /// Text of a field of the current row; empty when NULL or unknown. Valid until the next NextRow or Select.
     std::string_view FetchField(const char* name) const;
     std::int32_t FetchFieldAsInt(const char* name) const;
@@ -80,9 +82,10 @@ private:
     std::string where_;
     std::int64_t generation_ = 0;           ///< of the library when this object first asked; 0 before
     std::shared_ptr<const PGresult> rows_;  ///< shared with the cache of groups
-    int row_ = -1;                          ///< current row of rows_
-    int end_ = 0;                           ///< row of rows_ after the last that belongs to the query
-    std::string cursor_;                    ///< name of the open cursor, empty when all rows of the query are in rows_
+    bool failed_ = false;
+    int row_ = -1;        ///< current row of rows_
+    int end_ = 0;         ///< row of rows_ after the last that belongs to the query
+    std::string cursor_;  ///< name of the open cursor, empty when all rows of the query are in rows_
     mutable std::vector<int> record_columns_;  ///< column of each record member in rows_, found at the first record
 };
 

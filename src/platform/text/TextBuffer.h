@@ -27,8 +27,6 @@ public:
     void Append(std::string_view text) { appendBinaryPQExpBuffer(&buffer_, text.data(), text.size()); }
     void Clear() { resetPQExpBuffer(&buffer_); }
     std::string_view View() const { return {buffer_.data, buffer_.len}; }
-    const char* CStr() const { return buffer_.data; }
-    bool IsEmpty() const { return buffer_.len == 0; }
     bool IsBroken() const { return PQExpBufferDataBroken(buffer_); }
 
 private:
