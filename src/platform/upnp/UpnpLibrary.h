@@ -75,10 +75,14 @@ public:
     int UpnpSetWebServerRootDir(const std::string& directory);
     int UpnpSetVirtualDirCallbacks(VirtualDirCallbacks callbacks);
     int UpnpAddVirtualDir(const std::string& prefix);
-    /// The description at `description_url` is read from the web server root by its last path element.
+    /// Takes the description at `description_url` from the web server root, by its last path element, and checks it.
+    /// The network learns of the device when its location is known: with UpnpSetDescURL, or else the first
+    /// advertisement.
+    /// @return UPNP_E_FILE_NOT_FOUND or UPNP_E_INVALID_DESC after the reason was logged.
     int UpnpRegisterRootDevice(const std::string& description_url, Upnp_FunPtr callback, void* cookie,
                                UpnpDevice_Handle* handle);
-    /// Location announced for the device (SSDP NOTIFY, M-SEARCH answers).
+    /// Location announced for the device (SSDP NOTIFY, M-SEARCH answers); relative URLs of the description start from
+    /// it. Once per device. Actions, queries and subscriptions are answered from here on.
     int UpnpSetDescURL(UpnpDevice_Handle handle, const std::string& url);
     int UpnpRegisterClient(Upnp_FunPtr callback, void* cookie, UpnpClient_Handle* handle);
     int UpnpSearchAsync(UpnpClient_Handle handle, int seconds, const std::string& target, void* cookie);
