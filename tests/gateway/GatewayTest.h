@@ -79,8 +79,6 @@ private:
     static HttpServer::Config Config() {
         HttpServer::Config config;
         config.address = "127.0.0.1";
-        // What ends a connection that cannot go on.
-        config.limits.idle_timeout = std::chrono::seconds(2);
         config.limits.workers = kWorkers;
         return config;
     }

@@ -4,12 +4,20 @@
 #include <utility>
 
 #include <sys/socket.h>
+#include <sys/stat.h>
 
 namespace MediaServer {
 
 namespace {
+
 constexpr std::chrono::milliseconds kSweepInterval{250};
+
+bool IsCutShort(const UniqueFd& file, std::uint64_t end) {
+    struct stat info {};
+    return file && fstat(file.get(), &info) == 0 && static_cast<std::uint64_t>(info.st_size) < end;
 }
+
+}  // namespace
 
 ConnectionTable::ConnectionTable() : sweeper_([this] { Sweep(); }) {}
 
@@ -25,7 +33,11 @@ ConnectionTable::~ConnectionTable() {
 ConnectionTable::Connection* ConnectionTable::Add(int fd, std::string client_address, std::string local_address,
                                                   Clock::duration time_for_request) {
     const std::lock_guard lock(mutex_);
-    connections_.push_front({fd, std::move(client_address), std::move(local_address), Clock::now() + time_for_request});
+    connections_.push_front({.fd = fd,
+                             .client_address = std::move(client_address),
+                             .local_address = std::move(local_address),
+                             .deadline = Clock::now() + time_for_request,
+                             .file = {}});
     return &connections_.front();
 }
 
@@ -37,11 +49,18 @@ void ConnectionTable::Remove(Connection* connection) {
 void ConnectionTable::ExpectRequest(Connection* connection, Clock::duration time_for_request) {
     const std::lock_guard lock(mutex_);
     connection->deadline = Clock::now() + time_for_request;
+    connection->file.reset();
 }
 
 void ConnectionTable::ExpectNothing(Connection* connection) {
     const std::lock_guard lock(mutex_);
     connection->deadline = Clock::time_point::max();
+}
+
+void ConnectionTable::ExpectFile(Connection* connection, UniqueFd file, std::uint64_t end) {
+    const std::lock_guard lock(mutex_);
+    connection->file = std::move(file);
+    connection->file_end = end;
 }
 
 bool ConnectionTable::Idle() const {
@@ -55,9 +74,10 @@ void ConnectionTable::Sweep() {
     while (!wake_.wait_for(lock, kSweepInterval, [this] { return stopping_; })) {
         const Clock::time_point now = Clock::now();
         for (Connection& connection : connections_) {
-            if (connection.deadline > now) continue;
+            if (connection.deadline > now && !IsCutShort(connection.file, connection.file_end)) continue;
             shutdown(connection.fd, SHUT_RDWR);
             connection.deadline = Clock::time_point::max();
+            connection.file.reset();
         }
     }
 }

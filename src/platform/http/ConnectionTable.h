@@ -2,10 +2,13 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <list>
 #include <mutex>
 #include <string>
 #include <thread>
+
+#include "platform/system/Files.h"
 
 namespace MediaServer {
 
@@ -21,6 +24,8 @@ public:
         std::string local_address;
         Clock::time_point deadline;  // guarded by the table's lock
         bool first_request = true;   // used by the connection's event loop only
+        UniqueFd file;               // guarded by the table's lock; the one being sent, if any
+        std::uint64_t file_end = 0;  // guarded by the table's lock; bytes that the file must have
     };
 
     ConnectionTable();
@@ -33,6 +38,9 @@ public:
     void ExpectRequest(Connection* connection, Clock::duration time_for_request);
     /// Nothing is due: a request is complete.
     void ExpectNothing(Connection* connection);
+    /// The answer is a file up to byte `end`. When the file is cut short below that, the connection ends: nothing more
+    /// can be sent, and the client must not wait for the rest. Until the next ExpectRequest.
+    void ExpectFile(Connection* connection, UniqueFd file, std::uint64_t end);
     /// True when every client is the one to speak next: no answer is being made or sent.
     bool Idle() const;
 

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <microhttpd.h>
 #include <sys/socket.h>
 
@@ -310,6 +311,11 @@ MHD_Result HttpServer::Impl::Send(Exchange& exchange) {
     connections->ExpectNothing(exchange.client);
     HttpResponse& answer = *exchange.answer;
     const bool is_media = answer.stream || answer.file;
+    if (answer.file && answer.length > 0 && exchange.request.method != MHD_HTTP_METHOD_HEAD &&
+        answer.status != MHD_HTTP_NOT_MODIFIED) {
+        connections->ExpectFile(exchange.client, UniqueFd(fcntl(answer.file.get(), F_DUPFD_CLOEXEC, 0)),
+                                answer.file_offset + answer.length);
+    }
     const MhdResponse response = MakeResponse(answer, exchange.connection, streams);
     if (!response) return MHD_NO;
     if (is_media) SetSilenceLimit(exchange.connection, config.limits.stall_timeout);
