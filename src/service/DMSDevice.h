@@ -74,7 +74,6 @@ public:
     std::mutex& DeviceMutex() { return device_mutex_; }
     UpnpLibrary& Library() { return library_; }
     UpnpDevice_Handle DeviceHandle() const { return device_handle_; }
-    const ServiceOptions& Options() const { return options_; }
     DownloadGate& Downloads() { return downloads_; }
     StartGate& WhileStarting() { return start_gate_; }
     const std::string& UDN() const { return udn_; }
