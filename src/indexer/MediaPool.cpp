@@ -1,6 +1,7 @@
 #include "indexer/MediaPool.h"
 
 #include <array>
+#include <chrono>
 #include <ctime>
 
 #include "indexer/MediaReader.h"
@@ -12,6 +13,7 @@ namespace {
 
 constexpr std::size_t kQueueLimit = 1024;
 constexpr std::size_t kRowsPerStatement = 200;
+constexpr std::chrono::seconds kLongestWait{3};
 
 std::string LocalTime(std::int64_t nanoseconds) {
     const std::time_t seconds = nanoseconds / 1'000'000'000;
@@ -50,6 +52,12 @@ public:
         std::vector<MediaRow>& rows = rows_.at(static_cast<std::size_t>(kind));
         const std::size_t stored = rows.size() - tables.PutFiles(kind, rows);
         rows.clear();
+        return stored;
+    }
+
+    std::size_t StoreAll(LibraryTables& tables) {
+        std::size_t stored = 0;
+        for (std::size_t kind = 0; kind < rows_.size(); ++kind) stored += Store(tables, static_cast<MediaKind>(kind));
         return stored;
     }
 
@@ -110,6 +118,7 @@ void MediaPool::Work() {
 
 void MediaPool::StoreAll(LibraryTables& tables) {
     Batches batches;
+    auto stored_at = std::chrono::steady_clock::now();
     for (MediaJob job; !failed_ && Take(job);) {
         const MediaKind kind = job.kind;
         MediaRow row = RowOf(std::move(job));
@@ -121,10 +130,13 @@ void MediaPool::StoreAll(LibraryTables& tables) {
             DMSPrintf(0, "could not read \"%s\": %s", row.record.path.c_str(), reason.c_str());
         }
         progress_.Step();
+        // Files that take long to read are shown before there are enough of them.
+        if (const auto now = std::chrono::steady_clock::now(); now - stored_at > kLongestWait) {
+            stored_ += batches.StoreAll(tables);
+            stored_at = now;
+        }
     }
-    for (const MediaKind kind : {MediaKind::Music, MediaKind::Video, MediaKind::Photo, MediaKind::Playlist}) {
-        stored_ += batches.Store(tables, kind);
-    }
+    stored_ += batches.StoreAll(tables);
 }
 
 }  // namespace MediaServer

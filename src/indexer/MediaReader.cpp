@@ -42,9 +42,8 @@ std::string CleanText(std::string_view text, std::size_t limit) {
     return clean;
 }
 
-std::int32_t LeadingNumber(std::string_view text, std::int32_t highest) {
-    const std::int32_t number = ToInt(text);
-    return number >= 0 && number <= highest ? number : 0;
+std::int32_t LeadingNumber(std::string_view text, std::size_t digits) {
+    return std::max(ToInt(text.substr(0, digits)), 0);
 }
 
 bool ReadMedia(MediaKind kind, NIMB_MEDIA_INFO& record, std::string& reason) {

@@ -30,7 +30,7 @@ bool ReadMedia(MediaKind kind, NIMB_MEDIA_INFO& record, std::string& reason);
 /// at the ends, at most `limit` bytes cut between characters.
 std::string CleanText(std::string_view text, std::size_t limit = kMaxTagBytes);
 
-/// Leading number of a tag such as "3/12" or "1999-05-06"; 0 when there is none within 0 to `highest`.
-std::int32_t LeadingNumber(std::string_view text, std::int32_t highest);
+/// Leading number of a tag such as "3/12", "1999-05-06" or "19990506", of at most so many digits; 0 when there is none.
+std::int32_t LeadingNumber(std::string_view text, std::size_t digits);
 
 }  // namespace MediaServer

@@ -147,12 +147,12 @@ const TagText kTagTexts[] = {
 struct TagNumber {
     std::initializer_list<const char*> names;
     std::int32_t NIMB_MEDIA_INFO::*member;
-    std::int32_t highest;
+    std::size_t digits;
 };
 const TagNumber kTagNumbers[] = {
-    {{"TRACKNUMBER", "TRACK"}, &NIMB_MEDIA_INFO::track, 99999},
-    {{"DISCNUMBER", "DISC"}, &NIMB_MEDIA_INFO::disc, 9999},
-    {{"DATE", "YEAR"}, &NIMB_MEDIA_INFO::year, 9999},
+    {{"TRACKNUMBER", "TRACK"}, &NIMB_MEDIA_INFO::track, 5},
+    {{"DISCNUMBER", "DISC"}, &NIMB_MEDIA_INFO::disc, 4},
+    {{"DATE", "YEAR"}, &NIMB_MEDIA_INFO::year, 4},
 };
 
 void TakeTags(const TagLib::PropertyMap& tags, NIMB_MEDIA_INFO& record) {
@@ -166,7 +166,7 @@ void TakeTags(const TagLib::PropertyMap& tags, NIMB_MEDIA_INFO& record) {
     for (const TagText& tag : kTagTexts) {
         if (std::string value = text(tag.names); !value.empty()) record.*tag.member = std::move(value);
     }
-    for (const TagNumber& tag : kTagNumbers) record.*tag.member = LeadingNumber(text(tag.names), tag.highest);
+    for (const TagNumber& tag : kTagNumbers) record.*tag.member = LeadingNumber(text(tag.names), tag.digits);
 }
 
 void TakeProperties(const TagLib::AudioProperties& properties, NIMB_MEDIA_INFO& record) {

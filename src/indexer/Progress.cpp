@@ -50,8 +50,9 @@ void Progress::Draw(std::size_t done) {
     std::fprintf(stderr, "\x1b[K[%s] %zu of %zu files, %.0f a second\r", bar.c_str(), done, total, rate);
 }
 
-void Progress::End(const std::string& summary) {
-    if (!quiet_) std::fprintf(stderr, "%s%s\n", bar_ ? "\x1b[K" : "", summary.c_str());
+void Progress::End(const std::string& summary, bool show) {
+    if (bar_) std::fputs("\x1b[K", stderr);
+    if (show && !quiet_) std::fprintf(stderr, "%s\n", summary.c_str());
 }
 
 }  // namespace MediaServer

@@ -20,8 +20,8 @@ public:
     /// @param total  files to come; 0 when unknown.
     void Begin(std::size_t total);
     void Step(std::size_t files = 1);
-    /// Replaces the bar by one last line.
-    void End(const std::string& summary);
+    /// Replaces the bar by one last line, or by nothing.
+    void End(const std::string& summary, bool show);
 
 private:
     void Draw(std::size_t done);

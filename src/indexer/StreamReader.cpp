@@ -79,9 +79,9 @@ void TakeTags(const AVFormatContext& format, const AVStream* stream, NIMB_MEDIA_
     for (const auto& [name, member] : kTexts) {
         if (const std::string_view value = Tag(format, stream, name); !value.empty()) record.*member = value;
     }
-    record.track = LeadingNumber(Tag(format, stream, "track"), 99999);
-    record.disc = LeadingNumber(Tag(format, stream, "disc"), 9999);
-    record.year = LeadingNumber(Tag(format, stream, "date"), 9999);
+    record.track = LeadingNumber(Tag(format, stream, "track"), 5);
+    record.disc = LeadingNumber(Tag(format, stream, "disc"), 4);
+    record.year = LeadingNumber(Tag(format, stream, "date"), 4);
 }
 
 const AVStream* BestStream(AVFormatContext& format, AVMediaType type) {

@@ -194,9 +194,10 @@ TEST(MediaReader, TextsAreMadeFitForTheDatabase) {
         SCOPED_TRACE(c.why);
         EXPECT_EQ(CleanText(c.text), c.clean);
     }
-    EXPECT_EQ(LeadingNumber("3/12", 99), 3);
-    EXPECT_EQ(LeadingNumber("-3", 99), 0);
-    EXPECT_EQ(LeadingNumber("20240101", 9999), 0);
+    EXPECT_EQ(LeadingNumber("3/12", 4), 3);
+    EXPECT_EQ(LeadingNumber("-3", 4), 0);
+    EXPECT_EQ(LeadingNumber("A3", 4), 0);
+    EXPECT_EQ(LeadingNumber("20240101", 4), 2024);
 }
 
 }  // namespace

@@ -57,11 +57,12 @@ std::string Summary(const ScanResult& result, std::chrono::duration<double> dura
     return text;
 }
 
+/// @param report  whether a scan that changed nothing is worth a line.
 template <typename Scan>
-bool RunScan(Progress& progress, Scan scan) {
+bool RunScan(Progress& progress, bool report, Scan scan) {
     const auto begin = std::chrono::steady_clock::now();
     const ScanResult result = scan();
-    progress.End(Summary(result, std::chrono::steady_clock::now() - begin));
+    progress.End(Summary(result, std::chrono::steady_clock::now() - begin), report || result.Changed());
     if (result.Changed()) NotifyDaemon();
     return result.complete;
 }
@@ -74,7 +75,7 @@ bool PrepareDatabase() {
 bool ScanOnce(Progress& progress) {
     const FolderSet folders(ReadMediaFolders());
     Indexer indexer(folders, progress, stop);
-    return PrepareDatabase() && RunScan(progress, [&] { return indexer.ScanAll(); });
+    return PrepareDatabase() && RunScan(progress, true, [&] { return indexer.ScanAll(); });
 }
 
 bool Exists(const MediaFolder& folder) {
@@ -87,16 +88,18 @@ bool WatchUntilRescan(Progress& progress) {
     const FolderSet folders(ReadMediaFolders());
     FolderWatch watch(SystemPath(kFoldersFile));
     Indexer indexer(folders, progress, stop, [&](const std::string& directory) { watch.Add(directory); });
-    if (!PrepareDatabase() || !RunScan(progress, [&] { return indexer.ScanAll(); })) return false;
+    if (!PrepareDatabase() || !RunScan(progress, true, [&] { return indexer.ScanAll(); })) return false;
 
     // A folder that is not there cannot be watched for its coming either.
-    const bool all_exist = std::all_of(folders.All().begin(), folders.All().end(), Exists);
+    const auto can_follow = [&] {
+        return watch.IsComplete() && std::all_of(folders.All().begin(), folders.All().end(), Exists);
+    };
     const auto rescan = std::chrono::steady_clock::now() + kRescanInterval;
-    while (!stop && ((all_exist && watch.IsComplete()) || std::chrono::steady_clock::now() < rescan)) {
+    while (!stop && (can_follow() || std::chrono::steady_clock::now() < rescan)) {
         const FolderWatch::Changes changes = watch.Wait(std::chrono::seconds(1));
         if (changes.everything) return true;
         if (changes.None()) continue;
-        if (!RunScan(progress, [&] { return indexer.ScanDirectories(changes.directories); })) return false;
+        if (!RunScan(progress, false, [&] { return indexer.ScanDirectories(changes.directories); })) return false;
     }
     return true;
 }
