@@ -133,6 +133,8 @@ std::int32_t MediaDB::Select(std::string_view fields, std::string_view order, st
     CloseCursor();
     ShowRows(nullptr, 0, 0);
     offset = std::max(offset, 0);
+    // Pages of records must join even when nobody cares in which order.
+    if (order.empty() && group.empty() && fields.starts_with('*') && (offset > 0 || limit > 0)) order = "id";
     std::string tail;
     if (!group.empty()) tail.append(" GROUP BY ").append(group);
     if (!order.empty()) tail.append(" ORDER BY ").append(order).append(", ").append(group.empty() ? "id" : group);

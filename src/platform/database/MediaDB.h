@@ -37,7 +37,7 @@ public:
     /// Runs the query. Rows stream in: memory does not grow with their number when `limit` is 0. A page at the end of a
     /// list costs as little as one at its start, and totals and groups are counted once for each change of the library.
     /// @param fields  select list; "*" for whole records.
-    /// @param order   ORDER BY text, empty for none. Ties are broken by id (in groups by `group`), so pages join
+    /// @param order   ORDER BY text, empty for any. Ties are broken by id (in groups by `group`), so pages join
     ///                without gaps.
     /// @param offset  rows to skip. @param limit most rows; 0 means all.
     /// @param group   GROUP BY text, empty for none.

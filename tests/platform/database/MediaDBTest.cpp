@@ -1,3 +1,4 @@
+#include <numeric>
 #include <random>
 
 #include <gtest/gtest.h>
@@ -90,6 +91,22 @@ TEST_F(MediaDBTest, PagesJoinedEqualTheWhole) {
         EXPECT_EQ(rows.Select("*", "album, disc, track", offset, limit), static_cast<int>(expected.size()));
         EXPECT_EQ(ReadIds(rows), expected);
     }
+}
+
+TEST_F(MediaDBTest, PagesJoinWithoutAnOrderToo) {
+    AddSongs(1200);
+    database.Execute("UPDATE music SET title = 'moved to the end of the table' WHERE id % 3 = 0");
+    Ids joined;
+    for (int offset = 0; offset < 1200; offset += 100) {
+        MediaDB rows(MediaKind::Music);
+        rows.Select("*", "", offset, 100);
+        const Ids page = ReadIds(rows);
+        joined.insert(joined.end(), page.begin(), page.end());
+        database.Execute("UPDATE music SET title = 'moved again' WHERE id % 5 = 0");
+    }
+    Ids all(1200);
+    std::iota(all.begin(), all.end(), 1);
+    EXPECT_EQ(joined, all);
 }
 
 TEST_F(MediaDBTest, WhatIsKeptEndsWithTheNextChange) {
