@@ -25,9 +25,11 @@ def text(element):
 
 
 def identity(element):
-    """What a listing and the metadata of a container both say."""
+    """What a listing and the metadata of a container both say. An entry that gathers a whole level has the class of
+    the level in the listing, and is a plain container by itself."""
+    gathers_a_level = element.get("id").endswith("$0")
     return (element.tag, element.get("id"), element.get("parentID"), element.findtext(upnp.DC + "title"),
-            element.findtext(upnp.UPNP + "class"))
+            None if gathers_a_level else element.findtext(upnp.UPNP + "class"))
 
 
 def walk(server):

@@ -71,14 +71,14 @@ class Life(Case):
         self.addCleanup(server.close)
         notify = upnp.NotifyListener(client.address)
         self.addCleanup(notify.close)
-        server.start()
+        server.start(seconds=200)
         base = f"http://{host.address}:{UPNP_PORT}"
         for line in (f"Description     {base}/desc/device.xml", f"Browse page     {base}/cds/"):
             self.assertIn(line, server.output())
         first = upnp.MediaServer(f"{base}/desc/device.xml", "television")
         songs = {song.get("id"): song.findtext(upnp.DC + "title") for song in first.browse("music-all").elements}
         self.assertEqual(len(songs), 24)
-        self.assertEqual(len(first.browse("photo-all").elements), 4)
+        self.assertEqual(len(first.browse("photo-all").elements), 4 + 6)  # with the covers
         self.assertEqual(len(first.browse("video-all").elements), 2)
 
         said = self.refused("--home", home, "--no-build")

@@ -1,6 +1,7 @@
 """Hosts on a network of their own: one namespace each, joined by a bridge, with real multicast and real ARP entries."""
 import contextlib
 import ctypes
+import json
 import os
 import signal
 import subprocess
@@ -41,10 +42,15 @@ class Host:
     def run(self, *arguments):
         return subprocess.run(self.command(*arguments), check=True, text=True, capture_output=True).stdout
 
+    @property
+    def mac(self):
+        """Hardware address, as the other hosts see it."""
+        return json.loads(self.run("ip", "-json", "link", "show", "dev", "lan"))[0]["address"]
+
     @contextlib.contextmanager
     def entered(self):
         """The calling thread, and threads that it starts meanwhile, stand on this host."""
-        before = os.open(f"/proc/thread-self/ns/net", os.O_RDONLY)
+        before = os.open("/proc/thread-self/ns/net", os.O_RDONLY)
         try:
             _set_namespace(f"/proc/{self.pid}/ns/net")
             yield self

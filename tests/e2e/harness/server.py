@@ -1,4 +1,5 @@
 """The product, started as a user starts it."""
+import json
 import os
 import shutil
 import signal
@@ -34,7 +35,7 @@ class Server:
         self._command = host.command(os.path.join(PROJECT, "run"), "--home", self.home, "--no-build", *options, *media)
         self._process = None
 
-    def start(self):
+    def start(self, seconds=90):
         self._output = open(os.path.join(self.home, "run.out"), "ab+")
         before = os.path.getsize(self._output.name)
         self._process = subprocess.Popen(self._command, stdin=subprocess.DEVNULL, stdout=self._output,
@@ -44,7 +45,7 @@ class Server:
             if self._process.poll() is not None:
                 raise AssertionError(f"./run ended with status {self._process.returncode}:\n{self.output()}")
             return "Ctrl-C stops everything" in self.output()[before:]
-        wait_until(greeted, 60, "the server to come on line")
+        wait_until(greeted, seconds, "the server to come on line")
         return self
 
     def output(self):
@@ -69,6 +70,18 @@ class Server:
         """Sends a signal to the daemon."""
         os.kill(self.pid(), number)
 
+    def saved_clients(self):
+        """The client list, written by the daemon just now: hardware address to entry."""
+        name = self.config("client_list.json")
+
+        def identity():
+            return os.stat(name).st_ino if os.path.exists(name) else 0
+        before = identity()
+        self.send(signal.SIGCONT)
+        wait_until(lambda: identity() not in (0, before), 10, "the client list to be written")
+        with open(name) as file:
+            return json.load(file)["ClientList"] or {}
+
     def database_pid(self):
         with open(self.path("pg/postmaster.pid")) as file:
             return int(file.readline())
@@ -79,7 +92,7 @@ class Server:
         for pid in filter(str.isdigit, os.listdir("/proc")):
             try:
                 with open(f"/proc/{pid}/environ", "rb") as environ, open(f"/proc/{pid}/cmdline", "rb") as command:
-                    if f"DMS_SYSROOT={self.home}/root".encode() in environ.read() + command.read():
+                    if f"DMS_SYSROOT={self.home}/root".encode() in environ.read() or f"{self.home}/".encode() in command.read():
                         found.append(int(pid))
             except OSError:
                 continue
