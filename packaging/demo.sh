@@ -23,11 +23,17 @@ quiet_ffmpeg() {
     ffmpeg -nostdin -v error -y "$@"
 }
 
+# The albums are made side by side.
 demo_music() {
-    local artist album year genre type note titles
+    local artist album year genre type note titles pid albums=() status=0
     while IFS='|' read -r artist album year genre type note titles; do
-        demo_album "Music/$artist/$album" || return 1
+        demo_album "Music/$artist/$album" &
+        albums+=($!)
     done <<<"$demo_albums"
+    for pid in "${albums[@]}"; do
+        wait "$pid" || status=1
+    done
+    return "$status"
 }
 
 # The variables of demo_music's line are visible here.
@@ -42,14 +48,14 @@ demo_album() {
 
 # A slow arpeggio over the album's root note, another order of its steps in each track.
 demo_track() {
-    local picture=() tune
+    local picture=() tune room=aecho=0.8:0.6:350:0.3,aresample=44100,aformat=channel_layouts=stereo
     tune="0.25*sin(2*PI*t*$note*pow(2\,floor(mod(t*2*$number\,5))*4/12))*exp(-3*mod(t\,0.5))"
     tune+="+0.1*sin(2*PI*t*$note/2)"
     case $type in
         mp3 | flac) picture=(-i "$1.jpg" -map 0 -map 1 -c:v copy -disposition:v attached_pic) ;;
     esac
     ((${#picture[@]} == 0)) || cp "${1%/*}/cover.jpg" "$1.jpg" || return 1
-    quiet_ffmpeg -f lavfi -i "aevalsrc=$tune|$tune:s=44100:d=$((10 + 2 * number))" ${picture[@]+"${picture[@]}"} \
+    quiet_ffmpeg -f lavfi -i "aevalsrc=$tune:s=22050:d=$((6 + 2 * number)),$room" ${picture[@]+"${picture[@]}"} \
         -metadata title="$title" -metadata artist="$artist" -metadata album_artist="$artist" -metadata album="$album" \
         -metadata date="$year" -metadata genre="$genre" -metadata track="$number" "$1" && rm -f "$1.jpg"
 }
@@ -73,8 +79,8 @@ END
 
 demo_videos() {
     mkdir -p Videos || return 1
-    quiet_ffmpeg -f lavfi -i testsrc2=size=1280x720:rate=25 -f lavfi -i sine=440:beep_factor=4 -t 15 \
+    quiet_ffmpeg -f lavfi -i testsrc2=size=960x540:rate=25 -f lavfi -i sine=440:beep_factor=4 -t 12 \
         -c:v libx264 -preset veryfast -pix_fmt yuv420p -c:a aac -metadata title="Test picture" "Videos/Test picture.mp4" &&
-        quiet_ffmpeg -f lavfi -i mandelbrot=size=720x576:rate=25 -f lavfi -i sine=220 -t 10 \
+        quiet_ffmpeg -f lavfi -i mandelbrot=size=352x288:rate=25:maxiter=500 -f lavfi -i sine=220 -t 10 \
             -c:v mpeg2video -b:v 3M -pix_fmt yuv420p -c:a mp2 "Videos/Into the fractal.mpg"
 }
