@@ -216,7 +216,7 @@ class Private(unittest.TestCase):
     def test_nothing_but_the_two_ports_listens(self):
         """The UPnP library's own listener stays on the loopback interface, the database on its socket."""
         listening = stage.server_host.run("ss", "-Hltnp").splitlines()
-        public = [line.split()[3] for line in listening if not line.split()[3].startswith(("127.", "[::1]"))]
+        public = [line.split()[3] for line in listening if not line.split()[3].startswith(("127.", "[::1]", "[::ffff:127."))]
         address = stage.server_host.address
         self.assertLessEqual({entry.rpartition(":")[2] for entry in public}, {"50001", "50002"}, listening)
         self.assertIn(f"{address}:50001", public)
