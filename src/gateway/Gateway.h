@@ -9,9 +9,9 @@ namespace MediaServer {
 class Gateway {
 public:
     /// @param mime  outlives this. @param port  where the endpoint is reached.
-    /// @param workers  threads that call Handle.
-    Gateway(const MimeTable& mime, std::uint16_t port, std::uint32_t workers)
-        : pictures_(workers - workers / 4), files_(mime, port, pictures_) {}
+    /// @param workers  threads that call Handle. @param photos_are_converted  the send-thumbnail option is on.
+    Gateway(const MimeTable& mime, std::uint16_t port, std::uint32_t workers, bool photos_are_converted = false)
+        : pictures_(workers - workers / 4), files_(mime, port, photos_are_converted, pictures_) {}
 
     HttpResponse Handle(const HttpRequest& request);
 

@@ -48,9 +48,9 @@ const RenditionRow* FindRendition(std::string_view prefix) {
     return row == std::end(kRenditions) ? nullptr : row;
 }
 
-/// The small ones stand beside the photo; of the big ones, so does JPEG_SM, and the rest stand for the photo.
-PictureKind KindOf(const MediaUrl& url) {
-    const bool beside = url.prefix == "sp" || (url.prefix == "bp" && url.profile == "JPEG_SM");
+/// The small one stands beside the photo, and so does a big one in JPEG_SM unless it is announced as the photo itself.
+PictureKind KindOf(const MediaUrl& url, bool converted) {
+    const bool beside = url.prefix == "sp" || (url.prefix == "bp" && url.profile == "JPEG_SM" && !converted);
     return beside ? PictureKind::Rendition : PictureKind::Photo;
 }
 
@@ -79,7 +79,8 @@ HttpResponse MediaFiles::ServeRendition(const HttpRequest& request, const MediaU
                                         const std::string& photo_path) const {
     if (url.extension != "jpg") return PlainResponse(404);
     const RenditionRow& row = *FindRendition(url.prefix);
-    const std::string features = PictureDlnaParams(KindOf(url), ProfileOf(url));
+    const bool converted = photos_are_converted_ || BlNIMBIndexIsRawImage(PathExtension(photo_path));
+    const std::string features = PictureDlnaParams(KindOf(url, converted), ProfileOf(url));
     if (const std::string indexed = PhotoThumbnailPath(photo_path, row.big); NLIBCFileExist(indexed.c_str())) {
         return ServeFile(request, indexed, kJpegMime, features);
     }

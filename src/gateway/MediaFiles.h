@@ -14,8 +14,9 @@ namespace MediaServer {
 class MediaFiles {
 public:
     /// @param mime, pictures  outlive this. @param port  where this endpoint is reached, for the URL of a subtitle.
-    MediaFiles(const MimeTable& mime, std::uint16_t port, PictureStore& pictures)
-        : mime_(mime), port_(port), pictures_(pictures) {}
+    /// @param photos_are_converted  photos are announced as their renditions (raw ones always are).
+    MediaFiles(const MimeTable& mime, std::uint16_t port, bool photos_are_converted, PictureStore& pictures)
+        : mime_(mime), port_(port), photos_are_converted_(photos_are_converted), pictures_(pictures) {}
 
     /// 404 for a row or file that is not there or an extension that is not the file's; 503 when the database does not
     /// answer.
@@ -28,6 +29,7 @@ private:
 
     const MimeTable& mime_;
     const std::uint16_t port_;
+    const bool photos_are_converted_;
     PictureStore& pictures_;
 };
 

@@ -12,7 +12,7 @@ namespace {
 constexpr int kJpegQuality = 85;
 constexpr int kLongestSide = 16384;
 
-/// How each format that is taken begins. "…" of a WebP's size is skipped.
+/// How each format that is taken begins; a WebP's size stands before its name.
 struct Signature {
     std::size_t offset;
     std::string_view bytes;

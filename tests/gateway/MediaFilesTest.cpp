@@ -22,7 +22,7 @@ constexpr FileCase kCases[] = {
     {"a segment that is no name gets into no header", "/m/A%0d%0aX-Evil:%201/1.mp3", 200, "audio/mpeg", STREAMING},
     {"another extension", "/m/MP3/1.flac", 404, "", ""},
     {"no extension", "/m/MP3/1", 404, "", ""},
-    {"a row of another table", "/p/NDLNA/3.mp3", 404, "", ""},
+    {"a row of another table", "/m/MP3/3.mp3", 404, "", ""},
     {"no such row", "/m/MP3/99.mp3", 404, "", ""},
     {"an id beyond 32 bits", "/m/MP3/4294967297.mp3", 404, "", ""},
     {"the id ends at the first other character", "/m/MP3/1%27--.mp3", 200, "audio/mpeg", "DLNA.ORG_PN=MP3;" STREAMING},
@@ -32,6 +32,8 @@ constexpr FileCase kCases[] = {
     {"a picture without a profile", "/p/NDLNA/2.gif", 200, "image/gif", PICTURE},
     {"the indexed thumbnail", "/sp/JPEG_TN/1.jpg", 200, "image/jpeg",
      "DLNA.ORG_PN=JPEG_TN;DLNA.ORG_OP=01;DLNA.ORG_CI=1;DLNA.ORG_FLAGS=00f00000000000000000000000000000"},
+    {"of a raw photo the rendition is the photo", "/bp/JPEG_SM/3.jpg", 200, "image/jpeg",
+     "DLNA.ORG_PN=JPEG_SM;" PICTURE},
     {"time-stamped packets have their own type", "/v/MPEG_TS_HD_NA_T/1.m2ts", 200, "video/vnd.dlna.mpeg-tts",
      "DLNA.ORG_PN=MPEG_TS_HD_NA_T;" STREAMING},
     {"but not as AVC", "/v/AVC_TS_MP_HD_AC3_T/1.m2ts", 200, "video/mpeg", "DLNA.ORG_PN=AVC_TS_MP_HD_AC3_T;" STREAMING},
@@ -52,6 +54,8 @@ protected:
         Add("photo", media.Write("a.jpg", "jpeg"));
         media.Write("@eaDir/a.jpg/NIMBPHOTO_THUMB_S.jpg", "small");
         Add("photo", media.Write("a.gif", "gif"));
+        Add("photo", media.Write("a.nef", "raw"));
+        media.Write("@eaDir/a.nef/NIMBPHOTO_THUMB_B.jpg", "big");
         Add("video", media.Write("b.m2ts", "packets"));
         Add("video", media.Write("film.mkv", "frames"));
         Add("video", media.Write("film.srt", "1\n"));
@@ -108,7 +112,7 @@ TEST_F(MediaFilesTest, RenditionsHaveTheAnnouncedSize) {
         }
     }
     EXPECT_EQ(Ask("/sp/JPEG_TN/2.jpg").status, 404) << "no picture at all";
-    EXPECT_EQ(Ask("/sp/JPEG_TN/3.png").status, 404) << "renditions are JPEG";
+    EXPECT_EQ(Ask("/sp/JPEG_TN/4.png").status, 404) << "renditions are JPEG";
 }
 
 TEST_F(MediaFilesTest, TransferModesFollowTheMedia) {

@@ -73,16 +73,14 @@ std::string AddressOfDaemon() {
     return text ? NLIBCStrTokIndex(*text, " \t\r\n", 0) : std::string();
 }
 
-void OpenLog(bool to_stderr) {
-    ServiceOptions options(SystemPath(kOptionFile));
-    options.Read(0, nullptr);
+void OpenLog(bool to_stderr, const std::string& level) {
     const std::string path = SystemPath(kGatewayLog);
     if (to_stderr) DMSLOGToStderr(true);
     if (!DMSLOGInit(path.c_str())) {
         DMSLOGToStderr(true);
         DMSPrintf(0, "could not open log file \"%s\"", path.c_str());
     }
-    DMSLOGSetLevel(ToInt(options.Get(Option::kLogLevel)));
+    DMSLOGSetLevel(ToInt(level));
 }
 
 /// Every connection and every picture kept is a descriptor.
@@ -94,7 +92,7 @@ void RaiseDescriptorLimit() {
 }
 
 /// Runs until SIGTERM or SIGINT, which every thread has blocked. @return exit status.
-int ServeUntilStopped(const Arguments& arguments, const sigset_t& stop_signals) {
+int ServeUntilStopped(const Arguments& arguments, bool photos_are_converted, const sigset_t& stop_signals) {
     const std::string address = arguments.address.empty() ? AddressOfDaemon() : arguments.address;
     if (address.empty()) {
         DMSPrintf(0,
@@ -105,7 +103,7 @@ int ServeUntilStopped(const Arguments& arguments, const sigset_t& stop_signals) 
     }
     MimeTable mime;
     LoadMimeTypes(mime);
-    Gateway gateway(mime, arguments.port, kWorkers);
+    Gateway gateway(mime, arguments.port, kWorkers, photos_are_converted);
     HttpServer::Config config;
     config.address = address;
     config.port = arguments.port;
@@ -139,8 +137,11 @@ int main(int argc, char** argv) {
     pthread_sigmask(SIG_BLOCK, &stop_signals, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
     RaiseDescriptorLimit();
-    OpenLog(arguments->log_to_stderr);
-    const int status = ServeUntilStopped(*arguments, stop_signals);
+    ServiceOptions options(SystemPath(kOptionFile));
+    options.Read(0, nullptr);
+    OpenLog(arguments->log_to_stderr, options.Get(Option::kLogLevel));
+    const bool photos_are_converted = (options.OptionFlags() & OptionFlag::kSendThumb) != 0;
+    const int status = ServeUntilStopped(*arguments, photos_are_converted, stop_signals);
     DMSLogClose();
     return status;
 }
