@@ -142,6 +142,7 @@ void Indexer::VisitFiles(const Listing& listing, std::vector<KnownRow>& known) {
 /// same: its title may come from its name.
 void Indexer::TakeOverRenamed(const Listing& listing, const std::vector<const FoundFile*>& files) {
     std::vector<std::int64_t> inodes;
+    inodes.reserve(files.size());
     for (const FoundFile* file : files) inodes.push_back(file->state.inode);
     const std::vector<KnownRow> rows = tables_->FilesByInode(inodes);
     for (const FoundFile* file : files) {

@@ -186,8 +186,8 @@ const std::string& LibraryTables::InsertText(MediaKind kind) {
     for (const MediaColumn& column : kMediaColumns) {
         const std::string name = column.name;
         if (name == "id" || PQfnumber(empty.get(), column.name) < 0) continue;
-        columns += ", " + name;
-        updates += ", " + name + " = EXCLUDED." + name;
+        columns.append(", ").append(name);
+        updates.append(", ").append(name).append(" = EXCLUDED.").append(name);
     }
     text = std::string("WITH raised AS (") + kRaiseGeneration + ") INSERT INTO " + table + " (" + columns +
            ") SELECT " + columns + " FROM json_populate_recordset(NULL::" + table +
@@ -252,13 +252,11 @@ void LibraryTables::MarkUnshared(const FolderSet& folders) {
 
 std::size_t LibraryTables::RemoveGone() {
     std::size_t removed = 0;
-    for (const MediaKind table : kAllKinds) {
-        const std::string name = TableName(table);
-        const PgResult result =
-            Run("DELETE FROM " + name + " USING gone WHERE gone.kind = " + std::to_string(static_cast<int>(table)) +
-                    " AND " + name + ".id = gone.id AND " + name + ".path = gone.path",
-                {}, "remove deleted files");
-        removed += Parse<std::size_t>(PQcmdTuples(result.get()));
+    for (const MediaKind kind : kAllKinds) {
+        std::string sql = "DELETE FROM ";
+        sql.append(TableName(kind)).append(" AS t USING gone WHERE gone.kind = ");
+        sql.append(std::to_string(static_cast<int>(kind))).append(" AND t.id = gone.id AND t.path = gone.path");
+        removed += Parse<std::size_t>(PQcmdTuples(Run(sql, {}, "remove deleted files").get()));
     }
     Run("TRUNCATE gone", {}, "remove deleted files");
     if (removed > 0) Run(kRaiseGeneration, {}, "raise the library's generation");
