@@ -15,10 +15,12 @@
 
 #include "platform/system/Files.h"
 #include "platform/text/Text.h"
+#include "platform/upnp/SearchSocket.h"
 
 namespace {
 
-thread_local bool binds_to_loopback = false;
+/// Set while a LoopbackBinding of this thread lives.
+thread_local const MediaServer::Subnet* own_subnet = nullptr;
 
 int NextBind(int fd, const sockaddr* address, socklen_t size) {
     using Bind = int (*)(int, const sockaddr*, socklen_t);
@@ -50,14 +52,20 @@ int BindToLoopback(int fd, sa_family_t family) {
     return NextBind(fd, reinterpret_cast<const sockaddr*>(&loopback), sizeof loopback);
 }
 
+bool IsSsdp(const sockaddr& address) {
+    constexpr std::uint16_t kSsdpPort = 1900;
+    return address.sa_family == AF_INET && reinterpret_cast<const sockaddr_in&>(address).sin_port == htons(kSsdpPort);
+}
+
 }  // namespace
 
 /// Stands before the C library's for the whole process; see LoopbackBinding.
 extern "C" int bind(int fd, const sockaddr* address, socklen_t size) {
-    if (!binds_to_loopback || !address) return NextBind(fd, address, size);
+    if (!own_subnet || !address) return NextBind(fd, address, size);
     fcntl(fd, F_SETFD, FD_CLOEXEC);
     const sa_family_t family = address->sa_family;
     if ((family == AF_INET || family == AF_INET6) && IsTcp(fd)) return BindToLoopback(fd, family);
+    if (IsSsdp(*address) && !MediaServer::GuardSearchSocket(fd, *own_subnet)) return -1;
     return NextBind(fd, address, size);
 }
 
@@ -93,11 +101,11 @@ struct DirDeleter {
 
 }  // namespace
 
-LoopbackBinding::LoopbackBinding() {
-    binds_to_loopback = true;
+LoopbackBinding::LoopbackBinding(const Subnet& subnet) : subnet_(subnet) {
+    own_subnet = &subnet_;
 }
 LoopbackBinding::~LoopbackBinding() {
-    binds_to_loopback = false;
+    own_subnet = nullptr;
 }
 
 std::vector<ListeningSocket> ParseSocketTable(std::string_view table) {

@@ -19,6 +19,7 @@
 #include "platform/text/Text.h"
 #include "platform/upnp/DeviceDescription.h"
 #include "platform/upnp/PrivateListener.h"
+#include "platform/upnp/SearchSocket.h"
 #include "platform/upnp/Subscriptions.h"
 #include "platform/upnp/UpnpControl.h"
 #include "platform/upnp/UpnpLimits.h"
@@ -173,7 +174,7 @@ int UpnpLibrary::UpnpInit(const std::string& address, std::uint16_t port) {
     const std::set<std::uint64_t> others = OwnSockets();
     int result;
     {
-        const LoopbackBinding binding;
+        const LoopbackBinding binding(SubnetOf(impl_->address));
         result = ::UpnpInit(impl_->address.c_str(), 0);
     }
     if (result != UPNP_E_SUCCESS) {
@@ -219,6 +220,7 @@ void UpnpLibrary::UpnpFinish() {
     // The front first: what it has under way may still use the library.
     if (impl_->front) impl_->front->Stop();
     ::UpnpFinish();
+    ForgetSearchSocket();
     impl_->front.reset();
     impl_->subscriptions.reset();
     impl_->ChangeState([](Registration& state) { state = {}; });

@@ -34,5 +34,9 @@ inline constexpr std::size_t kRelayAnswerBytes = 8 * 1024;
 /// drop an event of a subscription that they do not know yet.
 inline constexpr std::chrono::milliseconds kFirstEventDelay{100};
 
+// Searches by SSDP that are answered. A control point sends a handful when it starts.
+inline constexpr double kSearchesAtOnce = 20, kSearchesPerSecond = 4;          ///< of one source
+inline constexpr double kAllSearchesAtOnce = 100, kAllSearchesPerSecond = 40;  ///< of all together
+
 }  // namespace UpnpLimits
 }  // namespace MediaServer
