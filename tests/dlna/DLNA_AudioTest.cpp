@@ -35,7 +35,8 @@ constexpr AudioCase kCases[] = {
     {"AAC below 8 kHz", "aac", 64000, 7999, 2, 0},
     {"AAC above 48 kHz", "aac", 64000, 48001, 2, 0},
     {"HE-AAC at half rate", "aac_he", 320000, 24000, 2, 7},
-    {"HE-AAC at half rate, faster", "aac_he", 576000, 24000, 2, 6},
+    {"HE-AAC at half rate, faster", "aac_he", 320001, 24000, 2, 6},
+    {"HE-AAC at half rate, fastest", "aac_he", 576000, 24000, 2, 6},
     {"half-rate HE-AAC has no multichannel form", "aac_he", 64000, 24000, 3, 0},
     {"HE-AAC just above half rate", "aac_he", 64000, 24001, 2, 8},
     {"stereo HE-AAC beyond 576k falls to the wide class", "aac_he", 576001, 48000, 2, 9},
@@ -77,7 +78,7 @@ constexpr AudioCase kCases[] = {
     {"G.726 at another rate", "adpcm_g726", 24000, 8000, 1, 0},
 
     {"PCM of a video disc", "pcm_s16be", 1536000, 48000, 2, 23},
-    {"PCM above 48 kHz", "pcm_s16le", 3072000, 96000, 2, 0},
+    {"PCM just above 48 kHz", "pcm_s16le", 3072000, 48001, 2, 0},
     {"PCM with three channels", "pcm_s16le", 1, 48000, 3, 0},
     {"24-bit PCM", "pcm_s24le", 1, 48000, 2, 0},
 
@@ -112,6 +113,30 @@ TEST(ClassifyAudio, ByCodecAndOperatingPoint) {
     for (const AudioCase& c : kCases) {
         SCOPED_TRACE(c.why);
         EXPECT_EQ(ClassifyAudio(RecordOf(c)), c.audio_class);
+    }
+}
+
+/// The formats that know fixed bit rates only, by the number of those and their sum.
+TEST(ClassifyAudio, FixedBitrates) {
+    struct {
+        AudioCase file;
+        int count;
+        std::uint64_t sum;
+    } const kFixed[] = {{{"layer 3", "mp3", 0, 44100, 2, 26}, 14, 1808000},
+                        {{"low-rate layer 3", "mp3", 0, 24000, 2, 27}, 15, 1440000},
+                        {{"AMR", "amr_nb", 0, 8000, 1, 19}, 8, 60250}};
+    for (const auto& c : kFixed) {
+        SCOPED_TRACE(c.file.why);
+        NIMB_MEDIA_INFO record = RecordOf(c.file);
+        int count = 0;
+        std::uint64_t sum = 0;
+        for (record.audio_bitrate = 0; record.audio_bitrate <= 400000; ++record.audio_bitrate) {
+            if (ClassifyAudio(record) != c.file.audio_class) continue;
+            ++count;
+            sum += record.audio_bitrate;
+        }
+        EXPECT_EQ(count, c.count);
+        EXPECT_EQ(sum, c.sum);
     }
 }
 

@@ -75,6 +75,8 @@ constexpr VideoCase kAvc[] = {
     {"QVGA within L1.2", kMp4, "h264", 320, 240, 15, 1, 384000, 600000, kHeAac, "AVC_MP4_BL_L12_CIF15_HEAAC"},
     {"smallest CIF class", kMp4, "h264", 176, 144, 15, 1, 128000, 256000, kHeAac, "AVC_MP4_BL_L1B_QCIF15_HEAAC"},
     {"CIF to 520k", kMp4, "h264", 352, 288, 15, 1, 384000, 520000, kAac, "AVC_MP4_BL_CIF15_AAC_520"},
+    {"above 520k", kTs, "h264", 352, 288, 15, 1, 400000, 520001, kAac, "AVC_TS_BL_CIF15_AAC_540"},
+    {"above the smallest video rate", kMp4, "h264", 176, 144, 15, 1, 128001, 256000, kHeAac, ""},
     {"CIF to 540k", kTs, "h264", 352, 288, 15, 1, 400000, 540000, kAac, "AVC_TS_BL_CIF15_AAC_540"},
     {"CIF15", kMp4, "h264", 352, 288, 15, 1, 384000, 600000, kAmr, "AVC_MP4_BL_CIF15_AMR"},
     {"above 384k video CIF15 ends", kTs, "h264", 352, 288, 15, 1, 384001, 600000, kAac, "AVC_TS_BL_CIF30_AAC_940"},
@@ -157,6 +159,7 @@ constexpr VideoCase kMpeg2[] = {
      0,
      {"pcm_s16be", 1536000, 48000, 2},
      "MPEG_PS_PAL"},
+    {"stereo PCM beyond its bound", kPs, "mpeg2video", 720, 576, 25, 1, 0, 0, {"pcm_s16be", 1536001, 48000, 2}, ""},
     {"mono PCM beyond its bound", kPs, "mpeg2video", 720, 576, 25, 1, 0, 0, {"pcm_s16be", 768001, 48000, 1}, ""},
     {"NTSC with extended AC-3",
      kPs,
@@ -276,6 +279,48 @@ TEST(DetectVideoProfile, Mpeg2) {
 }
 TEST(DetectVideoProfile, Mpeg1AndWmv9) {
     ExpectProfiles(kMpeg1AndWmv);
+}
+
+/// All the sizes that give one profile with the rest of a file unchanged, by their number and the sum of their areas.
+struct SizesCase {
+    VideoCase file;  // why, and the profile
+    int count;
+    std::int64_t area;
+};
+constexpr SizesCase kSizes[] = {
+    {{"AVC, CIF", kTs, "h264", 0, 0, 25, 1, 700000, 900000, kAac, "AVC_TS_BL_CIF30_AAC_940"}, 13, 539408},
+    {{"AVC, level 3", kMp4, "h264", 0, 0, 25, 1, 3000000, 3200000, kAac, "AVC_MP4_BL_L3_SD_AAC"}, 4, 1297920},
+    {{"AVC, SD", kMp4, "h264", 0, 0, 25, 1, 5000000, 5200000, kAc3, "AVC_MP4_MP_SD_AC3"}, 26, 4303808},
+    {{"MPEG-4, level 2", kMp4, "mpeg4", 0, 0, 15, 1, 100000, 150000, kAmr, "MPEG4_P2_MP4_SP_L2_AMR"}, 3, 235776},
+    {{"MPEG-4, simple", kMp4, "mpeg4", 0, 0, 30, 1, 384000, 500000, kAac, "MPEG4_P2_MP4_SP_AAC"}, 12, 507008},
+    {{"MPEG-4, level 4", kMp4, "mpeg4", 0, 0, 30, 1, 500000, 700000, kAac, "MPEG4_P2_MP4_ASP_L4_SO_AAC"}, 14, 878720},
+    {{"MPEG-4, VGA", kMp4, "mpeg4", 0, 0, 30, 1, 2500000, 2700000, kAac, "MPEG4_P2_MP4_SP_VGA_AAC"}, 2, 537600},
+    {{"NTSC disc", kPs, "", 0, 0, 30000, 1001, 0, 0, kAc3, "MPEG_PS_NTSC"}, 6, 1428480},
+    {{"PAL disc", kPs, "", 0, 0, 25, 1, 0, 0, kAc3, "MPEG_PS_PAL"}, 6, 1714176},
+    {{"European broadcast", kTs, "", 0, 0, 25, 1, 0, 0, kAc3, "MPEG_TS_SD_EU"}, 5, 1308672},
+    {{"American SD", kTs, "", 0, 0, 60000, 1001, 0, 0, kAc3, "MPEG_TS_SD_NA"}, 6, 1651200},
+    {{"American SD at whole rates", kTs, "", 0, 0, 24, 1, 0, 0, kAc3, "MPEG_TS_SD_NA"}, 2, 645120},
+    {{"American HD", kTs, "", 0, 0, 24000, 1001, 0, 0, kAc3, "MPEG_TS_HD_NA"}, 4, 5932800},
+};
+
+TEST(DetectVideoProfile, TakesThoseSizesAndNoOthers) {
+    for (const SizesCase& c : kSizes) {
+        SCOPED_TRACE(c.file.why);
+        NIMB_MEDIA_INFO record = RecordOf(c.file);
+        int count = 0;
+        std::int64_t area = 0;
+        // Every width of the standards is a multiple of 16.
+        for (record.resolutionx = 16; record.resolutionx <= 1920; record.resolutionx += 16) {
+            for (record.resolutiony = 1; record.resolutiony <= 1152; ++record.resolutiony) {
+                const ProfileEntry* entry = DetectVideoProfile(record);
+                if (entry == nullptr || entry->name != c.file.profile) continue;
+                ++count;
+                area += std::int64_t{record.resolutionx} * record.resolutiony;
+            }
+        }
+        EXPECT_EQ(count, c.count);
+        EXPECT_EQ(area, c.area);
+    }
 }
 
 // Timestamped and DLNA transport streams are another MIME type than plain ones.
