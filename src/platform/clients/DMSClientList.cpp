@@ -61,6 +61,11 @@ std::string Bounded(std::string_view value) {
     return std::string(value.substr(0, size));
 }
 
+/// What a header or an element may be called. A name of other bytes would come back from the file as another one.
+bool IsPlainName(std::string_view name) {
+    return !name.empty() && std::all_of(name.begin(), name.end(), [](char c) { return c > ' ' && c < 0x7F; });
+}
+
 bool IsSetByHand(const Json::Value& client) {
     const std::string profile = Text(client, kProfile);
     return !profile.empty() && profile != Text(client, kDetected);
@@ -199,7 +204,7 @@ void DMSClientList::State::StoreKeys(Json::Value& client, std::string_view prefi
         std::string key = std::string(prefix) + name;
         // A renderer's description must not be able to write the owner's settings, whatever it calls its elements.
         const bool is_reserved = key == kAccess || key == kProfile || key == kDetected || key == kAddress;
-        if (is_reserved || name.empty() || key.size() > kMaxKeyBytes) continue;
+        if (is_reserved || !IsPlainName(name) || key.size() > kMaxKeyBytes) continue;
         if (!client.isMember(key) && client.size() >= kMaxKeysPerClient) continue;
         client[key] = Bounded(value);
     }
