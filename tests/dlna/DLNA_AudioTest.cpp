@@ -37,6 +37,7 @@ constexpr AudioCase kCases[] = {
     {"HE-AAC at half rate", "aac_he", 320000, 24000, 2, 7},
     {"HE-AAC at half rate, faster", "aac_he", 320001, 24000, 2, 6},
     {"HE-AAC at half rate, fastest", "aac_he", 576000, 24000, 2, 6},
+    {"half-rate HE-AAC too fast", "aac_he", 576001, 24000, 2, 0},
     {"half-rate HE-AAC has no multichannel form", "aac_he", 64000, 24000, 3, 0},
     {"HE-AAC just above half rate", "aac_he", 64000, 24001, 2, 8},
     {"stereo HE-AAC beyond 576k falls to the wide class", "aac_he", 576001, 48000, 2, 9},
