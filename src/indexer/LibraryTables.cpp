@@ -2,6 +2,7 @@
 
 #include <array>
 #include <charconv>
+#include <chrono>
 #include <cstring>
 #include <variant>
 
@@ -11,6 +12,8 @@
 
 namespace MediaServer {
 namespace {
+
+constexpr std::chrono::minutes kPatience{11};
 
 constexpr std::array<const char*, 5> kTables = {"music", "video", "photo", "playlist", "directory"};
 constexpr MediaKind kFileKinds[] = {MediaKind::Music, MediaKind::Video, MediaKind::Photo, MediaKind::Playlist};
@@ -102,7 +105,7 @@ LibraryTables::LibraryTables(PGconn* connection) : connection_(connection) {
         // What a crash of the server loses, the next scan finds again.
         "SET synchronous_commit = off",
         // A folder of a million files may go at once.
-        "SET statement_timeout = '10min'",
+        "SET statement_timeout = '10min'",  // kPatience goes by it
         // Looking up a directory takes less time than planning it, and a plan made for a library that is still small
         // must do for what it becomes during the scan.
         "SET plan_cache_mode = force_generic_plan",
@@ -118,7 +121,7 @@ LibraryTables::LibraryTables(PGconn* connection) : connection_(connection) {
 }
 
 PgResult LibraryTables::Run(const std::string& sql, std::span<const char* const> params, const char* what) {
-    PgResult result = Query(connection_, sql.c_str(), params, what);
+    PgResult result = Query(connection_, sql.c_str(), params, what, kPatience);
     if (!result) throw DatabaseError{};
     return result;
 }

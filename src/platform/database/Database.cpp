@@ -3,7 +3,11 @@
 #include <algorithm>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include <poll.h>
+#include <sys/socket.h>
 
 #include "platform/system/Files.h"
 #include "platform/system/Log.h"
@@ -31,9 +35,40 @@ bool HasRows(const PGresult* result) {
     return status == PGRES_TUPLES_OK || status == PGRES_COMMAND_OK;
 }
 
-PgResult Execute(PGconn* connection, const char* sql, std::span<const char* const> params) {
-    return PgResult{
-        PQexecParams(connection, sql, static_cast<int>(params.size()), nullptr, params.data(), nullptr, nullptr, 0)};
+using Clock = std::chrono::steady_clock;
+
+/// Reads what the server sends until a result is complete. @return false when it is not by then.
+bool AwaitResult(PGconn* connection, Clock::time_point deadline) {
+    while (PQisBusy(connection)) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+        pollfd input{PQsocket(connection), POLLIN, 0};
+        const int ready = left.count() > 0 ? poll(&input, 1, static_cast<int>(left.count())) : 0;
+        if (ready == 0) return false;
+        if (ready > 0 && !PQconsumeInput(connection)) return true;  // the result then tells of the lost connection
+    }
+    return true;
+}
+
+enum class Outcome { Answered, Late };
+
+/// Runs one statement. The statement timeout is the server's, and a server that stands still keeps no time: when the
+/// answer is late the connection is given up, for what would come on it belongs to nobody any more.
+Outcome Execute(PGconn* connection, const char* sql, std::span<const char* const> params,
+                std::chrono::milliseconds patience, PgResult& result) {
+    result.reset();
+    const auto deadline = Clock::now() + patience;
+    if (!PQsendQueryParams(connection, sql, static_cast<int>(params.size()), nullptr, params.data(), nullptr, nullptr,
+                           0))
+        return Outcome::Answered;
+    while (AwaitResult(connection, deadline)) {
+        PgResult next{PQgetResult(connection)};
+        if (!next) return Outcome::Answered;
+        result = std::move(next);
+    }
+    shutdown(PQsocket(connection), SHUT_RDWR);
+    PQconsumeInput(connection);
+    result.reset();
+    return Outcome::Late;
 }
 
 /// Runs a script of any number of statements.
@@ -126,18 +161,22 @@ PGconn* ThreadDBConnection() {
     return connection.handle;
 }
 
-PgResult Query(PGconn* connection, const char* sql, std::span<const char* const> params, const char* what) noexcept {
+PgResult Query(PGconn* connection, const char* sql, std::span<const char* const> params, const char* what,
+               std::chrono::milliseconds patience) noexcept {
     // Inside a transaction a lost connection has lost work that only the caller can do again.
     const PGTransactionStatusType transaction = PQtransactionStatus(connection);
     const bool may_repeat = transaction == PQTRANS_IDLE || transaction == PQTRANS_UNKNOWN;
-    PgResult result = Execute(connection, sql, params);
-    if (!HasRows(result.get()) && connection && PQstatus(connection) == CONNECTION_BAD && may_repeat) {
+    PgResult result;
+    Outcome outcome = Execute(connection, sql, params, patience, result);
+    if (outcome == Outcome::Answered && !HasRows(result.get()) && connection &&
+        PQstatus(connection) == CONNECTION_BAD && may_repeat) {
         // The server restarted while the connection was idle; libpq notices only now.
         PQreset(connection);
-        result = Execute(connection, sql, params);
+        outcome = Execute(connection, sql, params, patience, result);
     }
     if (HasRows(result.get())) return result;
-    DMSPrintf(0, "could not %s: %s", what, connection ? PQerrorMessage(connection) : "no database connection");
+    const char* reason = connection ? PQerrorMessage(connection) : "no database connection";
+    DMSPrintf(0, "could not %s: %s", what, outcome == Outcome::Late ? "the database did not answer in time" : reason);
     return nullptr;
 }
 

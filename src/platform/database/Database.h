@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <span>
 
@@ -22,10 +23,16 @@ void NIMBDBClose(PGconn* connection) noexcept;
 /// @return null when the database cannot be reached; the next call tries again.
 PGconn* ThreadDBConnection();
 
+/// Longer than the statement timeout that NIMBDBConnect sets, so that it is the server that ends a long statement while
+/// it lives.
+inline constexpr std::chrono::milliseconds kQueryPatience{12000};
+
 /// Runs `sql` with bound parameters (null entries become SQL NULL).
 /// @param what  completes "could not …" in the log, e.g. "list children of container \"21$3\"".
+/// @param patience  how long the answer may take; the connection is lost with one that takes longer.
 /// @return the rows (or an empty result for a command), or null after the reason was logged at level 0.
-PgResult Query(PGconn* connection, const char* sql, std::span<const char* const> params, const char* what) noexcept;
+PgResult Query(PGconn* connection, const char* sql, std::span<const char* const> params, const char* what,
+               std::chrono::milliseconds patience = kQueryPatience) noexcept;
 
 /// Brings the schema up to date: runs each migration of `directory` ("0001-….sql", in name order) that the database
 /// has not seen, each in a transaction of its own; safe when several processes start at once.

@@ -1,7 +1,9 @@
+#include <chrono>
 #include <numeric>
 #include <random>
 
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include "platform/database/MediaDB.h"
 #include "platform/database/MediaInfoDB.h"
@@ -261,6 +263,21 @@ TEST_F(MediaDBTest, TheRequestAfterARestartSucceeds) {
     database.Stop();
     database.Start();
     EXPECT_EQ(MediaDB(MediaKind::Music).SelectTotal(), 3);
+}
+
+TEST_F(MediaDBTest, AServerThatStandsStillIsNotWaitedFor) {
+    const PgResult pid = Query(ThreadDBConnection(), "SELECT pg_backend_pid()", {}, "ask for the process");
+    ASSERT_TRUE(pid);
+    const pid_t backend = std::stoi(PQgetvalue(pid.get(), 0, 0));
+    ASSERT_EQ(kill(backend, SIGSTOP), 0);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(Query(ThreadDBConnection(), "SELECT 1", {}, "ask", std::chrono::milliseconds(300)));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+    // The next request has a connection of its own and does not get the answer of this one.
+    const PgResult next = Query(ThreadDBConnection(), "SELECT 2", {}, "ask");
+    kill(backend, SIGCONT);
+    ASSERT_TRUE(next);
+    EXPECT_STREQ(PQgetvalue(next.get(), 0, 0), "2");
 }
 
 TEST_F(MediaDBTest, ARestartInTheMiddleOfALongListEndsIt) {
