@@ -203,13 +203,12 @@ bool DMSDevice::PrepareDescriptions() {
 bool DMSDevice::RegisterDevice() {
     const std::string url =
         "http://" + library_.UpnpGetServerIpAddress() + ":" + std::to_string(port_) + "/" + kRegistrationDescription;
-    if (const int error = library_.UpnpRegisterRootDevice(url, DeviceCallback, this, &device_handle_);
-        error != UPNP_E_SUCCESS) {
-        DMSPrintf(0, "Error registering the rootdevice : %d\n", error);
-        return false;
-    }
-    library_.UpnpSetDescURL(device_handle_, description_url_);
-    return true;
+    int error = library_.UpnpRegisterRootDevice(url, DeviceCallback, this, &device_handle_);
+    // The library takes the device only now; without it nothing would be announced and every action would be unknown.
+    if (error == UPNP_E_SUCCESS) error = library_.UpnpSetDescURL(device_handle_, description_url_);
+    if (error == UPNP_E_SUCCESS) return true;
+    DMSPrintf(0, "Error registering the rootdevice : %d\n", error);
+    return false;
 }
 
 bool DMSDevice::RegisterControlPoint() {
