@@ -54,13 +54,13 @@ give_to_database_owner() {
     [[ ${as_database_owner[0]} != setpriv ]] || chown postgres:postgres "$1"
 }
 
-# The path of a Unix socket holds at most 107 bytes.
+# The path of a Unix socket holds at most 107 bytes, and a comma in it would begin another one.
 choose_socket_directory() {
     [[ -z $socket_to_remove ]] || return 0
     export PGHOST=$home/socket PGPORT=5432
     unset PGUSER PGPASSWORD PGDATABASE PGSERVICE PGHOSTADDR
-    if (($(printf %s "$PGHOST/.s.PGSQL.$PGPORT.lock" | wc -c) > 107)); then
-        PGHOST=$(mktemp -d "${XDG_RUNTIME_DIR:-/tmp}/dms.XXXXXX") || fail "could not create a directory for the database socket"
+    if [[ $PGHOST == *[,\"]* ]] || (($(printf %s "$PGHOST/.s.PGSQL.$PGPORT.lock" | wc -c) > 107)); then
+        PGHOST=$(mktemp -d /tmp/dms.XXXXXX) || fail "could not create a directory for the database socket"
         socket_to_remove=$PGHOST
     fi
     mkdir -p -m 700 "$PGHOST" && give_to_database_owner "$PGHOST"

@@ -108,9 +108,11 @@ class Life(Case):
         self.assert_nothing_left(server, processes)
 
     def test_killed_without_a_word(self):
-        """Not even then does a process stay, and the next start works."""
-        media = self.folder()
-        server = Server(host, media, home=self.folder(), options=["--interface", "lan", "--name", "Attic"])
+        """Not even then does a process stay, and the next start works; also in a home whose path PostgreSQL would take
+        for a list of two."""
+        media, home = self.folder(), os.path.join(self.folder(), "Kim's, second")
+        os.mkdir(home)
+        server = Server(host, media, home=home, options=["--interface", "lan", "--name", "Attic"])
         self.addCleanup(server.close)
         server.start()
         processes = server.children()
