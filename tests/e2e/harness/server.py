@@ -36,10 +36,10 @@ class Server:
         self._process = None
 
     def start(self, seconds=90):
-        self._output = open(os.path.join(self.home, "run.out"), "ab+")
-        before = os.path.getsize(self._output.name)
-        self._process = subprocess.Popen(self._command, stdin=subprocess.DEVNULL, stdout=self._output,
-                                         stderr=subprocess.STDOUT, start_new_session=True)
+        with open(os.path.join(self.home, "run.out"), "ab") as output:
+            before = len(self.output())
+            self._process = subprocess.Popen(self._command, stdin=subprocess.DEVNULL, stdout=output,
+                                             stderr=subprocess.STDOUT, start_new_session=True)
 
         def greeted():
             if self._process.poll() is not None:
@@ -102,9 +102,7 @@ class Server:
         """Ends ./run; its exit status."""
         if self._process.poll() is None:
             self._process.send_signal(number)
-        status = self._process.wait(timeout=60)
-        self._output.close()
-        return status
+        return self._process.wait(timeout=60)
 
     def close(self):
         """Stops the server and removes a home of its own."""
