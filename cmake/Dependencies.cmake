@@ -2,7 +2,7 @@
 find_package(PkgConfig REQUIRED)
 foreach(dependency IN ITEMS
         upnp:libupnp microhttpd:libmicrohttpd xml2:libxml-2.0 curl:libcurl pq:libpq json:jsoncpp pcre2:libpcre2-8
-        spdlog:spdlog taglib:taglib vips:vips-cpp)
+        spdlog:spdlog taglib:taglib exiv2:exiv2 vips:vips-cpp)
     string(REPLACE ":" ";" pair ${dependency})
     list(GET pair 0 name)
     list(GET pair 1 module)

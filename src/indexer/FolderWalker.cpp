@@ -10,6 +10,7 @@
 #include <fcntl.h>
 
 #include "indexer/MediaTypes.h"
+#include "platform/media/CoverArt.h"
 #include "platform/system/Files.h"
 #include "platform/system/Log.h"
 #include "platform/text/Text.h"
@@ -40,6 +41,16 @@ bool IsUtf8(std::string_view text) {
         text.remove_prefix(length);
     }
     return true;
+}
+
+/// Beside songs, a picture that is called like a cover is one: nobody looks for it among the photos.
+void DropCoversOfMusic(std::vector<FoundFile>& files) {
+    const auto is_song = [](const FoundFile& file) { return file.kind == MediaKind::Music; };
+    if (std::none_of(files.begin(), files.end(), is_song)) return;
+    const std::vector<std::string>& covers = GetCoverList();
+    std::erase_if(files, [&](const FoundFile& file) {
+        return file.kind == MediaKind::Photo && std::find(covers.begin(), covers.end(), file.name) != covers.end();
+    });
 }
 
 /// Names of the entries that are not hidden, in order. Nothing, with errno set, when the directory cannot be read to
@@ -136,6 +147,7 @@ bool FolderWalker::List(Listing& listing) {
     if (!names) LogLeftOut("directory ", listing.path, std::strerror(errno));
     if (!names) return false;
     for (const std::string& name : *names) AddEntry(listing, descriptor, name);
+    DropCoversOfMusic(listing.files);
     return true;
 }
 

@@ -62,7 +62,8 @@ private:
 
 /// Walks directories, a parent before its children. Symbolic links are followed, but a directory that a link leads to
 /// is walked at most once, and not at all when it is in a shared folder anyway, so no loop of links goes on for ever.
-/// What is hidden, is a thumbnail folder, has a name that is not UTF-8, or is too long for the database is left out.
+/// What is hidden, is a thumbnail folder, has a name that is not UTF-8, or is too long for the database is left out,
+/// and so are pictures with the name of a cover in a directory that holds songs.
 class FolderWalker {
 public:
     using Visitor = std::function<void(Listing&)>;

@@ -13,7 +13,7 @@ bool ReadNothing(NIMB_MEDIA_INFO&, std::string&) {
 }
 
 /// By media kind; a kind that needs no look into the file keeps its name, date and size.
-constexpr std::array<MediaReader, 4> kReaders = {ReadMusic, ReadVideo, ReadNothing, ReadNothing};
+constexpr std::array<MediaReader, 4> kReaders = {ReadMusic, ReadVideo, ReadPhoto, ReadNothing};
 
 constexpr std::string NIMB_MEDIA_INFO::*kTexts[] = {
     &NIMB_MEDIA_INFO::title,        &NIMB_MEDIA_INFO::album, &NIMB_MEDIA_INFO::artist,

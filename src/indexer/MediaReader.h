@@ -18,6 +18,8 @@ using MediaReader = bool (*)(NIMB_MEDIA_INFO& record, std::string& reason);
 
 bool ReadMusic(NIMB_MEDIA_INFO& record, std::string& reason);
 bool ReadVideo(NIMB_MEDIA_INFO& record, std::string& reason);
+/// The size is that of the upright picture.
+bool ReadPhoto(NIMB_MEDIA_INFO& record, std::string& reason);
 
 /// Reads with libavformat: streams, duration and tags of any file that it can open without looking elsewhere.
 bool ReadStreams(NIMB_MEDIA_INFO& record, MediaKind kind, std::string& reason);
