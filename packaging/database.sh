@@ -1,8 +1,8 @@
 # The private PostgreSQL cluster of ./run: in the home, reached only through a Unix socket that only its owner may open.
 
 pg_bin=/usr/lib/postgresql/15/bin
-database_role=admin       # owns the media database and nothing else
-database_superuser=dba
+database_role="admin" # owns the media database and nothing else
+database_superuser="dba"
 database_name=mediaserver
 socket_to_remove=""
 
@@ -63,7 +63,8 @@ choose_socket_directory() {
         PGHOST=$(mktemp -d /tmp/dms.XXXXXX) || fail "could not create a directory for the database socket"
         socket_to_remove=$PGHOST
     fi
-    mkdir -p -m 700 "$PGHOST" && give_to_database_owner "$PGHOST"
+    [[ -d $PGHOST ]] || mkdir -m 700 "$PGHOST" || fail "could not create directory \"$PGHOST\""
+    give_to_database_owner "$PGHOST"
 }
 
 create_database() {
