@@ -57,7 +57,7 @@ bool NextConfigLine(std::string_view& rest, std::string_view& line);
 /// without a '=' or without a key. The views point into the line.
 std::optional<std::pair<std::string_view, std::string_view>> ParseKeyValue(std::string_view line);
 
-/// `text` without the blanks (space, tab, carriage return) at both ends.
+/// `text` without the blanks (space, tab, line ends) at both ends.
 std::string_view TrimBlanks(std::string_view text);
 
 /// Largest configuration file that is read; no file of the package comes near it.

@@ -2,23 +2,13 @@
 
 #include <map>
 
+#include "platform/system/Files.h"
 #include "platform/text/Text.h"
 #include "platform/upnp/UpnpLibrary.h"
 #include "platform/upnp/UpnpLimits.h"
 #include "platform/upnp/XmlReader.h"
 
 namespace MediaServer {
-
-namespace {
-
-std::string_view Trim(std::string_view text) {
-    constexpr std::string_view kBlanks = " \t\r\n";
-    const std::size_t first = text.find_first_not_of(kBlanks);
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
-}  // namespace
 
 std::string PathOfUrl(std::string_view url) {
     constexpr std::string_view kScheme = "http://";
@@ -43,7 +33,7 @@ std::optional<std::vector<ServiceDescription>> ReadServices(std::string_view doc
     std::string text;
     bool found_udn = false;
     const auto end = [&](std::string_view name) {
-        const std::string_view value = Trim(text);
+        const std::string_view value = TrimBlanks(text);
         if (name == "UDN" && !udns.empty()) {
             udns.back() = value;
             found_udn = found_udn || !value.empty();

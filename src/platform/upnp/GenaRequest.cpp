@@ -5,6 +5,7 @@
 
 #include <arpa/inet.h>
 
+#include "platform/system/Files.h"
 #include "platform/text/Text.h"
 #include "platform/upnp/UpnpLimits.h"
 
@@ -14,12 +15,6 @@ namespace {
 
 constexpr std::string_view kScheme = "http://";
 constexpr std::size_t kLongestSid = 43;  // the library's records hold no more
-
-std::string_view Trim(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(" \t");
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(" \t") - first + 1);
-}
 
 /// A decimal number of at most `most`, the whole text; nothing otherwise.
 std::optional<std::uint32_t> ParseNumber(std::string_view text, std::uint32_t most) {
@@ -37,7 +32,7 @@ bool IsAllowedTarget(const std::string& host, const std::string& subscriber, con
     const std::uint32_t address = ntohl(parsed.s_addr);
     const std::uint32_t host_part = address & ~subnet.mask;
     const bool is_host = host_part != 0 && host_part != ~subnet.mask;
-    return is_host && (address & subnet.mask) == (subnet.address & subnet.mask);
+    return is_host && subnet.Contains(address);
 }
 
 std::optional<std::string> CheckUrl(std::string_view url, const std::string& subscriber, const Subnet& subnet) {
@@ -63,7 +58,7 @@ std::optional<std::string> CheckCallback(std::string_view header, const std::str
     if (header.size() > UpnpLimits::kCallbackBytes) return std::nullopt;
     std::string checked;
     std::size_t urls = 0;
-    for (header = Trim(header); !header.empty(); header = Trim(header)) {
+    for (header = TrimBlanks(header); !header.empty(); header = TrimBlanks(header)) {
         const std::size_t end = header.find('>');
         if (header.front() != '<' || end == std::string_view::npos || ++urls > UpnpLimits::kCallbackUrls)
             return std::nullopt;

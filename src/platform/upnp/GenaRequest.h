@@ -1,19 +1,13 @@
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "platform/http/HttpServer.h"
+#include "platform/upnp/Subnet.h"
 
 namespace MediaServer {
-
-/// An IPv4 network, both in host byte order.
-struct Subnet {
-    std::uint32_t address = 0;
-    std::uint32_t mask = 0xffffffff;
-};
 
 /// Rebuilds a CALLBACK header (one or more URLs in angle brackets) from parts that were checked: http, an IPv4 literal
 /// that is the subscriber's own address or a host of `subnet`, a port, and a path. Events must not be turned against

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include <arpa/inet.h>
 #include <dirent.h>
@@ -20,7 +21,7 @@
 namespace {
 
 /// Set while a LoopbackBinding of this thread lives.
-thread_local const MediaServer::Subnet* own_subnet = nullptr;
+thread_local const std::vector<MediaServer::Subnet>* own_subnets = nullptr;
 
 int NextBind(int fd, const sockaddr* address, socklen_t size) {
     using Bind = int (*)(int, const sockaddr*, socklen_t);
@@ -61,11 +62,11 @@ bool IsSsdp(const sockaddr& address) {
 
 /// Stands before the C library's for the whole process; see LoopbackBinding.
 extern "C" int bind(int fd, const sockaddr* address, socklen_t size) {
-    if (!own_subnet || !address) return NextBind(fd, address, size);
+    if (!own_subnets || !address) return NextBind(fd, address, size);
     fcntl(fd, F_SETFD, FD_CLOEXEC);
     const sa_family_t family = address->sa_family;
     if ((family == AF_INET || family == AF_INET6) && IsTcp(fd)) return BindToLoopback(fd, family);
-    if (IsSsdp(*address) && !MediaServer::GuardSearchSocket(fd, *own_subnet)) return -1;
+    if (IsSsdp(*address) && !MediaServer::GuardSearchSocket(fd, *own_subnets)) return -1;
     return NextBind(fd, address, size);
 }
 
@@ -101,11 +102,11 @@ struct DirDeleter {
 
 }  // namespace
 
-LoopbackBinding::LoopbackBinding(const Subnet& subnet) : subnet_(subnet) {
-    own_subnet = &subnet_;
+LoopbackBinding::LoopbackBinding(std::vector<Subnet> subnets) : subnets_(std::move(subnets)) {
+    own_subnets = &subnets_;
 }
 LoopbackBinding::~LoopbackBinding() {
-    own_subnet = nullptr;
+    own_subnets = nullptr;
 }
 
 std::vector<ListeningSocket> ParseSocketTable(std::string_view table) {

@@ -6,24 +6,24 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/upnp/GenaRequest.h"
+#include "platform/upnp/Subnet.h"
 
 namespace MediaServer {
 
 /// While one lives, TCP sockets that its thread binds go to loopback with a free port, and what it binds is not
-/// inherited by child processes. Its UDP socket of the SSDP port hears only `subnet`, and not too many searches. For
+/// inherited by child processes. Its UDP socket of the SSDP port becomes the search socket (GuardSearchSocket). For
 /// the start of the UPnP library, whose HTTP server must not face the network.
 ///
 /// This works because the executable defines bind() itself; whatever the library calls comes here first.
 class LoopbackBinding {
 public:
-    explicit LoopbackBinding(const Subnet& subnet);
+    explicit LoopbackBinding(std::vector<Subnet> subnets);
     ~LoopbackBinding();
     LoopbackBinding(const LoopbackBinding&) = delete;
     LoopbackBinding& operator=(const LoopbackBinding&) = delete;
 
 private:
-    const Subnet subnet_;
+    const std::vector<Subnet> subnets_;
 };
 
 /// A listening TCP socket of the kernel's table.

@@ -10,7 +10,7 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
-#include "platform/upnp/UpnpLimits.h"
+#include "platform/text/Text.h"
 
 namespace {
 
@@ -25,12 +25,20 @@ ssize_t NextRecvfrom(int fd, void* buffer, size_t size, int flags, sockaddr* sou
 }
 
 /// Only the library's own thread reads the search socket.
-bool IsHeard(std::string_view datagram, const sockaddr* source) {
-    if (!datagram.starts_with("M-SEARCH")) return true;
+bool IsHeard(std::span<char> datagram, const sockaddr* source) {
+    using namespace MediaServer;
+    static DatagramGate searches(UpnpLimits::kSearches), announcements(UpnpLimits::kAnnouncements);
     if (!source || source->sa_family != AF_INET) return false;
-    static MediaServer::SearchGate gate;
-    return gate.Admit(ntohl(reinterpret_cast<const sockaddr_in*>(source)->sin_addr.s_addr),
-                      MediaServer::SearchGate::Clock::now());
+    const std::uint32_t address = ntohl(reinterpret_cast<const sockaddr_in*>(source)->sin_addr.s_addr);
+    switch (PrepareDatagram(datagram)) {
+        case DatagramKind::Search:
+            return searches.Admit(address, DatagramGate::Clock::now());
+        case DatagramKind::Announcement:
+            return announcements.Admit(address, DatagramGate::Clock::now());
+        case DatagramKind::Other:
+            break;
+    }
+    return false;
 }
 
 }  // namespace
@@ -39,42 +47,108 @@ bool IsHeard(std::string_view datagram, const sockaddr* source) {
 extern "C" ssize_t recvfrom(int fd, void* buffer, size_t size, int flags, sockaddr* source, socklen_t* source_size) {
     const ssize_t got = NextRecvfrom(fd, buffer, size, flags, source, source_size);
     if (got <= 0 || fd != search_socket) return got;
-    if (IsHeard({static_cast<const char*>(buffer), static_cast<std::size_t>(got)}, source)) return got;
+    if (IsHeard({static_cast<char*>(buffer), std::min(static_cast<std::size_t>(got), size)}, source)) return got;
     errno = EAGAIN;
     return -1;
 }
 
 namespace MediaServer {
 
-void SearchGate::Bucket::Fill(double burst, double rate, Clock::time_point now) {
+namespace {
+
+constexpr std::string_view kSearchStart = "M-SEARCH ", kAnnouncementStart = "NOTIFY ";
+
+bool IsDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+/// RFC 9110, 5.6.2. The library also takes blanks before the colon and fields on several lines.
+bool IsToken(std::string_view name) {
+    const auto is_allowed = [](char c) {
+        return IsDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+               std::string_view("!#$%&'*+-.^_`|~").find(c) != std::string_view::npos;
+    };
+    return !name.empty() && std::all_of(name.begin(), name.end(), is_allowed);
+}
+
+/// Brings a number down to the longest delay, in as many digits as before. @return false when it is none.
+bool BoundDelay(std::span<char> value) {
+    const auto is_blank = [](char c) { return c == ' ' || c == '\t'; };
+    while (!value.empty() && is_blank(value.front())) value = value.subspan(1);
+    while (!value.empty() && is_blank(value.back())) value = value.first(value.size() - 1);
+    if (value.empty() || !std::all_of(value.begin(), value.end(), IsDigit)) return false;
+    const bool is_long = std::any_of(value.begin(), value.end() - 1, [](char c) { return c != '0'; });
+    std::fill(value.begin(), value.end() - 1, '0');
+    if (is_long || value.back() > UpnpLimits::kLongestSearchDelay) value.back() = UpnpLimits::kLongestSearchDelay;
+    return true;
+}
+
+/// Bounds the MX of a search. @return false when there is not exactly one, or a line may be something else to others.
+bool BoundSearch(std::span<char> search) {
+    int delays = 0;
+    for (bool is_first = true; !search.empty(); is_first = false) {
+        const auto end = std::find(search.begin(), search.end(), '\n');
+        if (end == search.end()) return false;
+        std::span<char> line = search.first(static_cast<std::size_t>(end - search.begin()));
+        search = search.subspan(line.size() + 1);
+        if (!line.empty() && line.back() == '\r') line = line.first(line.size() - 1);
+        if (line.empty()) break;
+        const auto is_control = [](char c) { return (c >= 0 && c < ' ' && c != '\t') || c == 0x7f; };
+        if (std::any_of(line.begin(), line.end(), is_control)) return false;
+        if (is_first) continue;
+        const std::string_view text(line.data(), line.size());
+        const std::size_t colon = text.find(':');
+        if (colon == std::string_view::npos || !IsToken(text.substr(0, colon))) return false;
+        if (!EqualsIgnoreCase(text.substr(0, colon), "MX")) continue;
+        if (++delays > 1 || !BoundDelay(line.subspan(colon + 1))) return false;
+    }
+    return delays == 1;
+}
+
+}  // namespace
+
+void DatagramGate::Bucket::Fill(double burst, double rate, Clock::time_point now) {
     const std::chrono::duration<double> since = now - updated;
     tokens = is_used ? std::min(burst, tokens + since.count() * rate) : burst;
     is_used = true;
     updated = now;
 }
 
-bool SearchGate::Admit(std::uint32_t source, Clock::time_point now) {
+bool DatagramGate::Admit(std::uint32_t source, Clock::time_point now) {
     Bucket& own = sources_[source % sources_.size()];
-    own.Fill(UpnpLimits::kSearchesAtOnce, UpnpLimits::kSearchesPerSecond, now);
-    all_.Fill(UpnpLimits::kAllSearchesAtOnce, UpnpLimits::kAllSearchesPerSecond, now);
+    own.Fill(rates_.at_once, rates_.per_second, now);
+    all_.Fill(rates_.all_at_once, rates_.all_per_second, now);
     if (own.tokens < 1 || all_.tokens < 1) return false;
     --own.tokens;
     --all_.tokens;
     return true;
 }
 
-bool GuardSearchSocket(int fd, const Subnet& subnet) {
+DatagramKind PrepareDatagram(std::span<char> datagram) {
+    const std::string_view text(datagram.data(), datagram.size());
+    if (text.starts_with(kAnnouncementStart)) return DatagramKind::Announcement;
+    return text.starts_with(kSearchStart) && BoundSearch(datagram) ? DatagramKind::Search : DatagramKind::Other;
+}
+
+bool GuardSearchSocket(int fd, const std::vector<Subnet>& subnets) {
     constexpr std::uint32_t kSourceAddress = 12;  // in the IPv4 header
     constexpr std::uint32_t kWhole = 0xffffffff;
-    sock_filter program[] = {
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, static_cast<std::uint32_t>(SKF_NET_OFF) + kSourceAddress),
-        BPF_STMT(BPF_ALU | BPF_AND | BPF_K, subnet.mask),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, subnet.address & subnet.mask, 0, 1),
-        BPF_STMT(BPF_RET | BPF_K, kWhole),
-        BPF_STMT(BPF_RET | BPF_K, 0),
-    };
-    const sock_fprog filter{static_cast<unsigned short>(std::size(program)), program};
-    if (setsockopt(fd, SOL_SOCKET, SO_ATTACH_FILTER, &filter, sizeof filter) != 0) return false;
+    constexpr std::size_t kMostSubnets = 64;  // a filter has a bound of its own
+    const bool is_known =
+        std::none_of(subnets.begin(), subnets.end(), [](const Subnet& subnet) { return subnet.mask == kWhole; });
+    if (is_known && subnets.size() <= kMostSubnets) {
+        std::vector<sock_filter> program;
+        for (const Subnet& subnet : subnets) {
+            program.insert(program.end(), {BPF_STMT(BPF_LD | BPF_W | BPF_ABS,
+                                                    static_cast<std::uint32_t>(SKF_NET_OFF) + kSourceAddress),
+                                           BPF_STMT(BPF_ALU | BPF_AND | BPF_K, subnet.mask),
+                                           BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, subnet.address & subnet.mask, 0, 1),
+                                           BPF_STMT(BPF_RET | BPF_K, kWhole)});
+        }
+        program.push_back(BPF_STMT(BPF_RET | BPF_K, 0));
+        const sock_fprog filter{static_cast<unsigned short>(program.size()), program.data()};
+        if (setsockopt(fd, SOL_SOCKET, SO_ATTACH_FILTER, &filter, sizeof filter) != 0) return false;
+    }
     search_socket = fd;
     return true;
 }

@@ -4,18 +4,23 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <span>
+#include <vector>
 
-#include "platform/upnp/GenaRequest.h"
+#include "platform/upnp/Subnet.h"
+#include "platform/upnp/UpnpLimits.h"
 
 namespace MediaServer {
 
-/// Decides which searches are heard. Each one that is makes the UPnP library send an answer for the device and each of
-/// its services, to an address that the sender may have invented; so every source gets a few at once and then a few a
-/// second, and all sources together some more.
+/// Decides which datagrams of one kind are heard. Each search that is makes the UPnP library send an answer for the
+/// device and each of its services, to an address that the sender may have invented, and each announcement is work; so
+/// every source gets a few at once and then a few a second, and all sources together some more.
 /// Threads: one.
-class SearchGate {
+class DatagramGate {
 public:
     using Clock = std::chrono::steady_clock;
+
+    explicit DatagramGate(const UpnpLimits::DatagramRates& rates) : rates_(rates) {}
 
     /// @param source  IPv4 address in host order.
     bool Admit(std::uint32_t source, Clock::time_point now);
@@ -28,16 +33,28 @@ private:
 
         void Fill(double burst, double rate, Clock::time_point now);
     };
+    const UpnpLimits::DatagramRates rates_;
     // By the last byte of the address: the hosts of a usual network do not share, and memory is bounded.
     std::array<Bucket, 256> sources_;
     Bucket all_;
 };
 
-/// Makes a bound UDP socket of the UPnP library its search socket: the kernel passes it only what comes from `subnet`,
-/// and the searches among that go through a SearchGate. @return false when the kernel takes no filter.
+/// What a datagram of the SSDP port is: its first bytes tell, and nothing may stand before them.
+enum class DatagramKind { Search, Announcement, Other };
+
+/// Classifies a datagram and makes it safe for the library: the MX of a search comes down to
+/// UpnpLimits::kLongestSearchDelay, in place. Other is whatever the library has no business with, among it searches
+/// whose header block could be read in two ways, and those that name no MX or several. Answers to our own searches do
+/// not come here: the library sends those from a socket without a name and hears the answers there.
+DatagramKind PrepareDatagram(std::span<char> datagram);
+
+/// Makes a bound UDP socket of the UPnP library its search socket: the kernel passes it only what comes from one of
+/// `subnets`, and the searches and announcements among that go through a DatagramGate each; all else is read and
+/// forgotten. A subnet of a single address (a tunnel, a routed host) says nothing about who the neighbours are; with
+/// one the kernel passes all. @return false when the kernel takes no filter.
 ///
-/// The gate works because the executable defines recvfrom() itself; whatever the library calls comes here first.
-bool GuardSearchSocket(int fd, const Subnet& subnet);
+/// The gates work because the executable defines recvfrom() itself; whatever the library calls comes here first.
+bool GuardSearchSocket(int fd, const std::vector<Subnet>& subnets);
 /// Before the library closes the socket for good.
 void ForgetSearchSocket();
 

@@ -6,9 +6,6 @@
 #include <cstring>
 #include <thread>
 
-#include <arpa/inet.h>
-#include <ifaddrs.h>
-#include <net/if.h>
 #include <sys/utsname.h>
 #include <upnptools.h>
 
@@ -20,6 +17,7 @@
 #include "platform/upnp/DeviceDescription.h"
 #include "platform/upnp/PrivateListener.h"
 #include "platform/upnp/SearchSocket.h"
+#include "platform/upnp/Subnet.h"
 #include "platform/upnp/Subscriptions.h"
 #include "platform/upnp/UpnpControl.h"
 #include "platform/upnp/UpnpLimits.h"
@@ -40,22 +38,6 @@ std::string ServerHeader() {
     // The release's suffix is nobody's business, its number is part of the format.
     const std::string release(system.release, std::strspn(system.release, "0123456789."));
     return std::string(system.sysname) + "/" + release + " " + kServerProduct;
-}
-
-/// The network that an address of this machine belongs to; the address alone when it is not one.
-Subnet SubnetOf(const std::string& address) {
-    in_addr own{};
-    inet_pton(AF_INET, address.c_str(), &own);
-    Subnet subnet{ntohl(own.s_addr), 0xffffffff};
-    ifaddrs* list = nullptr;
-    if (getifaddrs(&list) != 0) return subnet;
-    const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> owner(list, &freeifaddrs);
-    for (const ifaddrs* entry = list; entry; entry = entry->ifa_next) {
-        if (!entry->ifa_addr || !entry->ifa_netmask || entry->ifa_addr->sa_family != AF_INET) continue;
-        if (reinterpret_cast<const sockaddr_in*>(entry->ifa_addr)->sin_addr.s_addr != own.s_addr) continue;
-        subnet.mask = ntohl(reinterpret_cast<const sockaddr_in*>(entry->ifa_netmask)->sin_addr.s_addr);
-    }
-    return subnet;
 }
 
 /// What a front request needs to know; replaced as a whole by set-up calls, so that a request sees one state.
@@ -161,10 +143,6 @@ void UpnpLibrary::SetHostNames(std::vector<std::string> names) {
     impl_->host_names = std::move(names);
 }
 
-void UpnpLibrary::SetLimits(const HttpLimits& limits) {
-    impl_->limits = limits;
-}
-
 int UpnpLibrary::UpnpInit(const std::string& address, std::uint16_t port) {
     if (impl_->started) return UPNP_E_INIT;
     InterfaceInfo interface;
@@ -174,7 +152,7 @@ int UpnpLibrary::UpnpInit(const std::string& address, std::uint16_t port) {
     const std::set<std::uint64_t> others = OwnSockets();
     int result;
     {
-        const LoopbackBinding binding(SubnetOf(impl_->address));
+        const LoopbackBinding binding(SubnetsOf(impl_->address));
         result = ::UpnpInit(impl_->address.c_str(), 0);
     }
     if (result != UPNP_E_SUCCESS) {
@@ -198,7 +176,7 @@ int UpnpLibrary::UpnpInit(const std::string& address, std::uint16_t port) {
 int UpnpLibrary::Impl::StartFront(std::uint16_t port) {
     // Nothing but the front talks to it, and only about subscriptions.
     ::UpnpEnableWebserver(0);
-    subscriptions = std::make_unique<Subscriptions>(::UpnpGetServerPort(), SubnetOf(address));
+    subscriptions = std::make_unique<Subscriptions>(::UpnpGetServerPort(), SubnetsOf(address).front());
     HttpServer::Config config;
     config.address = address;
     config.port = port;

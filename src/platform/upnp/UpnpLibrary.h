@@ -62,7 +62,6 @@ public:
 
     /// Host names besides IP literals that requests may name in Host. Before UpnpInit.
     void SetHostNames(std::vector<std::string> names);
-    void SetLimits(const HttpLimits& limits);
 
     /// Starts the library on the private listener and the front on `address`:`port` (empty address: the first
     /// interface's). Refuses (UPNP_E_SOCKET_BIND) when the port is taken, and (UPNP_E_SOCKET_ERROR, with a log line)

@@ -34,9 +34,18 @@ inline constexpr std::size_t kRelayAnswerBytes = 8 * 1024;
 /// drop an event of a subscription that they do not know yet.
 inline constexpr std::chrono::milliseconds kFirstEventDelay{100};
 
+/// How many datagrams of a kind are heard: some at once and then some a second.
+struct DatagramRates {
+    double at_once, per_second;          ///< of one source
+    double all_at_once, all_per_second;  ///< of all together
+};
 // Searches by SSDP that are answered. A control point sends a handful when it starts.
-inline constexpr double kSearchesAtOnce = 20, kSearchesPerSecond = 4;          ///< of one source
-inline constexpr double kAllSearchesAtOnce = 100, kAllSearchesPerSecond = 40;  ///< of all together
+inline constexpr DatagramRates kSearches{20, 4, 100, 40};
+// Announcements of others. A device with many services sends each of its dozens two or three times in a row.
+inline constexpr DatagramRates kAnnouncements{120, 10, 400, 60};
+/// Longest MX (seconds to spread the answers over) of a search; UPnP Device Architecture 1.1 has it treat all beyond
+/// 5 so. The library keeps a record of the search for as long as MX says, be it years.
+inline constexpr char kLongestSearchDelay = '5';
 
 }  // namespace UpnpLimits
 }  // namespace MediaServer
