@@ -99,10 +99,14 @@ class Server:
         return found
 
     def stop(self, number=signal.SIGTERM):
-        """Ends ./run; its exit status."""
+        """Ends ./run; its exit status. A report of a sanitizer, also of leaks at the end, is a failure."""
         if self._process.poll() is None:
             self._process.send_signal(number)
-        return self._process.wait(timeout=60)
+        status = self._process.wait(timeout=60)
+        said = self.output()
+        if "Sanitizer:" in said or "runtime error:" in said:
+            raise AssertionError(said[-8000:])
+        return status
 
     def close(self):
         """Stops the server and removes a home of its own."""
