@@ -60,7 +60,10 @@ choose_socket_directory() {
     export PGHOST=$home/socket PGPORT=5432
     unset PGUSER PGPASSWORD PGDATABASE PGSERVICE PGHOSTADDR
     if [[ $PGHOST == *[,\"]* ]] || (($(printf %s "$PGHOST/.s.PGSQL.$PGPORT.lock" | wc -c) > 107)); then
-        PGHOST=$(mktemp -d /tmp/dms.XXXXXX) || fail "could not create a directory for the database socket"
+        # A run that was killed left its directory behind.
+        [[ ! -L $home/socket ]] || rm -rf "$(readlink "$home/socket")" "$home/socket"
+        PGHOST=$(mktemp -d /tmp/dms.XXXXXX) && ln -s "$PGHOST" "$home/socket" ||
+            fail "could not create a directory for the database socket"
         socket_to_remove=$PGHOST
     fi
     [[ -d $PGHOST ]] || mkdir -m 700 "$PGHOST" || fail "could not create directory \"$PGHOST\""

@@ -73,7 +73,7 @@ stop_all() {
     while ((${#started[@]})); do
         stop "${started[-1]}"
     done
-    [[ -z ${socket_to_remove-} ]] || rm -rf "$socket_to_remove"
+    [[ -z ${socket_to_remove-} ]] || rm -rf "$socket_to_remove" "$home/socket"
 }
 
 name_of() {
