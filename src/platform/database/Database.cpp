@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
@@ -21,6 +22,10 @@ constexpr char kSessionOptions[] =
     "-c statement_timeout=10000 -c standard_conforming_strings=on -c datestyle=ISO -c jit=off "
     "-c search_path=public,pg_catalog -c client_min_messages=warning";
 constexpr char kConnectTimeoutSeconds[] = "3";
+// A server on another machine that vanishes sends no end of the connection; the kernel tells after these. What has been
+// sent and is not acknowledged, in milliseconds; while an answer is waited for, seconds before and between the probes.
+constexpr char kUnacknowledgedMilliseconds[] = "10000";
+constexpr char kProbeAfterSeconds[] = "5", kProbeEverySeconds[] = "2", kProbes[] = "3";
 /// Any number that nothing else in the database uses as an advisory lock.
 constexpr char kMigrationLock[] = "7236001";
 constexpr std::size_t kMaxMigrationBytes = 1 << 20;
@@ -136,10 +141,25 @@ bool RunMigrations(PGconn* connection, const char* directory, const std::vector<
 }  // namespace
 
 PGconn* NIMBDBConnect(const char* host, const char* user, const char* password, const char* database) {
-    const char* const keywords[] = {
-        "host", "user", "password", "dbname", "options", "client_encoding", "connect_timeout", nullptr};
-    const char* const values[] = {host,   user, password, database, kSessionOptions, "UTF8", kConnectTimeoutSeconds,
-                                  nullptr};
+    const std::pair<const char*, const char*> settings[] = {
+        {"host", host},
+        {"user", user},
+        {"password", password},
+        {"dbname", database},
+        {"options", kSessionOptions},
+        {"client_encoding", "UTF8"},
+        {"connect_timeout", kConnectTimeoutSeconds},
+        {"tcp_user_timeout", kUnacknowledgedMilliseconds},
+        {"keepalives_idle", kProbeAfterSeconds},
+        {"keepalives_interval", kProbeEverySeconds},
+        {"keepalives_count", kProbes},
+    };
+    const char* keywords[std::size(settings) + 1] = {};
+    const char* values[std::size(settings) + 1] = {};
+    for (std::size_t i = 0; i < std::size(settings); ++i) {
+        keywords[i] = settings[i].first;
+        values[i] = settings[i].second;
+    }
     PGconn* connection = PQconnectdbParams(keywords, values, 0);
     if (PQstatus(connection) == CONNECTION_OK) return connection;
     DMSPrintf(0, "could not connect to database \"%s\": %s", database ? database : "", PQerrorMessage(connection));
