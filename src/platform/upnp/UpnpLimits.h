@@ -20,12 +20,12 @@ inline constexpr std::chrono::seconds kDownloadTime{5};
 
 // Subscriptions (UPnP Device Architecture 1.0, 4.1). Those that asked for ever get the longest.
 inline constexpr std::size_t kSubscriptions = 256;
-inline constexpr std::size_t kSubscriptionsPerAddress = 32;
+inline constexpr std::size_t kSubscriptionsPerAddress = 8;    ///< three services, and a restart without UNSUBSCRIBE
 inline constexpr std::chrono::seconds kSubscriptionRest{30};  ///< after UNSUBSCRIBE, before another takes the place
 inline constexpr int kShortestSubscriptionSeconds = 60;
 inline constexpr int kLongestSubscriptionSeconds = 1800;
 inline constexpr std::size_t kCallbackBytes = 1024;
-inline constexpr std::size_t kCallbackUrls = 4;
+inline constexpr std::size_t kCallbackUrls = 2;  ///< the library tries one after the other, and queues few events
 
 // The relay to the private listener on loopback.
 inline constexpr std::chrono::seconds kRelayTime{5};

@@ -42,10 +42,7 @@ TEST(Callback, OnlyToTheSubscriberOrItsNetwork) {
         {"no brackets", "http://192.168.1.20/", nullptr},
         {"never closed", "<http://192.168.1.20/", nullptr},
         {"empty", "", nullptr},
-        {"more URLs than anyone needs",
-         "<http://192.168.1.20/><http://192.168.1.20/><http://192.168.1.20/>"
-         "<http://192.168.1.20/><http://192.168.1.20/>",
-         nullptr},
+        {"more URLs than anyone needs", "<http://192.168.1.20/><http://192.168.1.20/><http://192.168.1.20/>", nullptr},
         {"longer than the library's buffers", "<http://192.168.1.20/" + std::string(1024, 'a') + ">", nullptr},
     };
     const Subnet subnet{0xc0a80105, 0xffffff00};  // 192.168.1.5/24
