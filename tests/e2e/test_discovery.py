@@ -94,7 +94,7 @@ class Description(unittest.TestCase):
                                                          int(icon.findtext(upnp.DEVICE + "height"))))
 
     def test_nothing_else_of_the_configuration_is_served(self):
-        for name in ("agent.conf", "menu_simple.xml", "strings/enu.txt", "schema/0001-media.sql",
+        for name in ("agent.conf", "menu_simple.xml", "device.xml", "allservices.xml", "strings/enu.txt", "schema/0001-media.sql",
                      "../etc/dmsinfo.conf", "desc/../agent.conf", "desc/other.xml", ""):
             with self.subTest(name):
                 self.assertGreaterEqual(upnp.request(f"{stage.base}/{name}")[0], 400)

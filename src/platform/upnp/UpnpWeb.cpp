@@ -1,8 +1,8 @@
 #include "platform/upnp/UpnpWeb.h"
 
 #include <algorithm>
+#include <iterator>
 #include <memory>
-#include <mutex>
 
 #include <fcntl.h>
 
@@ -12,16 +12,17 @@ namespace MediaServer {
 
 namespace {
 
-struct RootFileKind {
-    std::string_view extension, content_type;
+struct RootFile {
+    std::string_view name, content_type;
 };
-constexpr RootFileKind kRootFileKinds[] = {
-    {".xml", "text/xml; charset=\"utf-8\""},
-    {".jpg", "image/jpeg"},
-    {".png", "image/png"},
+constexpr std::string_view kXml = "text/xml; charset=\"utf-8\"", kJpeg = "image/jpeg", kPng = "image/png";
+// The configuration lies in the same folder, and so do the templates that the descriptions are made from.
+constexpr RootFile kRootFiles[] = {
+    {"initall.xml", kXml},           {"ContentDirectory.xml", kXml},
+    {"ConnectionManager.xml", kXml}, {"X_MS_MediaReceiverRegistrar.xml", kXml},
+    {"dmsicon48.jpg", kJpeg},        {"dmsicon48.png", kPng},
+    {"dmsicon120.jpg", kJpeg},       {"dmsicon120.png", kPng},
 };
-// Templates of the menus lie in the same folder as the descriptions.
-constexpr std::string_view kMenuPrefix = "menu_";
 
 /// An open handle of a virtual directory. Shared by the answer and the copies that its function type makes of it.
 class OpenHandle {
@@ -73,21 +74,12 @@ HttpResponse ServeVirtualFile(const HttpRequest& request, const VirtualDirCallba
     return response;
 }
 
-std::string_view ContentTypeOfRootFile(std::string_view name) {
-    const bool is_plain = !name.empty() && name.front() != '.' && name.find('/') == std::string_view::npos;
-    if (!is_plain || name.substr(0, kMenuPrefix.size()) == kMenuPrefix) return {};
-    const std::size_t dot = name.rfind('.');
-    if (dot == std::string_view::npos) return {};
-    for (const RootFileKind& kind : kRootFileKinds)
-        if (name.substr(dot) == kind.extension) return kind.content_type;
-    return {};
-}
-
 HttpResponse ServeRootFile(const HttpRequest& request, const std::string& root) {
-    const std::string name = request.path.substr(1);
-    const std::string_view content_type = ContentTypeOfRootFile(name);
-    if (root.empty() || content_type.empty()) return PlainResponse(404);
-    return ServeFile(request, root + "/" + name, content_type);
+    const std::string_view name = std::string_view(request.path).substr(1);
+    const auto* file = std::find_if(std::begin(kRootFiles), std::end(kRootFiles),
+                                    [&](const RootFile& candidate) { return candidate.name == name; });
+    if (root.empty() || file == std::end(kRootFiles)) return PlainResponse(404);
+    return ServeFile(request, root + request.path, file->content_type);
 }
 
 }  // namespace MediaServer

@@ -13,10 +13,8 @@ namespace MediaServer {
 /// has been sent (or at once for a handle with a descriptor, of which a duplicate goes out).
 HttpResponse ServeVirtualFile(const HttpRequest& request, const VirtualDirCallbacks& callbacks);
 
-/// Answers with a file that lies directly in the web server root. Only device and service descriptions and icons are
-/// anybody's business there; everything else is "not found".
+/// Answers with a file that lies directly in the web server root. Only the registered description, those of
+/// the services and the icons are anybody's business there; everything else is "not found".
 HttpResponse ServeRootFile(const HttpRequest& request, const std::string& root);
-/// Content type of a name that may be served from the web server root, empty for any other name.
-std::string_view ContentTypeOfRootFile(std::string_view name);
 
 }  // namespace MediaServer

@@ -47,7 +47,7 @@ protected:
         std::filesystem::create_directories(root_ + "/sub");
         Write("initall.xml", Description());
         for (const char* name : {"ContentDirectory.xml", "menu_simple.xml", ".hidden.xml", "agent.conf", "list.json",
-                                 "icon.png", "sub/inner.xml"})
+                                 "device.xml", "dmsicon48.png", "sub/inner.xml"})
             Write(name, std::string("content of ") + name);
         ASSERT_EQ(library_.UpnpInit("127.0.0.1", 0), UPNP_E_SUCCESS);
         port_ = library_.UpnpGetServerPort();
@@ -77,7 +77,7 @@ protected:
         callbacks.open = [this](const WebRequest&, const std::string& name, bool write) -> void* {
             Note("open " + name + (write ? " write" : ""));
             if (name.find("refused") != std::string::npos) return nullptr;
-            const char* file = name.find("plain") == std::string::npos ? "/icon.png" : "";
+            const char* file = name.find("plain") == std::string::npos ? "/dmsicon48.png" : "";
             return new int(*file ? open((root_ + file).c_str(), O_RDONLY) : -1);
         };
         callbacks.read = [this](void*, char* buffer, std::size_t size) {
@@ -277,15 +277,17 @@ TEST_F(UpnpLibraryTest, RootFiles) {
     };
     constexpr Case kCases[] = {{"/ContentDirectory.xml", 200},
                                {"/initall.xml", 200},
-                               {"/icon.png", 200},
+                               {"/dmsicon48.png", 200},
                                {"/menu_simple.xml", 404},
+                               {"/device.xml", 404},
+                               {"//initall.xml", 404},
                                {"/.hidden.xml", 404},
                                {"/agent.conf", 404},
                                {"/list.json", 404},
                                {"/sub/inner.xml", 404},
                                {"/sub%2finner.xml", 404},
                                {"/../etc/passwd", 400},
-                               {"/sub/../icon.png", 400},
+                               {"/sub/../dmsicon48.png", 400},
                                {"/", 404},
                                {"/none.xml", 404}};
     for (const Case& c : kCases) EXPECT_EQ(Get(c.path), c.status) << c.path;
@@ -294,7 +296,7 @@ TEST_F(UpnpLibraryTest, RootFiles) {
 TEST_F(UpnpLibraryTest, VirtualDirectories) {
     TakeCalls();
     EXPECT_EQ(Get("/desc/a%20b?x=1"), 200);
-    EXPECT_EQ(body_, "content of icon.png");
+    EXPECT_EQ(body_, "content of dmsicon48.png");
     EXPECT_EQ(RawClient::HeaderOf(head_, "Content-Type"), "text/x-test");
     const std::vector<std::string> whole{"info /desc/a b?x=1 127.0.0.1 127.0.0.1", "open /desc/a b?x=1", "close"};
     EXPECT_EQ(TakeCalls(), whole);
