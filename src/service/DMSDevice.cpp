@@ -128,10 +128,7 @@ void DMSDevice::LearnInterfaces() {
 }
 
 std::string DMSDevice::MacOfClient(const std::string& address) const {
-    for (const auto& [mac, own_address] : interfaces_) {
-        if (own_address == address) return mac;
-    }
-    return GetMACAddressFromARPTable(address);
+    return FindClientMAC(interfaces_, address);
 }
 
 std::optional<std::string> DMSDevice::RecogniseClient(const std::string& address, const HeaderMap& headers) {

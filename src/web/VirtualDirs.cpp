@@ -283,10 +283,7 @@ bool VirtualDirs::IsRefused(const std::string& mac) const {
 
 /// The neighbour table comes before the client list: an address may have passed to another device since it was listed.
 std::string VirtualDirs::FindMac(const std::string& address) const {
-    for (const auto& [mac, own_address] : context_.interfaces) {
-        if (own_address == address) return mac;
-    }
-    std::string mac = GetMACAddressFromARPTable(address);
+    std::string mac = FindClientMAC(context_.interfaces, address);
     if (mac != kUnknownMAC) return mac;
     mac = context_.clients.FindMacByIP(address);
     return mac.empty() ? kUnknownMAC : mac;

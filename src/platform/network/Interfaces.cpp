@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <memory>
 #include <sstream>
+#include <utility>
 
 #include <arpa/inet.h>
 #include <ifaddrs.h>
@@ -66,6 +67,24 @@ std::string IPv4Of(const ifaddrs& entry) {
 /// The device that a name such as "eth0:1" (a second address) belongs to.
 std::string DeviceOf(const std::string& name) {
     return name.substr(0, name.find(':'));
+}
+
+/// IPv4 and hardware address of every interface of this machine that has both, all addresses of an interface.
+std::vector<std::pair<std::string, std::string>> OwnAddresses() {
+    std::vector<std::pair<std::string, std::string>> addresses;
+    const IfAddrs list = ReadAddresses();
+    const auto hardware = HardwareAddresses(list.get());
+    for (const ifaddrs* entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
+        std::string ip_address = IPv4Of(*entry);
+        if (ip_address.empty()) continue;
+        const auto mac = hardware.find(DeviceOf(entry->ifa_name));
+        if ((entry->ifa_flags & IFF_LOOPBACK) != 0) {
+            addresses.emplace_back(std::move(ip_address), kLoopbackMAC);
+        } else if (mac != hardware.end() && mac->second != kUnknownMAC) {
+            addresses.emplace_back(std::move(ip_address), mac->second);
+        }
+    }
+    return addresses;
 }
 
 /// Smaller comes first: where televisions are most likely to be. A tunnel, for example, cannot multicast.
@@ -139,22 +158,23 @@ int NIMBNetGetCard1(int index, int /*flags*/, InterfaceInfo& record) {
 
 void DMSGetNetworkInterface(std::map<std::string, std::string>& mac_to_ip) {
     mac_to_ip.clear();
-    const IfAddrs list = ReadAddresses();
-    const auto hardware = HardwareAddresses(list.get());
-    for (const ifaddrs* entry = list.get(); entry != nullptr; entry = entry->ifa_next) {
-        const std::string ip_address = IPv4Of(*entry);
-        if (ip_address.empty()) continue;
-        const auto mac = hardware.find(DeviceOf(entry->ifa_name));
-        if ((entry->ifa_flags & IFF_LOOPBACK) != 0) {
-            mac_to_ip.emplace(kLoopbackMAC, ip_address);
-        } else if (mac != hardware.end() && mac->second != kUnknownMAC) {
-            mac_to_ip.emplace(mac->second, ip_address);
-        }
-    }
+    for (auto& [ip_address, mac] : OwnAddresses()) mac_to_ip.emplace(std::move(mac), ip_address);
 }
 
 std::string GetMACAddressFromARPTable(const std::string& ip_address) {
-    return FindInARPTable(ReadWholeFile("/proc/net/arp", kMaxTableBytes).value_or(""), ip_address);
+    std::string mac = FindInARPTable(ReadWholeFile("/proc/net/arp", kMaxTableBytes).value_or(""), ip_address);
+    if (mac != kUnknownMAC) return mac;
+    for (auto& [own_address, own_mac] : OwnAddresses()) {
+        if (own_address == ip_address) return std::move(own_mac);
+    }
+    return mac;
+}
+
+std::string FindClientMAC(const std::map<std::string, std::string>& own, const std::string& ip_address) {
+    for (const auto& [mac, own_address] : own) {
+        if (own_address == ip_address) return mac;
+    }
+    return GetMACAddressFromARPTable(ip_address);
 }
 
 }  // namespace MediaServer

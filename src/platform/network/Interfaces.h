@@ -21,11 +21,17 @@ int NLIBNetGetInterfaceInfo(std::vector<InterfaceInfo>& interfaces, int limit, i
 int NIMBNetGetCard1(int index, int flags, InterfaceInfo& record);
 
 /// Fills MAC address to IPv4 address of this machine's own interfaces, loopback included under the MAC
-/// "00:00:00:00:00:01" (loopback has no hardware address, and a local client must still be told apart).
+/// "00:00:00:00:00:01" (loopback has no hardware address, and a local client must still be told apart). Of an interface
+/// with several addresses it has room for the first.
 void DMSGetNetworkInterface(std::map<std::string, std::string>& mac_to_ip);
 
-/// "aa:bb:cc:dd:ee:ff" of a neighbour, lower case, or "00:00:00:00:00:00" when the kernel does not know it.
+/// "aa:bb:cc:dd:ee:ff" of a neighbour, lower case, or "00:00:00:00:00:00" when the kernel does not know it. Answers for
+/// this machine's own addresses as well, every one of them, with the interface's hardware address: they stand in no
+/// neighbour table, yet programs on this machine are clients, too.
 std::string GetMACAddressFromARPTable(const std::string& ip_address);
+
+/// MAC of a client: what `own` (of DMSGetNetworkInterface) has for its address, else what the kernel knows now.
+std::string FindClientMAC(const std::map<std::string, std::string>& own, const std::string& ip_address);
 
 inline constexpr const char* kUnknownMAC = "00:00:00:00:00:00";
 

@@ -106,7 +106,21 @@ TEST_F(OwnNetwork, OwnAddressesIncludeLoopback) {
 TEST_F(OwnNetwork, NeighboursComeFromTheKernel) {
     EXPECT_EQ(GetMACAddressFromARPTable("10.71.1.9"), "02:00:00:00:01:09");
     EXPECT_EQ(GetMACAddressFromARPTable("10.71.1.8"), kUnknownMAC);
-    EXPECT_EQ(GetMACAddressFromARPTable("127.0.0.1"), kUnknownMAC);
+}
+
+TEST_F(OwnNetwork, TheMachineKnowsItselfByEveryAddress) {
+    ASSERT_EQ(std::system("ip address add 10.72.1.1/24 dev first && ip address add 10.71.2.2/24 dev second"), 0);
+    std::map<std::string, std::string> own;
+    DMSGetNetworkInterface(own);
+    for (const auto& [ip, mac] : {std::pair{"10.71.1.1", "02:00:00:00:01:01"},
+                                  {"10.72.1.1", "02:00:00:00:01:01"},
+                                  {"10.71.2.2", "02:00:00:00:02:01"},
+                                  {"127.0.0.1", "00:00:00:00:00:01"},
+                                  {"10.71.1.9", "02:00:00:00:01:09"},
+                                  {"10.72.1.2", kUnknownMAC}}) {
+        EXPECT_EQ(GetMACAddressFromARPTable(ip), mac) << ip;
+        EXPECT_EQ(FindClientMAC(own, ip), mac) << ip;
+    }
 }
 
 TEST_F(OwnNetwork, NoInterfaceIsAnErrorThatTellsWhy) {
