@@ -25,7 +25,6 @@ BrowseArguments ReadArguments(IXML_Document* arguments, const DMSClientChecker& 
     read.filter = XMLGetFirstDocumentItem(arguments, "Filter");
     read.start = XMLGetFirstDocumentItem(arguments, "StartingIndex");
     read.count = XMLGetFirstDocumentItem(arguments, "RequestedCount");
-    if (read.filter.empty()) read.filter = "*";
     return read;
 }
 
@@ -48,7 +47,7 @@ int BrowseAction(const CDSContext& context, ClientRequest& request, DMSService& 
     const BrowseArguments read = ReadArguments(arguments, client);
     if (!StringIsNumeric(read.start, false) || !StringIsNumeric(read.count, false)) return UPNP_E_INVALID_PARAM;
 
-    const std::uint32_t filter_mask = FilterMask(read.filter);
+    const std::uint32_t filter_mask = FilterMask(read.filter.empty() ? "*" : read.filter);
     CDSDIDLSerializer serializer(client, context.directory.Mime(), context.server_address, context.server_port,
                                  options.OptionFlags(), filter_mask, options.Get(Option::kMusicInfo));
     LogRequest(request, read, arguments);

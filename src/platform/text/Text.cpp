@@ -33,15 +33,15 @@ std::size_t ExtensionDot(std::string_view name) {
 
 bool StringIsNumeric(std::string_view text, bool allow_sign) {
     const bool is_signed = allow_sign && text.starts_with('-');
-    if (text.size() <= (is_signed ? 1U : 0U) || !IsDigit(text[is_signed ? 1 : 0])) return false;
-    std::int32_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return error == std::errc{} && end == text.data() + text.size();
+    const std::string_view digits = text.substr(is_signed ? 1 : 0);
+    return !digits.empty() && std::all_of(digits.begin(), digits.end(), IsDigit);
 }
 
 std::optional<std::int32_t> ParseRowId(std::string_view text) {
     if (!StringIsNumeric(text, false)) return std::nullopt;
-    return ToInt(text);
+    std::int32_t row = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), row);
+    return error == std::errc{} ? std::optional(row) : std::nullopt;
 }
 
 std::int32_t ToInt(std::string_view text) {

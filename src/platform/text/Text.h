@@ -33,7 +33,8 @@ std::string SQLEscapeString(std::string_view value);
 /// As SQLEscapeString, and also escapes the LIKE metacharacters % _ \ with a backslash.
 std::string SQLEscapeCondition(std::string_view value);
 
-/// True for a non-empty text of decimal digits that fits 32 bits signed; with `allow_sign` one leading '-' may stand.
+/// True for a non-empty text of decimal digits, however many (clients ask for 4294967295 children when they mean all);
+/// with `allow_sign` one leading '-' may stand. ToInt() then saturates.
 bool StringIsNumeric(std::string_view text, bool allow_sign);
 /// Decimal digits within 0..2147483647 and nothing else; nothing otherwise. For row ids that clients send.
 std::optional<std::int32_t> ParseRowId(std::string_view text);
