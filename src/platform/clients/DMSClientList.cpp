@@ -2,38 +2,32 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include <errno.h>
-#include <json/json.h>
 #include <stdio.h>
 #include <string.h>
-#include <sys/stat.h>
 
+#include "platform/clients/ClientListFile.h"
 #include "platform/clients/ClientProfile.h"
 #include "platform/clients/DMSClientChecker.h"
 #include "platform/system/Files.h"
 #include "platform/system/Log.h"
-#include "platform/text/Text.h"
 
 namespace MediaServer {
 namespace {
 
 // Bounds: headers come from strangers, and a host on the link can invent as many hardware addresses as it likes.
-constexpr std::size_t kMaxFileBytes = 8 * 1024 * 1024;
 constexpr std::size_t kMaxClients = 1024;
 constexpr std::size_t kMaxKeysPerClient = 64;
 constexpr std::size_t kMaxKeyBytes = 64;
 constexpr std::size_t kMaxValueBytes = 1024;
 constexpr std::size_t kMaxAddressBytes = 32;
 constexpr int kMaxBrokenCopies = 10;
-constexpr int kMaxJsonDepth = 16;
 
-constexpr const char* kListMember = "ClientList";
-constexpr const char* kAddress = "ip";
 constexpr const char* kProfile = "profileName";
 constexpr const char* kDetected = "detectedProfile";
-constexpr const char* kAccess = "isAccess";
 
 struct CallerPrefix {
     std::string_view caller, prefix;
@@ -47,86 +41,25 @@ std::string_view PrefixOf(std::string_view caller) {
     return {};
 }
 
-/// A member as text. A hand may write false instead of "false"; both mean the same.
-std::string Text(const Json::Value& object, const std::string& member) {
-    if (!object.isObject()) return {};
-    const Json::Value& value = object[member];
-    return value.isConvertibleTo(Json::stringValue) ? value.asString() : std::string();
-}
-
-/// Value as it can be stored: bounded, and cut before a UTF-8 sequence that the bound would tear.
-std::string Bounded(std::string_view value) {
-    std::size_t size = std::min(value.size(), kMaxValueBytes);
-    while (size < value.size() && size > 0 && (static_cast<unsigned char>(value[size]) & 0xC0) == 0x80) --size;
-    return std::string(value.substr(0, size));
-}
-
 /// What a header or an element may be called. A name of other bytes would come back from the file as another one.
 bool IsPlainName(std::string_view name) {
     return !name.empty() && std::all_of(name.begin(), name.end(), [](char c) { return c > ' ' && c < 0x7F; });
 }
 
 bool IsSetByHand(const Json::Value& client) {
-    const std::string profile = Text(client, kProfile);
-    return !profile.empty() && profile != Text(client, kDetected);
+    const std::string profile = MemberText(client, kProfile);
+    return !profile.empty() && profile != MemberText(client, kDetected);
 }
 
 /// The profile whose rules hold for what is known of a client.
 std::string DetectProfile(const ProfileList& profiles, const Json::Value& client) {
     const auto found = FindProfile(profiles, [&](const ClientProfile::MatchRule& rule) -> std::vector<std::string> {
-        if (!rule.is_header) return {Text(client, rule.key)};
+        if (!rule.is_header) return {MemberText(client, rule.key)};
         std::vector<std::string> values;
-        for (const auto& row : kPrefixes) values.push_back(Text(client, std::string(row.prefix) + rule.key));
+        for (const auto& row : kPrefixes) values.push_back(MemberText(client, std::string(row.prefix) + rule.key));
         return values;
     });
     return found == nullptr ? std::string() : found->name;
-}
-
-std::string Serialize(const Json::Value& root) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "\t";
-    return Json::writeString(builder, root) + "\n";
-}
-
-/// Reads the document. @return the reason why it is no client list, empty when it is one.
-std::string Parse(const std::string& text, Json::Value& root) {
-    Json::CharReaderBuilder builder;
-    builder["strictRoot"] = true;
-    builder["failIfExtra"] = true;
-    builder["stackLimit"] = kMaxJsonDepth;
-    std::string errors;
-    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    try {
-        if (!reader->parse(text.data(), text.data() + text.size(), &root, &errors)) {
-            std::replace(errors.begin(), errors.end(), '\n', ' ');
-            return errors;
-        }
-    } catch (const std::exception& error) {  // the reader throws when the nesting is too deep
-        return error.what();
-    }
-    if (!root.isObject()) return "the document is not an object";
-    const Json::Value& list = root[kListMember];
-    const bool is_list = list.isNull() || list.isObject() || (list.isInt() && list.asInt() == 0);
-    return is_list ? std::string() : "\"ClientList\" is neither 0 nor an object";
-}
-
-/// What tells one content of a file from another without reading it.
-struct FileState {
-    ino_t inode = 0;
-    off_t size = 0;
-    timespec modified{};
-
-    bool operator==(const FileState& other) const {
-        return inode == other.inode && size == other.size && modified.tv_sec == other.modified.tv_sec &&
-               modified.tv_nsec == other.modified.tv_nsec;
-    }
-};
-
-/// State of a file; nothing when there is none.
-std::optional<FileState> StateOf(const std::string& path) {
-    struct stat facts {};
-    if (stat(path.c_str(), &facts) != 0) return std::nullopt;
-    return FileState{facts.st_ino, facts.st_size, facts.st_mtim};
 }
 
 /// Moves a file that cannot be used out of the way. An earlier copy is not overwritten while a name is free.
@@ -146,17 +79,56 @@ bool KeepAside(const std::string& path, const std::string& reason) {
     return is_moved;
 }
 
+/// When each client was heard of last, as a running number, by MAC; clients only loaded count as older than all.
+using LastUpdates = std::map<std::string, std::uint64_t>;
+
+/// Clients that may be dropped for want of room, the one not heard of for the longest time first. What the owner set by
+/// hand is never dropped for it.
+std::vector<std::string> Droppable(const Json::Value& list, const LastUpdates& last_update) {
+    std::vector<std::pair<std::uint64_t, std::string>> clients;
+    for (auto client = list.begin(); client != list.end(); ++client) {
+        if (IsSetByHand(*client) || !MemberText(*client, kAccessMember).empty()) continue;
+        const auto seen = last_update.find(client.name());
+        clients.emplace_back(seen == last_update.end() ? 0 : seen->second, client.name());
+    }
+    std::sort(clients.begin(), clients.end());
+    std::vector<std::string> names;
+    for (auto& [update, mac] : clients) names.push_back(std::move(mac));
+    return names;
+}
+
+/// The document within the size that is read again: a list that grew beyond it would be put aside as broken at the next
+/// start, and refused clients be let in. The clients not heard of for the longest time are left out.
+std::string SerializeWithinLimit(Json::Value& root, const LastUpdates& last_update) {
+    std::string text = SerializeClientList(root);
+    if (text.size() <= kMaxClientListBytes) return text;
+    Json::Value& list = root[kListMember];
+    std::size_t freed = 0;
+    for (const std::string& mac : Droppable(list, last_update)) {
+        if (text.size() - freed <= kMaxClientListBytes) break;
+        // By itself a client is indented less than in the list, so at least this much goes.
+        freed += SerializeClientList(list[mac]).size();
+        list.removeMember(mac);
+    }
+    return SerializeClientList(root);
+}
+
 }  // namespace
 
 struct DMSClientList::State {
-    mutable std::mutex mutex;
-    // All below is guarded by mutex.
+    /// Held by Load and WriteToFile from start to end, so that two of them do not interleave. Taken before the other.
+    std::mutex file_mutex;
+    // Guarded by file_mutex.
     std::string list_file;
-    Json::Value root{Json::objectValue};  // the document, unknown members and all
     bool may_write = true;                // off while the file holds what could be neither read nor moved aside
     std::optional<FileState> file_state;  // of the file as it was read or written last
+
+    /// Taken by every request, so never held while a file is read or written.
+    mutable std::mutex mutex;
+    // All below is guarded by mutex.
+    Json::Value root{Json::objectValue};  // the document, unknown members and all
     bool is_access_disabled = false;
-    std::map<std::string, std::uint64_t> last_update;  // by MAC; clients only loaded count as older than all of these
+    LastUpdates last_update;
     std::uint64_t updates = 0;
 
     const Json::Value* Find(const std::string& mac) const {
@@ -173,29 +145,19 @@ struct DMSClientList::State {
     void StoreKeys(Json::Value& client, std::string_view prefix, const HeaderMap& keys);
 };
 
-/// Drops the client that was not heard of for the longest time. What the owner set by hand is never dropped for it.
 void DMSClientList::State::MakeRoom() {
     Json::Value& list = List();
     if (list.size() < kMaxClients) return;
-    std::string oldest;
-    std::uint64_t oldest_update = ~std::uint64_t{0};
-    for (const std::string& mac : list.getMemberNames()) {
-        const Json::Value& client = list[mac];
-        if (IsSetByHand(client) || !Text(client, kAccess).empty()) continue;
-        const auto seen = last_update.find(mac);
-        const std::uint64_t update = seen == last_update.end() ? 0 : seen->second;
-        if (update >= oldest_update) continue;
-        oldest = mac;
-        oldest_update = update;
-    }
-    list.removeMember(oldest);
-    last_update.erase(oldest);
+    const std::vector<std::string> droppable = Droppable(list, last_update);
+    if (droppable.empty()) return;
+    list.removeMember(droppable.front());
+    last_update.erase(droppable.front());
 }
 
 /// Takes an address from the client that had it before: addresses are leased, and FindMacByIP wants the present holder.
 void DMSClientList::State::ReleaseAddress(const std::string& ip) {
     for (Json::Value& client : List()) {
-        if (client.isObject() && Text(client, kAddress) == ip) client.removeMember(kAddress);
+        if (client.isObject() && MemberText(client, kAddressMember) == ip) client.removeMember(kAddressMember);
     }
 }
 
@@ -203,11 +165,17 @@ void DMSClientList::State::StoreKeys(Json::Value& client, std::string_view prefi
     for (const auto& [name, value] : keys) {
         std::string key = std::string(prefix) + name;
         // A renderer's description must not be able to write the owner's settings, whatever it calls its elements.
-        const bool is_reserved = key == kAccess || key == kProfile || key == kDetected || key == kAddress;
+        const bool is_reserved = key == kAccessMember || key == kProfile || key == kDetected || key == kAddressMember;
         if (is_reserved || !IsPlainName(name) || key.size() > kMaxKeyBytes) continue;
         if (!client.isMember(key) && client.size() >= kMaxKeysPerClient) continue;
-        client[key] = Bounded(value);
+        client[key] = DMSClientList::AsStored(value);
     }
+}
+
+std::string DMSClientList::AsStored(std::string_view value) {
+    std::size_t size = std::min(value.size(), kMaxValueBytes);
+    while (size < value.size() && size > 0 && (static_cast<unsigned char>(value[size]) & 0xC0) == 0x80) --size;
+    return std::string(value.substr(0, size));
 }
 
 DMSClientList::DMSClientList() : state_(std::make_unique<State>()) {}
@@ -216,7 +184,7 @@ DMSClientList::~DMSClientList() = default;
 bool DMSClientList::WriteNewFile(const std::string& list_file) {
     Json::Value root(Json::objectValue);
     root[kListMember] = 0;
-    if (WriteFileAtomically(list_file, Serialize(root))) return true;
+    if (WriteFileAtomically(list_file, SerializeClientList(root))) return true;
     DMSPrintf(0, "could not write client list \"%s\": %s", list_file.c_str(), strerror(errno));
     return false;
 }
@@ -224,38 +192,26 @@ bool DMSClientList::WriteNewFile(const std::string& list_file) {
 bool DMSClientList::Load(const std::string& list_file, const std::string& profile_file) {
     DMSClientChecker::InitProfileList(profile_file);
 
-    std::lock_guard lock(state_->mutex);
+    std::lock_guard file_lock(state_->file_mutex);
     state_->list_file = list_file;
     state_->may_write = true;
     Json::Value root(Json::objectValue);
-    std::string problem;
     // Taken before the file is read: a change in between must not pass for what was read.
     state_->file_state = StateOf(list_file);
     const bool exists = state_->file_state.has_value();
-    if (exists) {
-        const auto text = ReadWholeFile(list_file, kMaxFileBytes);
-        problem = text ? Parse(*text, root) : "the file is unreadable or larger than 8 MiB";
-    }
-    if (!problem.empty()) {
+    if (const std::string problem = exists ? ReadClientList(list_file, root) : ""; !problem.empty()) {
         state_->may_write = KeepAside(list_file, problem);
         return false;
     }
-    // Hardware addresses compare as text; a hand may have written them in capitals.
-    if (root[kListMember].isObject()) {
-        Json::Value list(Json::objectValue);
-        for (const std::string& mac : root[kListMember].getMemberNames()) {
-            list[StringToLower(mac)] = root[kListMember][mac];
-        }
-        root[kListMember] = std::move(list);
-    }
+    if (!exists) DMSPrintf(0, "could not read client list \"%s\": the file does not exist", list_file.c_str());
+    std::lock_guard lock(state_->mutex);
     state_->root = std::move(root);
     state_->last_update.clear();
-    if (!exists) DMSPrintf(0, "could not read client list \"%s\": the file does not exist", list_file.c_str());
     return exists;
 }
 
 bool DMSClientList::WriteToFile() {
-    std::lock_guard lock(state_->mutex);
+    std::lock_guard file_lock(state_->file_mutex);
     if (state_->list_file.empty() || !state_->may_write) return false;
     const auto present = StateOf(state_->list_file);
     if (present && present != state_->file_state) {
@@ -265,9 +221,12 @@ bool DMSClientList::WriteToFile() {
                   state_->list_file.c_str());
         return false;
     }
-    Json::Value root = state_->root;
+    auto [root, last_update] = [this] {
+        std::lock_guard lock(state_->mutex);
+        return std::pair(state_->root, state_->last_update);
+    }();
     if (!root.isMember(kListMember)) root[kListMember] = 0;
-    if (WriteFileAtomically(state_->list_file, Serialize(root))) {
+    if (WriteFileAtomically(state_->list_file, SerializeWithinLimit(root, last_update))) {
         state_->file_state = StateOf(state_->list_file);
         return true;
     }
@@ -285,7 +244,7 @@ void DMSClientList::UpdateKeys(std::string_view caller, const std::string& mac, 
     state_->ReleaseAddress(ip);
     Json::Value& client = state_->List()[mac];
     if (!client.isObject()) client = Json::Value(Json::objectValue);
-    client[kAddress] = ip;
+    client[kAddressMember] = ip;
     state_->StoreKeys(client, PrefixOf(caller), keys);
     state_->last_update[mac] = ++state_->updates;
     if (IsSetByHand(client)) return;
@@ -302,9 +261,9 @@ void DMSClientList::UpdateKeys(std::string_view caller, const std::string& mac, 
 
 std::string DMSClientList::FindKey(const std::string& mac, std::string_view key) const {
     std::lock_guard lock(state_->mutex);
-    if (state_->is_access_disabled && key == kAccess) return {};
+    if (state_->is_access_disabled && key == kAccessMember) return {};
     const Json::Value* client = state_->Find(mac);
-    return client == nullptr ? std::string() : Text(*client, std::string(key));
+    return client == nullptr ? std::string() : MemberText(*client, std::string(key));
 }
 
 std::string DMSClientList::FindMacByIP(const std::string& ip) const {
@@ -313,7 +272,7 @@ std::string DMSClientList::FindMacByIP(const std::string& ip) const {
     const Json::Value& list = std::as_const(state_->root)[kListMember];
     if (!list.isObject()) return {};
     for (auto client = list.begin(); client != list.end(); ++client) {
-        if (Text(*client, kAddress) == ip) return client.name();
+        if (MemberText(*client, kAddressMember) == ip) return client.name();
     }
     return {};
 }
@@ -321,10 +280,10 @@ std::string DMSClientList::FindMacByIP(const std::string& ip) const {
 void DMSClientList::EraseObject(const std::string& mac) {
     std::lock_guard lock(state_->mutex);
     if (state_->Find(mac) == nullptr) return;
-    const std::string access = Text(*state_->Find(mac), kAccess);
+    const std::string access = MemberText(*state_->Find(mac), kAccessMember);
     Json::Value& list = state_->List();
     list.removeMember(mac);
-    if (!access.empty()) list[mac][kAccess] = access;
+    if (!access.empty()) list[mac][kAccessMember] = access;
 }
 
 void DMSClientList::SetAccessRightsDisabled(bool disabled) {

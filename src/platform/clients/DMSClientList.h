@@ -16,8 +16,8 @@ using HeaderMap = std::map<std::string, std::string>;  ///< lower-cased names to
 ///                                         "isAccess": "false", "browse_user-agent": "...", "modelName": "..."}}}
 /// "ClientList" is 0 while no client was ever seen. A "profileName" that differs from "detectedProfile" was set by hand
 /// and stays; the list never writes "isAccess".
-/// Threads: every operation may be called at any time; one lock serialises them. No call holds it during file I/O of
-/// another path than the list's own.
+/// Threads: every operation may be called at any time; one lock serialises them, and none holds it while a file is read
+/// or written.
 class DMSClientList {
 public:
     DMSClientList();
@@ -32,7 +32,8 @@ public:
     /// @return false when the file could not be used.
     bool Load(const std::string& list_file, const std::string& profile_file);
     /// Writes the list back, whole or not at all. A file that somebody changed since it was read last is left alone,
-    /// for Load to read. @return false after the reason was logged.
+    /// for Load to read. What would make the file larger than Load reads is left out: clients not heard of for the
+    /// longest time, never those with something set by hand. @return false after the reason was logged.
     bool WriteToFile();
 
     /// Creates or updates a client's entry. Keys are stored as "browse_<key>" for the caller tag
@@ -40,6 +41,9 @@ public:
     /// profile by the rules of agent.conf over all keys of the entry and stores it as "profileName", unless the
     /// entry carries one set by hand. Bounded: entries, keys per entry and value lengths have limits.
     void UpdateKeys(std::string_view caller, const std::string& mac, const std::string& ip, const HeaderMap& keys);
+    /// What FindKey gives for a value that UpdateKeys was given: bounded, and cut before a UTF-8 sequence that the
+    /// bound would tear.
+    static std::string AsStored(std::string_view value);
     /// The stored value or empty. "isAccess" is always empty while access rights are disabled.
     std::string FindKey(const std::string& mac, std::string_view key) const;
     /// MAC of the entry with that address, or empty.

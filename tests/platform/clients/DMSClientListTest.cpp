@@ -3,6 +3,7 @@
 
 #include <json/json.h>
 
+#include "platform/clients/AccessRights.h"
 #include "platform/clients/DMSClientChecker.h"
 #include "platform/clients/DMSClientList.h"
 #include "platform/system/Files.h"
@@ -206,6 +207,53 @@ TEST_F(ClientList, StrangersCannotFillIt) {
     EXPECT_EQ(list.FindKey(kMac, "isAccess"), "false") << "the owner's entry is never the one to go";
     EXPECT_EQ(list.FindMacByIP("10.1.1299"), "m1299") << "the newest always finds room";
     EXPECT_EQ(list.FindMacByIP("10.1.0"), "") << "the oldest goes first";
+}
+
+TEST_F(ClientList, WhatIsWrittenCanAlwaysBeRead) {
+    DMSClientList list;
+    ASSERT_TRUE(LoadText(list, R"({"ClientList": {"aa:bb:cc:00:11:22": {"isAccess": "false"}}})"));
+    HeaderMap large;
+    for (int i = 0; i < 60; ++i) large["x-" + std::to_string(i)] = std::string(1024, i == 0 ? '\1' : 'v');
+    constexpr int kClients = 300;  // twice as many as fit
+    for (int i = 0; i < kClients; ++i) {
+        list.UpdateKeys("HandleActionRequest", "m" + std::to_string(i), "10.1." + std::to_string(i), large);
+    }
+    ASSERT_TRUE(list.WriteToFile());
+    DMSClientList again;
+    ASSERT_TRUE(Load(again));
+    EXPECT_EQ(again.FindKey(kMac, "isAccess"), "false");
+    EXPECT_EQ(again.FindMacByIP("10.1.299"), "m299");
+    EXPECT_EQ(again.FindMacByIP("10.1.0"), "") << "the oldest is left out";
+    EXPECT_GT(FileText().size(), 7U << 20) << "no more than need be";
+}
+
+TEST_F(ClientList, AReaderRefusesWhomTheFileRefusesAndTouchesNothing) {
+    const auto write = [this](const std::string& text) { dir_.Write("client_list.json", text); };
+    AccessRights access(File());
+    EXPECT_FALSE(access.IsRefused("127.0.0.1")) << "no file yet";
+    const std::string refusal =
+        R"({"ClientList": {"00:00:00:00:00:01": {"isAccess": false, "ip": "192.0.2.1"},
+                           "AA:BB:CC:00:11:22": {"isAccess": "false", "ip": "192.0.2.77"},
+                           "aa:bb:cc:00:11:33": {"isAccess": "true", "ip": "192.0.2.78"},
+                           "aa:bb:cc:00:11:44": {"isAccess": "false"}, "nonsense": 7}})";
+    write(refusal);
+    EXPECT_TRUE(access.IsRefused("127.0.0.1")) << "by its hardware address";
+    EXPECT_TRUE(access.IsRefused("192.0.2.77")) << "no neighbour, so by its address";
+    EXPECT_FALSE(access.IsRefused("192.0.2.78"));
+    EXPECT_FALSE(access.IsRefused(""));
+    EXPECT_EQ(FileText(), refusal);
+
+    for (const auto& c : kBroken) {
+        write(c.text);
+        EXPECT_TRUE(access.IsRefused("127.0.0.1")) << c.why;
+        EXPECT_EQ(FileText(), c.text) << c.why;
+    }
+    std::filesystem::remove(File());
+    EXPECT_TRUE(access.IsRefused("127.0.0.1")) << "the keeper has just moved a broken file aside";
+    write(R"({"ClientList": {"aa:bb:cc:00:11:22": {"isAccess": "false", "ip": "127.0.0.1"}}})");
+    EXPECT_FALSE(access.IsRefused("127.0.0.1")) << "the address has passed to another device";
+    write(R"({"ClientList": 0})");
+    EXPECT_FALSE(access.IsRefused("192.0.2.77"));
 }
 
 TEST_F(ClientList, BytesThatAreNoTextSurviveAsADocument) {
