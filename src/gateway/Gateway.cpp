@@ -32,6 +32,7 @@ HttpResponse Gateway::Handle(const HttpRequest& request) {
 }
 
 HttpResponse Gateway::Route(const HttpRequest& request) {
+    if (access_ != nullptr && access_->IsRefused(request.client_address)) return PlainResponse(403);
     const std::string_view path = request.path;
     if (path.starts_with(kScalerPrefix)) return ServeCover(request, path.substr(kScalerPrefix.size()), pictures_);
     const std::optional<MediaUrl> url = ParseMediaUrl(path);

@@ -2,6 +2,7 @@
 
 #include "gateway/MediaFiles.h"
 #include "gateway/PictureStore.h"
+#include "platform/clients/AccessRights.h"
 
 namespace MediaServer {
 
@@ -10,8 +11,10 @@ class Gateway {
 public:
     /// @param mime  outlives this. @param port  where the endpoint is reached.
     /// @param workers  threads that call Handle. @param photos_are_converted  the send-thumbnail option is on.
-    Gateway(const MimeTable& mime, std::uint16_t port, std::uint32_t workers, bool photos_are_converted = false)
-        : pictures_(workers - workers / 4), files_(mime, port, photos_are_converted, pictures_) {}
+    /// @param access  outlives this; null: nobody is refused.
+    Gateway(const MimeTable& mime, std::uint16_t port, std::uint32_t workers, bool photos_are_converted = false,
+            AccessRights* access = nullptr)
+        : pictures_(workers - workers / 4), files_(mime, port, photos_are_converted, pictures_), access_(access) {}
 
     HttpResponse Handle(const HttpRequest& request);
 
@@ -20,6 +23,7 @@ private:
 
     PictureStore pictures_;
     const MediaFiles files_;
+    AccessRights* const access_;
 };
 
 }  // namespace MediaServer

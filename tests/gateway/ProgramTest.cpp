@@ -88,6 +88,36 @@ TEST_F(ProgramTest, ListensWhereTheDaemonDoesAndStopsAtOnce) {
     EXPECT_EQ(program.ExitWithin(1s), 0) << "though a connection is open";
 }
 
+TEST_F(ProgramTest, RefusesWhomTheOwnerRefuses) {
+    const std::string song = root.Write("a.mp3", "bytes");
+    database.Insert("music", "path", "'" + song + "'");
+    root.Write("usr/nimb/etc.defaults/mimetypes.txt", "mp3 audio/mpeg\n");
+    const auto ask = [](const std::string& port) {
+        RawClient client(static_cast<std::uint16_t>(std::stoi(port)));
+        client.Send("GET /m/NDLNA/1.mp3 HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
+        std::string head, body;
+        return client.Receive(head, body);
+    };
+    const auto set_access = [this](const char* access) {
+        root.Write("var/packages/MediaServer/etc/client_list.json",
+                   std::string(R"({"ClientList": {"00:00:00:00:00:01": {"isAccess": ")") + access + "\"}}}");
+    };
+    set_access("false");
+    const std::string port = FreePort();
+    Program program({"--port", port, "--address", "127.0.0.1"});
+    ASSERT_TRUE(AnswersWithin(port, 5s));
+    EXPECT_EQ(ask(port), 403);
+    set_access("true");
+    EXPECT_EQ(ask(port), 200) << "the file is read again when it has changed";
+
+    root.Write("var/packages/MediaServer/etc/dmsinfo.conf", "disable_access_right_mediaservice=yes\n");
+    set_access("false");
+    const std::string other_port = FreePort();
+    Program everybody({"--port", other_port, "--address", "127.0.0.1"});
+    ASSERT_TRUE(AnswersWithin(other_port, 5s));
+    EXPECT_EQ(ask(other_port), 200);
+}
+
 TEST_F(ProgramTest, SaysWhyItCannotStart) {
     EXPECT_EQ(Program({"--port", "1"}).ExitWithin(5s), 1);
     EXPECT_NE(Log().find("could not read the media server's address"), std::string::npos);

@@ -92,7 +92,7 @@ void RaiseDescriptorLimit() {
 }
 
 /// Runs until SIGTERM or SIGINT, which every thread has blocked. @return exit status.
-int ServeUntilStopped(const Arguments& arguments, bool photos_are_converted, const sigset_t& stop_signals) {
+int ServeUntilStopped(const Arguments& arguments, const ServiceOptions& options, const sigset_t& stop_signals) {
     const std::string address = arguments.address.empty() ? AddressOfDaemon() : arguments.address;
     if (address.empty()) {
         DMSPrintf(0,
@@ -103,7 +103,10 @@ int ServeUntilStopped(const Arguments& arguments, bool photos_are_converted, con
     }
     MimeTable mime;
     LoadMimeTypes(mime);
-    Gateway gateway(mime, arguments.port, kWorkers, photos_are_converted);
+    const bool photos_are_converted = (options.OptionFlags() & OptionFlag::kSendThumb) != 0;
+    const bool everybody_is_served = options.Get(Option::kDisableAccessRight) == "yes";
+    AccessRights access(SystemPath(kClientListFile));
+    Gateway gateway(mime, arguments.port, kWorkers, photos_are_converted, everybody_is_served ? nullptr : &access);
     HttpServer::Config config;
     config.address = address;
     config.port = arguments.port;
@@ -140,8 +143,7 @@ int main(int argc, char** argv) {
     ServiceOptions options(SystemPath(kOptionFile));
     options.Read(0, nullptr);
     OpenLog(arguments->log_to_stderr, options.Get(Option::kLogLevel));
-    const bool photos_are_converted = (options.OptionFlags() & OptionFlag::kSendThumb) != 0;
-    const int status = ServeUntilStopped(*arguments, photos_are_converted, stop_signals);
+    const int status = ServeUntilStopped(*arguments, options, stop_signals);
     DMSLogClose();
     return status;
 }
