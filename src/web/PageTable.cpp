@@ -11,8 +11,20 @@ PageTable::~PageTable() {
     for (const Page& page : pages_) ::unlink(page.path.c_str());
 }
 
+/// Moves the oldest page that is not being sent to `expired` when there are `most` of those that count.
+/// @return false when there still are.
+template <typename Counts>
+bool PageTable::MakeRoomLocked(std::size_t most, Counts counts, Pages& expired) {
+    if (static_cast<std::size_t>(std::count_if(pages_.begin(), pages_.end(), counts)) < most) return true;
+    const auto oldest =
+        std::find_if(pages_.begin(), pages_.end(), [&](const Page& page) { return counts(page) && !page.open; });
+    if (oldest == pages_.end()) return false;
+    expired.splice(expired.end(), pages_, oldest);
+    return true;
+}
+
 bool PageTable::Add(const std::string& url, const std::string& client, const std::string& path, Clock::time_point now) {
-    std::list<Page> expired;
+    Pages expired;
     bool added = false;
     {
         const std::lock_guard lock(mutex_);
@@ -21,11 +33,9 @@ bool PageTable::Add(const std::string& url, const std::string& client, const std
             if (!page->open && now - page->rendered > kStaleAfter) expired.splice(expired.end(), pages_, page);
             page = next;
         }
-        if (pages_.size() >= kMostPages) {
-            const auto oldest = std::find_if(pages_.begin(), pages_.end(), [](const Page& page) { return !page.open; });
-            if (oldest != pages_.end()) expired.splice(expired.end(), pages_, oldest);
-        }
-        added = pages_.size() < kMostPages;
+        const auto of_address = [&](const Page& page) { return page.client == client; };
+        const auto any = [](const Page&) { return true; };
+        added = MakeRoomLocked(kMostOfAddress, of_address, expired) && MakeRoomLocked(kMostPages, any, expired);
         if (added) pages_.push_back({url, client, path, now, false});
     }
     for (const Page& page : expired) ::unlink(page.path.c_str());

@@ -9,8 +9,8 @@
 
 namespace MediaServer {
 
-/// The temporary files of rendered pages, from the get-info that rendered one to the close of the transfer that read
-/// it.
+/// The temporary files of rendered pages, from the get-info that rendered one to the end of the transfer that sends it,
+/// when the handle is closed. They are bounded, altogether and for one address, and the transfers with them.
 ///
 /// A page belongs to one requester (its URL and address), and every rendering makes a page of its own: requests for the
 /// same URL at the same time neither share nor lose a file. A page that nobody opens (a HEAD, a client that went away)
@@ -19,6 +19,7 @@ class PageTable {
 public:
     using Clock = std::chrono::steady_clock;
     static constexpr std::size_t kMostPages = 64;
+    static constexpr std::size_t kMostOfAddress = 4;
     static constexpr std::chrono::seconds kStaleAfter{60};
 
     PageTable() = default;
@@ -27,7 +28,8 @@ public:
     /// Removes the files that are left.
     ~PageTable();
 
-    /// Takes over a file. @return false (the file is then removed) when all places are taken by transfers under way.
+    /// Takes over a file. @return false (the file is then removed) when all places, or those of the
+    /// address, are taken by transfers under way.
     bool Add(const std::string& url, const std::string& client, const std::string& path, Clock::time_point now);
     /// The requester's newest page that is not open yet, which now is; its file then stays until Remove.
     std::optional<std::string> Open(const std::string& url, const std::string& client);
@@ -40,9 +42,13 @@ private:
         Clock::time_point rendered;
         bool open;
     };
+    using Pages = std::list<Page>;
+
+    template <typename Counts>
+    bool MakeRoomLocked(std::size_t most, Counts counts, Pages& expired);  // the caller holds mutex_
 
     std::mutex mutex_;
-    std::list<Page> pages_;  // guarded by mutex_; oldest first, at most kMostPages
+    Pages pages_;  // guarded by mutex_; oldest first, at most kMostPages
 };
 
 }  // namespace MediaServer

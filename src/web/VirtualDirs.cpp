@@ -106,6 +106,21 @@ int ReadSome(int fd, char* buffer, std::size_t length) {
     return static_cast<int>(got);
 }
 
+/// One more at work, while it lives.
+class CountedWork {
+public:
+    explicit CountedWork(std::atomic<int>& at_work) : at_work_(at_work), count_(++at_work) {}
+    ~CountedWork() { --at_work_; }
+    CountedWork(const CountedWork&) = delete;
+    CountedWork& operator=(const CountedWork&) = delete;
+    /// How many there were when this one began, itself included.
+    int Count() const { return count_; }
+
+private:
+    std::atomic<int>& at_work_;
+    const int count_;
+};
+
 /// The library is C and knows no exceptions; what fails here (memory) fails this one request.
 template <typename Result, typename Call>
 Result Guarded(Result on_failure, Call call) noexcept {
@@ -144,7 +159,7 @@ int VirtualDirs::RegisterVirtualDirs(UpnpLibrary& library) {
 
 VirtualDirCallbacks VirtualDirs::Callbacks() {
     const auto file_of = [](void* handle) { return static_cast<OpenFile*>(handle); };
-    const auto descriptor = [file_of](void* handle) { return handle == nullptr ? -1 : file_of(handle)->fd.get(); };
+    const auto fd_of = [file_of](void* handle) { return handle == nullptr ? -1 : file_of(handle)->fd.get(); };
     VirtualDirCallbacks callbacks;
     callbacks.get_info = [this](const WebRequest& request, const std::string& name, WebFileInfo& info) {
         return Guarded(false, [&] { return GetInfo(request, name, info); });
@@ -152,17 +167,20 @@ VirtualDirCallbacks VirtualDirs::Callbacks() {
     callbacks.open = [this](const WebRequest& request, const std::string& name, bool write) {
         return Guarded<void*>(nullptr, [&] { return Open(request, name, write); });
     };
-    callbacks.read = [descriptor](void* handle, char* buffer, std::size_t length) {
-        return ReadSome(descriptor(handle), buffer, length);
+    callbacks.read = [fd_of](void* handle, char* buffer, std::size_t length) {
+        return ReadSome(fd_of(handle), buffer, length);
     };
-    callbacks.seek = [descriptor](void* handle, std::int64_t offset, int origin) {
-        return ::lseek(descriptor(handle), offset, origin) < 0 ? -1 : 0;
+    callbacks.seek = [fd_of](void* handle, std::int64_t offset, int origin) {
+        return ::lseek(fd_of(handle), offset, origin) < 0 ? -1 : 0;
     };
     callbacks.close = [this, file_of](void* handle) {
         Close(file_of(handle));
         return 0;
     };
-    callbacks.descriptor = descriptor;
+    // A page keeps its handle until it has been sent, so that the table knows which ones are; a file need not.
+    callbacks.descriptor = [file_of, fd_of](void* handle) {
+        return handle != nullptr && file_of(handle)->temp_path.empty() ? fd_of(handle) : -1;
+    };
     return callbacks;
 }
 
@@ -192,6 +210,9 @@ bool VirtualDirs::GetInfo(const WebRequest& request, const std::string& name, We
 bool VirtualDirs::RenderPage(const WebRequest& request, const std::string& name, WebFileInfo& info) {
     const std::string mac = FindMac(request.client_address);
     if (mac == kUnknownMAC || IsRefused(mac)) return false;
+    const CountedWork rendering(renderings_);
+    info.is_busy = rendering.Count() > kMostRenderings;
+    if (info.is_busy) return false;
     ClientRequest client;
     client.headers = request.headers;
     client.client_address = request.client_address;
@@ -217,7 +238,8 @@ bool VirtualDirs::RenderPage(const WebRequest& request, const std::string& name,
     }
     info.last_modified = std::time(nullptr);
     info.content_type = "text/html";
-    return pages_.Add(name, request.client_address, path, PageTable::Clock::now());
+    info.is_busy = !pages_.Add(name, request.client_address, path, PageTable::Clock::now());
+    return !info.is_busy;
 }
 
 VirtualDirs::OpenFile* VirtualDirs::Open(const WebRequest& request, const std::string& name, bool write) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <string>
@@ -50,7 +51,11 @@ private:
     /// MAC address of a client, kUnknownMAC when nobody knows it.
     std::string FindMac(const std::string& address) const;
 
+    /// A page may list a whole library: those being rendered leave workers and database to the players.
+    static constexpr int kMostRenderings = 2;
+
     const WebContext context_;
+    std::atomic<int> renderings_{0};
     PageTable pages_;
 };
 

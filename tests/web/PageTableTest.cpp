@@ -64,15 +64,31 @@ TEST_F(PageTableTest, StalePagesGoUnlessTheyAreBeingRead) {
 TEST_F(PageTableTest, PagesAreBounded) {
     PageTable pages;
     for (std::size_t i = 0; i < 2 * PageTable::kMostPages; ++i) {
-        EXPECT_TRUE(pages.Add("/cds/" + std::to_string(i), "c", NewFile(), now));
+        EXPECT_TRUE(pages.Add("/cds/", std::to_string(i), NewFile(), now));
     }
     EXPECT_EQ(Files(), PageTable::kMostPages);
-    EXPECT_FALSE(pages.Open("/cds/0", "c")) << "the oldest made room";
+    EXPECT_FALSE(pages.Open("/cds/", "0")) << "the oldest made room";
     for (std::size_t i = 0; i < PageTable::kMostPages; ++i) {
-        EXPECT_TRUE(pages.Open("/cds/" + std::to_string(PageTable::kMostPages + i), "c"));
+        EXPECT_TRUE(pages.Open("/cds/", std::to_string(PageTable::kMostPages + i)));
     }
-    EXPECT_FALSE(pages.Add("/cds/x", "c", NewFile(), now)) << "all are being read";
+    EXPECT_FALSE(pages.Add("/cds/", "x", NewFile(), now)) << "all are being read";
     EXPECT_EQ(Files(), PageTable::kMostPages) << "the refused page's file is gone";
+}
+
+TEST_F(PageTableTest, OneAddressHasAFew) {
+    PageTable pages;
+    const std::string neighbour = NewFile();
+    pages.Add("/cds/", "n", neighbour, now);
+    for (std::size_t i = 0; i < 2 * PageTable::kMostOfAddress; ++i) {
+        EXPECT_TRUE(pages.Add("/cds/" + std::to_string(i), "c", NewFile(), now));
+    }
+    EXPECT_EQ(Files(), PageTable::kMostOfAddress + 1) << "what it left unread makes room for what it asks now";
+    EXPECT_TRUE(pages.Open("/cds/", "n")) << "its neighbour's does not";
+    for (std::size_t i = 0; i < PageTable::kMostOfAddress; ++i) {
+        EXPECT_TRUE(pages.Open("/cds/" + std::to_string(PageTable::kMostOfAddress + i), "c"));
+    }
+    EXPECT_FALSE(pages.Add("/cds/x", "c", NewFile(), now)) << "all of its own are being read";
+    EXPECT_TRUE(pages.Add("/cds/x", "n", NewFile(), now));
 }
 
 TEST_F(PageTableTest, TheTableTakesItsFilesAlong) {

@@ -34,12 +34,14 @@ struct WebFileInfo {
     std::int64_t last_modified = 0;  ///< seconds since 1970
     bool is_directory = false;
     bool is_readable = true;
+    bool is_busy = false;  ///< not now, perhaps in a moment (503), whatever get-info returns
     std::string content_type;
 };
 
 /// The callbacks of the virtual directories (GET and HEAD under the registered prefixes). `open` returns null on
 /// failure; `close` frees the handle; `descriptor` tells the file descriptor behind a handle, so that a file goes out
-/// with sendfile (-1: use read and seek). Called on worker threads, several at once.
+/// with sendfile and the handle is closed at once (-1: use read and seek until the transfer ends, then close). Called
+/// on worker threads, several at once.
 struct VirtualDirCallbacks {
     std::function<bool(const WebRequest&, const std::string& name, WebFileInfo& info)> get_info;
     std::function<void*(const WebRequest&, const std::string& name, bool write)> open;

@@ -51,6 +51,12 @@ private:
     std::uint64_t position_ = 0;
 };
 
+HttpResponse BusyResponse() {
+    HttpResponse response = PlainResponse(503);
+    response.headers.emplace_back("Retry-After", "1");
+    return response;
+}
+
 }  // namespace
 
 HttpResponse ServeVirtualFile(const HttpRequest& request, const VirtualDirCallbacks& callbacks) {
@@ -58,7 +64,9 @@ HttpResponse ServeVirtualFile(const HttpRequest& request, const VirtualDirCallba
     const std::string name = request.query.empty() ? request.path : request.path + "?" + request.query;
     WebFileInfo info;
     if (!callbacks.get_info || !callbacks.open || !callbacks.close) return PlainResponse(404);
-    if (!callbacks.get_info(web, name, info) || info.is_directory) return PlainResponse(404);
+    const bool is_known = callbacks.get_info(web, name, info);
+    if (info.is_busy) return BusyResponse();
+    if (!is_known || info.is_directory) return PlainResponse(404);
     if (!info.is_readable) return PlainResponse(403);
     void* opened = callbacks.open(web, name, false);
     if (!opened) return PlainResponse(404);

@@ -10,7 +10,8 @@
 namespace MediaServer {
 
 /// Answers GET and HEAD through the callbacks of a virtual directory: get-info, then open, then close when the answer
-/// has been sent (or at once for a handle with a descriptor, of which a duplicate goes out).
+/// has been sent or its connection has ended (at once for a handle that tells its descriptor, of which a duplicate goes
+/// out).
 HttpResponse ServeVirtualFile(const HttpRequest& request, const VirtualDirCallbacks& callbacks);
 
 /// Answers with a file that lies directly in the web server root. Only the registered description, those of
