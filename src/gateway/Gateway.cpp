@@ -25,9 +25,9 @@ HttpResponse Gateway::Handle(const HttpRequest& request) {
                   failure.what());
         response = PlainResponse(500);
     }
-    const bool refused = response.status >= 400;
-    DMSPrintf(refused ? 1 : 3, "%s \"%s\" of %s: %d", request.method.c_str(), request.path.c_str(),
-              request.client_address.c_str(), response.status);
+    if (response.status >= 400) refusals_.Note(response.status, request.client_address);
+    DMSPrintf(3, "%s \"%s\" of %s: %d", request.method.c_str(), request.path.c_str(), request.client_address.c_str(),
+              response.status);
     return response;
 }
 

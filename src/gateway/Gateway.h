@@ -3,6 +3,7 @@
 #include "gateway/MediaFiles.h"
 #include "gateway/PictureStore.h"
 #include "platform/clients/AccessRights.h"
+#include "platform/http/RefusalLog.h"
 
 namespace MediaServer {
 
@@ -21,6 +22,7 @@ public:
 private:
     HttpResponse Route(const HttpRequest& request);
 
+    RefusalLog refusals_;
     PictureStore pictures_;
     const MediaFiles files_;
     AccessRights* const access_;

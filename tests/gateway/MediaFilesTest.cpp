@@ -1,6 +1,8 @@
+#include <algorithm>
 #include <filesystem>
 
 #include "gateway/GatewayTest.h"
+#include "platform/system/Log.h"
 
 namespace MediaServer {
 namespace {
@@ -154,6 +156,17 @@ TEST_F(MediaFilesTest, DatabaseAwayIs503AndItsReturnIsNoticed) {
     EXPECT_EQ(Ask("/transcoder/jpegtnscaler.cgi/ebdart/1.jpg").status, 503);
     database.Start();
     EXPECT_EQ(Ask("/m/MP3/1.mp3").status, 200);
+}
+
+TEST_F(MediaFilesTest, AStrangerCannotFillTheLog) {
+    const std::string log = media / "log";
+    ASSERT_TRUE(DMSLOGInit(log.c_str()));
+    DMSLOGSetLevel(1);
+    for (int i = 0; i < 50; ++i) EXPECT_EQ(Ask("/m/MP3/" + std::to_string(1000 + i) + ".mp3").status, 404);
+    DMSLogClose();
+    const std::string text = ReadWholeFile(log, 1 << 20).value_or("");
+    EXPECT_NE(text.find("127.0.0.1 with status 404"), std::string::npos) << text;
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include "platform/http/ConnectionTable.h"
 #include "platform/http/HttpFile.h"
 #include "platform/http/MhdResponse.h"
+#include "platform/http/RefusalLog.h"
 #include "platform/http/RequestRules.h"
 #include "platform/http/WorkerPool.h"
 #include "platform/system/Log.h"
@@ -31,7 +32,6 @@ constexpr std::uint64_t kDiscardFactor = 16;
 // The pool of a connection holds its header block, the fields as parsed and the header block of the answer.
 constexpr std::size_t kConnectionMemoryFactor = 2;
 constexpr std::size_t kConnectionMemoryExtra = 8 * 1024;
-constexpr std::chrono::seconds kRefusalLogInterval{10};
 
 std::string AddressText(const sockaddr_storage& address) {
     char text[INET6_ADDRSTRLEN] = "";
@@ -61,26 +61,6 @@ int Listen(const std::string& address, std::uint16_t port, UniqueFd& listener) {
 void SetSilenceLimit(MHD_Connection* connection, std::chrono::seconds limit) {
     MHD_set_connection_option(connection, MHD_CONNECTION_OPTION_TIMEOUT, static_cast<unsigned>(limit.count()));
 }
-
-/// Tells of refused requests in one line per interval, however many a stranger sends.
-class RefusalLog {
-public:
-    void Note(int status, const std::string& client_address) {
-        const std::lock_guard lock(mutex_);
-        ++refused_;
-        const auto now = std::chrono::steady_clock::now();
-        if (now < next_) return;
-        DMSPrintf(1, "refused %llu HTTP requests, the last from %s with status %d", refused_, client_address.c_str(),
-                  status);
-        refused_ = 0;
-        next_ = now + kRefusalLogInterval;
-    }
-
-private:
-    std::mutex mutex_;
-    unsigned long long refused_ = 0;                // guarded by mutex_
-    std::chrono::steady_clock::time_point next_{};  // guarded by mutex_
-};
 
 }  // namespace
 

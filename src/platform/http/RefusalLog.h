@@ -1,0 +1,22 @@
+#pragma once
+
+#include <chrono>
+#include <mutex>
+#include <string>
+
+namespace MediaServer {
+
+/// Tells of refused requests in one line of level 1 per interval, however many a stranger sends. Threads: any.
+class RefusalLog {
+public:
+    static constexpr std::chrono::seconds kInterval{10};
+
+    void Note(int status, const std::string& client_address);
+
+private:
+    std::mutex mutex_;
+    unsigned long long refused_ = 0;                // guarded by mutex_
+    std::chrono::steady_clock::time_point next_{};  // guarded by mutex_
+};
+
+}  // namespace MediaServer
