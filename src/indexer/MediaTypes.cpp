@@ -1,5 +1,7 @@
 #include "indexer/MediaTypes.h"
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 #include <unordered_map>
 
@@ -18,7 +20,7 @@ constexpr KindExtensions kKinds[] = {
      "mp3 flac m4a m4b aac ogg oga opus spx wav aif aiff aifc wma ape mpc mp+ wv tta dsf dff ac3 dts mka caf amr mp2"},
     {MediaKind::Video,
      "mp4 m4v mkv webm avi divx mov qt mpg mpeg mpe m2v vob ts m2ts mts m2t tp trp wmv asf flv f4v 3gp 3g2 ogv ogm rm "
-     "rmvb mxf dvr-ms wtv"},
+     "rmvb mxf dvr-ms wtv srt smi ssa ass"},
     {MediaKind::Photo, "jpg jpeg jpe png gif bmp tif tiff webp heic heif avif"},
     {MediaKind::Playlist, "m3u m3u8 pls wpl"},
 };
@@ -31,7 +33,15 @@ std::unordered_map<std::string, MediaKind> MakeExtensionTable() {
     return table;
 }
 
+constexpr std::string_view kSubtitles[] = {"srt", "smi", "ssa", "ass"};
+
 }  // namespace
+
+bool IsSubtitle(std::string_view file_name) {
+    return std::any_of(std::begin(kSubtitles), std::end(kSubtitles), [&](std::string_view extension) {
+        return EqualsIgnoreCase(PathExtension(file_name), extension);
+    });
+}
 
 std::optional<MediaKind> FindMediaKind(std::string_view file_name) {
     static const std::unordered_map<std::string, MediaKind> table = MakeExtensionTable();

@@ -5,9 +5,19 @@ extern "C" {
 }
 
 #include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <iterator>
 #include <memory>
+#include <span>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "indexer/MediaReader.h"
+#include "indexer/MediaTypes.h"
+#include "indexer/TransportStream.h"
+#include "platform/system/Files.h"
 #include "platform/text/Text.h"
 
 namespace MediaServer {
@@ -20,16 +30,68 @@ constexpr char kFormats[] =
     "mpegvideo,mxf,ogg,rm,tta,wav,w64,wtv,wv";
 
 /// Names under which the container is known elsewhere; FFmpeg's own name for any other.
-struct ContainerName {
-    std::string_view format;
+struct OtherName {
+    std::string_view ffmpeg;
     const char* name;
 };
-constexpr ContainerName kContainers[] = {
+constexpr OtherName kContainers[] = {
     {"mov,mp4,m4a,3gp,3g2,mj2", "mp4"},
-    {"mpegts", "mpeg_ts"},
     {"mpeg", "mpeg_ps"},
     {"mpegvideo", "mpeg_es"},
 };
+constexpr OtherName kAudioCodecs[] = {{"atrac3", "amr_atrac3"}, {"atrac3p", "amr_atrac3"}};
+
+std::string NameIn(std::span<const OtherName> table, std::string_view ffmpeg) {
+    const auto found =
+        std::find_if(table.begin(), table.end(), [&](const OtherName& row) { return row.ffmpeg == ffmpeg; });
+    return found == table.end() ? std::string(ffmpeg) : found->name;
+}
+
+/// What is more than Low Complexity gets a name of its own.
+struct AacProfile {
+    int profile;
+    const char* name;
+};
+constexpr AacProfile kAacProfiles[] = {
+    {FF_PROFILE_AAC_MAIN, "aac_main"}, {FF_PROFILE_AAC_SSR, "aac_ssr"},     {FF_PROFILE_AAC_LTP, "aac_ltp"},
+    {FF_PROFILE_AAC_HE, "aac_he"},     {FF_PROFILE_AAC_HE_V2, "aac_he_v2"}, {FF_PROFILE_AAC_LD, "aac_ld"},
+    {FF_PROFILE_AAC_ELD, "aac_eld"},   {FF_PROFILE_MPEG2_AAC_HE, "aac_he"},
+};
+
+std::string AudioCodecName(const AVCodecParameters& codec) {
+    if (codec.codec_id == AV_CODEC_ID_AAC) {
+        const auto* const found = std::find_if(std::begin(kAacProfiles), std::end(kAacProfiles),
+                                               [&](const AacProfile& row) { return row.profile == codec.profile; });
+        if (found != std::end(kAacProfiles)) return found->name;
+    }
+    return NameIn(kAudioCodecs, avcodec_get_name(codec.codec_id));
+}
+
+/// Bit rates of MPEG audio layer 3 (ISO/IEC 11172-3 and 13818-3); containers tell an average that is a little off.
+constexpr std::uint32_t kMp3BitRates[] = {8000,  16000,  24000,  32000,  40000,  48000,  56000,  64000,  80000,
+                                          96000, 112000, 128000, 144000, 160000, 192000, 224000, 256000, 320000};
+
+std::uint32_t NearMp3BitRate(std::uint32_t average) {
+    constexpr std::uint32_t kTolerance = 50;  // a fiftieth
+    for (const std::uint32_t known : kMp3BitRates) {
+        const std::uint32_t off = std::max(known, average) - std::min(known, average);
+        if (off <= known / kTolerance) return known;
+    }
+    return average;
+}
+
+/// Rates that video is made with. Containers that count time in thousandths of a second blur them.
+constexpr AVRational kFrameRates[] = {{24000, 1001}, {24, 1},       {25, 1}, {30000, 1001}, {30, 1},
+                                      {50, 1},       {60000, 1001}, {60, 1}, {15, 1}};
+
+AVRational FrameRate(AVRational measured) {
+    constexpr double kBlur = 0.0003;  // 24000/1001 and 24 are a thousandth apart
+    const double rate = measured.den > 0 ? av_q2d(measured) : 0;
+    for (const AVRational& known : kFrameRates) {
+        if (std::abs(av_q2d(known) - rate) < kBlur * rate) return known;
+    }
+    return measured;
+}
 
 std::uint32_t BitRate(std::int64_t bits_per_second) {
     return static_cast<std::uint32_t>(std::clamp<std::int64_t>(bits_per_second, 0, UINT32_MAX));
@@ -46,14 +108,24 @@ std::string ErrorText(int error) {
     return text;
 }
 
-Format Open(const std::string& path, std::string& reason) {
+using Clock = std::chrono::steady_clock;
+/// Far more than a whole file takes, less than a hostile one might.
+constexpr std::chrono::seconds kPatience{20};
+
+int IsLate(void* deadline) {
+    return Clock::now() > *static_cast<const Clock::time_point*>(deadline) ? 1 : 0;
+}
+
+/// @param deadline  outlives the result.
+Format Open(const std::string& path, Clock::time_point& deadline, std::string& reason) {
     // The library would print to standard error what the caller logs in one line.
     av_log_set_level(AV_LOG_QUIET);
     AVDictionary* options = nullptr;
     av_dict_set(&options, "protocol_whitelist", "file", 0);
     av_dict_set(&options, "format_whitelist", kFormats, 0);
     av_dict_set(&options, "max_streams", "64", 0);
-    AVFormatContext* context = nullptr;
+    AVFormatContext* context = avformat_alloc_context();
+    if (context) context->interrupt_callback = {IsLate, &deadline};
     int error = avformat_open_input(&context, ("file:" + path).c_str(), nullptr, &options);
     av_dict_free(&options);
     Format format(context);
@@ -91,8 +163,9 @@ const AVStream* BestStream(AVFormatContext& format, AVMediaType type) {
 
 void TakeAudio(const AVStream& stream, NIMB_MEDIA_INFO& record) {
     const AVCodecParameters& codec = *stream.codecpar;
-    record.audio_codec = avcodec_get_name(codec.codec_id);
+    record.audio_codec = AudioCodecName(codec);
     record.audio_bitrate = BitRate(codec.bit_rate);
+    if (codec.codec_id == AV_CODEC_ID_MP3) record.audio_bitrate = NearMp3BitRate(record.audio_bitrate);
     record.frequency = codec.sample_rate;
     record.channel = codec.ch_layout.nb_channels;
 }
@@ -103,18 +176,40 @@ void TakeVideo(const AVStream& stream, NIMB_MEDIA_INFO& record) {
     record.video_bitrate = BitRate(codec.bit_rate);
     record.resolutionx = codec.width;
     record.resolutiony = codec.height;
-    record.frame_rate_num = stream.avg_frame_rate.num;
-    record.frame_rate_den = stream.avg_frame_rate.den;
+    // Where no stream says it, there is no average.
+    const bool has_average = stream.avg_frame_rate.num > 0 && stream.avg_frame_rate.den > 0;
+    const AVRational rate = FrameRate(has_average ? stream.avg_frame_rate : stream.r_frame_rate);
+    record.frame_rate_num = rate.num;
+    record.frame_rate_den = rate.den;
 }
 
 void TakeFormat(const AVFormatContext& format, NIMB_MEDIA_INFO& record) {
-    record.container_type = format.iformat->name;
-    for (const ContainerName& known : kContainers) {
-        if (record.container_type == known.format) record.container_type = known.name;
+    record.container_type = NameIn(kContainers, format.iformat->name);
+    if (record.container_type == "mpegts") record.container_type = TransportStreamName(record.path);
+    if (record.container_type == "mp4") {
+        const std::string_view brand = Tag(format, nullptr, "major_brand");
+        if (brand.starts_with("3gp")) record.container_type = "3gp";
+        // QuickTime files of old name no brand.
+        if (brand.empty() || brand.starts_with("qt")) record.container_type = "mov";
     }
-    if (Tag(format, nullptr, "major_brand").starts_with("3gp")) record.container_type = "3gp";
     if (format.duration > 0) record.duration = static_cast<float>(format.duration) / AV_TIME_BASE;
     record.frame_bitrate = BitRate(format.bit_rate);
+}
+
+/// A subtitle is listed with the videos, as text.
+bool ReadSubtitle(NIMB_MEDIA_INFO& record, std::string& reason) {
+    constexpr std::size_t kStartBytes = 4096;
+    char start[kStartBytes];
+    const UniqueFd file(open(record.path.c_str(), O_RDONLY | O_CLOEXEC));
+    const ssize_t count = file ? pread(file.get(), start, sizeof start, 0) : -1;
+    const std::string_view text(start, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    const bool is_utf16 = text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF");
+    if (text.empty() || (!is_utf16 && text.find('\0') != std::string_view::npos)) {
+        reason = "no text in it";
+        return false;
+    }
+    record.video_codec = "text";
+    return true;
 }
 
 /// A cover is a stream of one picture.
@@ -125,7 +220,8 @@ bool IsPicture(const AVStream* stream) {
 }  // namespace
 
 bool ReadStreams(NIMB_MEDIA_INFO& record, MediaKind kind, std::string& reason) {
-    const Format format = Open(record.path, reason);
+    Clock::time_point deadline = Clock::now() + kPatience;
+    const Format format = Open(record.path, deadline, reason);
     if (!format) return false;
     const AVStream* audio = BestStream(*format, AVMEDIA_TYPE_AUDIO);
     const AVStream* video = BestStream(*format, AVMEDIA_TYPE_VIDEO);
@@ -145,6 +241,7 @@ bool ReadStreams(NIMB_MEDIA_INFO& record, MediaKind kind, std::string& reason) {
 }
 
 bool ReadVideo(NIMB_MEDIA_INFO& record, std::string& reason) {
+    if (IsSubtitle(record.path)) return ReadSubtitle(record, reason);
     return ReadStreams(record, MediaKind::Video, reason);
 }
 
