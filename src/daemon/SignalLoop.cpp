@@ -1,7 +1,9 @@
 #include "daemon/SignalLoop.h"
 
 #include <ctime>
+#include <exception>
 
+#include "platform/system/Log.h"
 #include "service/DMSDevice.h"
 
 namespace MediaServer {
@@ -42,8 +44,12 @@ void SignalLoop::Run(DMSDevice& device) {
         const int number = sigtimedwait(&signals_, nullptr, &kStep);
         for (const SignalAction& row : kActions) {
             if (row.number != number) continue;
-            row.action(device);
             is_stopping = row.stops;
+            try {
+                row.action(device);
+            } catch (const std::exception& error) {
+                DMSPrintf(0, "could not do what signal %d asks for: %s", number, error.what());
+            }
         }
     }
 }

@@ -62,6 +62,13 @@ void SetSilenceLimit(MHD_Connection* connection, std::chrono::seconds limit) {
     MHD_set_connection_option(connection, MHD_CONNECTION_OPTION_TIMEOUT, static_cast<unsigned>(limit.count()));
 }
 
+/// An answer that takes no memory to make, for where an exception has no place to go.
+HttpResponse BareResponse(int status) noexcept {
+    HttpResponse response;
+    response.status = status;
+    return response;
+}
+
 }  // namespace
 
 struct HttpServer::Impl {
@@ -124,26 +131,35 @@ void HttpServer::Impl::OnConnection(void* self, MHD_Connection* connection, void
     socklen_t client_size = sizeof client, local_size = sizeof local;
     getpeername(fd, reinterpret_cast<sockaddr*>(&client), &client_size);
     getsockname(fd, reinterpret_cast<sockaddr*>(&local), &local_size);
-    *context =
-        server.connections->Add(fd, AddressText(client), AddressText(local), server.config.limits.request_timeout);
+    try {
+        *context =
+            server.connections->Add(fd, AddressText(client), AddressText(local), server.config.limits.request_timeout);
+    } catch (const std::bad_alloc&) {
+        shutdown(fd, SHUT_RDWR);  // a connection that is not in the table is not served either
+    }
 }
 
 void* HttpServer::Impl::OnTarget(void* self, const char* target, MHD_Connection* connection) {
     auto& server = *static_cast<Impl*>(self);
     auto* client = static_cast<ConnectionTable::Connection*>(
         MHD_get_connection_info(connection, MHD_CONNECTION_INFO_SOCKET_CONTEXT)->socket_context);
+    if (!client) return nullptr;
     // The first request is due from the accept on, a later one from its first line on.
     if (!client->first_request) {
         server.connections->ExpectRequest(client, server.config.limits.request_timeout);
         SetSilenceLimit(connection, server.config.limits.idle_timeout);
     }
     client->first_request = false;
-    auto exchange = std::make_unique<Exchange>();
-    exchange->server = &server;
-    exchange->connection = connection;
-    exchange->client = client;
-    exchange->raw_target = target;
-    return exchange.release();
+    try {
+        auto exchange = std::make_unique<Exchange>();
+        exchange->server = &server;
+        exchange->connection = connection;
+        exchange->client = client;
+        exchange->raw_target = target;
+        return exchange.release();
+    } catch (const std::bad_alloc&) {
+        return nullptr;  // OnRequest then ends the connection
+    }
 }
 
 void HttpServer::Impl::OnCompleted(void* self, MHD_Connection*, void** context, MHD_RequestTerminationCode) {
@@ -255,12 +271,13 @@ bool HttpServer::Impl::TakeBody(Exchange& exchange, const char* data, std::size_
 void HttpServer::Impl::Dispatch(Exchange& exchange) {
     MHD_suspend_connection(exchange.connection);
     const auto work = [this, &exchange](bool abandoned) {
-        exchange.answer = abandoned ? PlainResponse(MHD_HTTP_SERVICE_UNAVAILABLE) : Answer(exchange.request);
+        exchange.answer = abandoned ? BareResponse(MHD_HTTP_SERVICE_UNAVAILABLE) : Answer(exchange.request);
         // From here on the event loop may free the exchange.
         MHD_resume_connection(exchange.connection);
     };
     if (requests.Submit(work)) return;
-    exchange.answer = Refusal(exchange, MHD_HTTP_SERVICE_UNAVAILABLE);
+    refusals.Note(MHD_HTTP_SERVICE_UNAVAILABLE, exchange.client->client_address);
+    exchange.answer = BareResponse(MHD_HTTP_SERVICE_UNAVAILABLE);
     MHD_resume_connection(exchange.connection);
 }
 
@@ -272,7 +289,7 @@ HttpResponse HttpServer::Impl::Answer(const HttpRequest& request) {
     } catch (...) {
         DMSPrintf(1, "could not answer \"%s %s\"", request.method.c_str(), request.path.c_str());
     }
-    return PlainResponse(MHD_HTTP_INTERNAL_SERVER_ERROR);
+    return BareResponse(MHD_HTTP_INTERNAL_SERVER_ERROR);
 }
 
 HttpResponse HttpServer::Impl::Refusal(const Exchange& exchange, int status) {
@@ -283,7 +300,6 @@ HttpResponse HttpServer::Impl::Refusal(const Exchange& exchange, int status) {
         for (const std::string& method : config.methods) allowed += (allowed.empty() ? "" : ", ") + method;
         response.headers.emplace_back("Allow", std::move(allowed));
     }
-    if (status == MHD_HTTP_SERVICE_UNAVAILABLE) response.headers.emplace_back("Retry-After", "1");
     return response;
 }
 
@@ -305,6 +321,8 @@ MHD_Result HttpServer::Impl::Send(Exchange& exchange) {
         MHD_set_response_options(response.get(), MHD_RF_HTTP_1_0_COMPATIBLE_STRICT, MHD_RO_END);
     if (!config.server_header.empty())
         MHD_add_response_header(response.get(), MHD_HTTP_HEADER_SERVER, config.server_header.c_str());
+    if (answer.status == MHD_HTTP_SERVICE_UNAVAILABLE)
+        MHD_add_response_header(response.get(), MHD_HTTP_HEADER_RETRY_AFTER, "1");
     // The library refuses a field that would break the header block; the answer goes out without it.
     for (const auto& [name, value] : answer.headers)
         MHD_add_response_header(response.get(), name.c_str(), value.c_str());

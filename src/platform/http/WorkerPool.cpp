@@ -1,6 +1,7 @@
 #include "platform/http/WorkerPool.h"
 
-#include <system_error>
+#include <exception>
+#include <new>
 #include <utility>
 
 namespace MediaServer {
@@ -11,19 +12,23 @@ WorkerPool::~WorkerPool() {
     Stop();
 }
 
-bool WorkerPool::Submit(Task task) {
+bool WorkerPool::Submit(Task task) noexcept {
     const std::lock_guard lock(mutex_);
     const std::size_t under_way = running_ + tasks_.size();
     if (stopping_ || under_way >= most_threads_ + most_queued_) return false;
     if (under_way >= threads_.size() && threads_.size() < most_threads_) {
         try {
             threads_.emplace_back([this] { Run(); });
-        } catch (const std::system_error&) {
-            // Out of threads: those that exist take the task too.
+        } catch (const std::exception&) {
+            // Out of threads or memory: those that exist take the task too.
             if (threads_.empty()) return false;
         }
     }
-    tasks_.push_back(std::move(task));
+    try {
+        tasks_.push_back(std::move(task));
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
     wake_.notify_one();
     return true;
 }

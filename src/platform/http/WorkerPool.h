@@ -22,8 +22,8 @@ public:
     WorkerPool(std::size_t threads, std::size_t queued);
     ~WorkerPool();
 
-    /// @return false when the queue is full or the pool has stopped; the task is then never run.
-    bool Submit(Task task);
+    /// @return false when the queue is full, the pool has stopped or memory runs out; the task is then never run.
+    bool Submit(Task task) noexcept;
     /// Abandons what is queued, waits for what runs, joins the threads.
     void Stop();
 

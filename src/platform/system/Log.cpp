@@ -158,9 +158,12 @@ void DMSPrintf(int level, const char* format, ...) {
     const int saved_errno = errno;
     va_list arguments;
     va_start(arguments, format);
-    const std::string text = Format(format, arguments);
+    try {
+        Log().Write(level, OneRecord(level, Format(format, arguments)));
+    } catch (const std::bad_alloc&) {
+        // Those who log have failed already; a line less does not make it worse.
+    }
     va_end(arguments);
-    Log().Write(level, OneRecord(level, text));
     errno = saved_errno;
 }
 
@@ -168,10 +171,14 @@ void SysLogError(const char* format, ...) {
     const int saved_errno = errno;
     va_list arguments;
     va_start(arguments, format);
-    const std::string text = OneRecord(0, Format(format, arguments));
+    try {
+        const std::string text = OneRecord(0, Format(format, arguments));
+        syslog(LOG_ERR, "%s", text.c_str());
+        Log().WriteToStderr(text);
+    } catch (const std::bad_alloc&) {
+        // As above.
+    }
     va_end(arguments);
-    syslog(LOG_ERR, "%s", text.c_str());
-    Log().WriteToStderr(text);
     errno = saved_errno;
 }
 
