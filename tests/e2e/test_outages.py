@@ -1,6 +1,6 @@
 """The database goes away in every way that it can, while players browse and play: errors meanwhile, service right after.
 
-DMS_SOAK=50 in the environment asks for fifty rounds instead of a few.
+DMS_SOAK=1 in the environment asks for fifty rounds instead of a few.
 """
 import contextlib
 import os
