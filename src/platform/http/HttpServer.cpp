@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <exception>
 #include <optional>
+#include <system_error>
 #include <thread>
 
 #include <arpa/inet.h>
@@ -354,7 +355,11 @@ int HttpServer::Start() {
     server.port = ntohs(name.sin_port);
 
     const HttpLimits& limits = server.config.limits;
-    server.connections = std::make_unique<ConnectionTable>();
+    try {
+        server.connections = std::make_unique<ConnectionTable>();
+    } catch (const std::system_error& error) {
+        return error.code().value();  // no thread
+    }
     server.daemon = MHD_start_daemon(
         MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ITC, 0, nullptr, nullptr, &Impl::OnRequest,
         &server, MHD_OPTION_LISTEN_SOCKET, listener.get(), MHD_OPTION_CONNECTION_LIMIT, limits.connections,
