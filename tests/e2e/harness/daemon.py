@@ -1,0 +1,77 @@
+"""A daemon of its own beside the server of ./run, on another host and over the same database: it may be killed and hurt."""
+import os
+import shutil
+import signal
+import subprocess
+import tempfile
+import urllib.request
+
+from harness.server import PROJECT, UPNP_PORT, wait_until
+
+BUILD_DIR = os.environ.get("DMS_BUILD_DIR", os.path.join(PROJECT, "build", "release"))
+
+
+class Daemon:
+    def __init__(self, host, server):
+        self.host = host
+        self.root = tempfile.mkdtemp(prefix="dms")
+        shutil.copytree(server.path("root"), self.root, dirs_exist_ok=True)
+        for name in ("run/dms.pid", "run/dms.ip", "log/dms.log"):
+            path = f"{self.root}/var/{name}"
+            if os.path.exists(path):
+                os.unlink(path)
+        self._environment = {**os.environ, "DMS_SYSROOT": self.root, "PGHOST": server.path("socket"), "PGPORT": "5432"}
+        self.process = None
+
+    @property
+    def description(self):
+        return f"http://{self.host.address}:{UPNP_PORT}/desc/device.xml"
+
+    def config(self, name):
+        return f"{self.root}/var/packages/MediaServer/etc/{name}"
+
+    def log(self):
+        with open(f"{self.root}/var/log/dms.log", errors="replace") as file:
+            return file.read()
+
+    def output(self):
+        with open(f"{self.root}/out", errors="replace") as file:
+            return file.read()
+
+    def start(self, **environment):
+        """Returns when the daemon serves; fails when it ends before."""
+        self._output = open(f"{self.root}/out", "ab")
+        program = f"{BUILD_DIR}/src/daemon/dms"
+        settings = [f"{name}={value}" for name, value in environment.items()]
+        self.process = subprocess.Popen(
+            self.host.command("setpriv", "--pdeathsig", "KILL", "env", *settings, program, "--foreground"),
+            env=self._environment, stdin=subprocess.DEVNULL, stdout=self._output, stderr=subprocess.STDOUT)
+
+        def serves():
+            if self.process.poll() is not None:
+                raise AssertionError(f"the daemon ended with status {self.process.returncode}:\n{self.log()[-2000:]}")
+            try:
+                return urllib.request.urlopen(self.description, timeout=5).status == 200
+            except OSError:
+                return False
+        wait_until(serves, 30, "the daemon to serve")
+        return self
+
+    @property
+    def pid(self):
+        return self.process.pid
+
+    def stop(self, number=signal.SIGTERM):
+        """Exit status."""
+        if self.process.poll() is None:
+            self.process.send_signal(number)
+        status = self.process.wait(timeout=30)
+        self._output.close()
+        return status
+
+    def close(self):
+        try:
+            if self.process is not None and self.process.poll() is None:
+                self.stop(signal.SIGKILL)
+        finally:
+            shutil.rmtree(self.root, ignore_errors=True)
