@@ -1,5 +1,6 @@
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 #include <vector>
 
 #include <getopt.h>
@@ -36,19 +37,23 @@ int Main(int argc, char** argv) {
     const bool in_foreground = WantsForeground(argc, argv);
     PidFile pid_file(argv[0]);
     if (const pid_t holder = pid_file.Lock(); holder != 0) {
-        std::fprintf(stderr, "%s: the server is already running as process %d (\"%s\"); stop it first\n", argv[0],
-                     static_cast<int>(holder), pid_file.Path().c_str());
-        SysLogError("could not start: the server is already running as process %d", static_cast<int>(holder));
+        // Between its lock and its first write the other server's file does not tell its number.
+        const std::string process = holder > 0 ? " as process " + std::to_string(holder) : "";
+        std::fprintf(stderr, "%s: the server is already running%s (\"%s\"); stop it first\n", argv[0], process.c_str(),
+                     pid_file.Path().c_str());
+        SysLogError("could not start: the server is already running%s", process.c_str());
         return EXIT_FAILURE;
     }
     if (in_foreground) {
         DMSLOGToStderr(true);
     } else if (daemon(0, 0) != 0) {
         SysLogError("Failed to daemonize %s", argv[0]);
+        pid_file.Remove();
         return EXIT_FAILURE;
     }
-    pid_file.Write();
+    // Before the file names this process: who reads it may send a signal at once.
     SignalLoop signals(in_foreground);
+    pid_file.Write();
     DMSDevice& device = DMSDevice::Instance();
     device.Start(argc, argv);
 

@@ -8,6 +8,7 @@
 #include <netinet/in.h>
 #include <sched.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -85,8 +86,8 @@ long Http(const std::string& url, const std::string& body = "", const std::strin
     return status;
 }
 
-/// GetSystemUpdateID by SOAP at the control URL that the description gives; empty when it was refused.
-std::string SystemUpdateId(const std::string& base) {
+/// The answer to an action of the ContentDirectory at the control URL that the description gives; empty when refused.
+std::string Call(const std::string& base, const std::string& action, const std::string& arguments = "") {
     std::string description;
     Http(base + "/desc/device.xml", "", "", &description);
     const auto service = description.find("serviceId:ContentDirectory");
@@ -97,11 +98,39 @@ std::string SystemUpdateId(const std::string& base) {
     const long status =
         Http(base + path,
              "<?xml version=\"1.0\"?><s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\" "
-             "s:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\"><s:Body><u:GetSystemUpdateID xmlns:u=\"" +
-                 type + "\"/></s:Body></s:Envelope>",
-             type + "#GetSystemUpdateID", &answer);
+             "s:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\"><s:Body><u:" +
+                 action + " xmlns:u=\"" + type + "\">" + arguments + "</u:" + action + "></s:Body></s:Envelope>",
+             type + "#" + action, &answer);
+    return status == 200 ? answer : "";
+}
+
+std::string SystemUpdateId(const std::string& base) {
+    const std::string answer = Call(base, "GetSystemUpdateID");
     const auto id = answer.find("<Id>");
-    return status != 200 || id == std::string::npos ? "" : answer.substr(id + 4, answer.find('<', id + 1) - id - 4);
+    return id == std::string::npos ? "" : answer.substr(id + 4, answer.find('<', id + 1) - id - 4);
+}
+
+/// "max-age=N" of the answer to a search; empty without an answer.
+std::string AnnouncedLifetime(const char* own_address) {
+    const UniqueFd fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    sockaddr_in own{}, group{};
+    own.sin_family = group.sin_family = AF_INET;
+    own.sin_addr.s_addr = inet_addr(own_address);
+    group.sin_addr.s_addr = inet_addr("239.255.255.250");
+    group.sin_port = htons(1900);
+    const timeval patience{3, 0};
+    setsockopt(fd.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    setsockopt(fd.get(), IPPROTO_IP, IP_MULTICAST_IF, &own.sin_addr, sizeof own.sin_addr);
+    const std::string search =
+        "M-SEARCH * HTTP/1.1\r\nHOST: 239.255.255.250:1900\r\nMAN: \"ssdp:discover\"\r\nMX: 1\r\n"
+        "ST: upnp:rootdevice\r\n\r\n";
+    if (bind(fd.get(), reinterpret_cast<sockaddr*>(&own), sizeof own) != 0) return {};
+    sendto(fd.get(), search.data(), search.size(), 0, reinterpret_cast<sockaddr*>(&group), sizeof group);
+    char text[2048] = "";
+    const ssize_t size = recv(fd.get(), text, sizeof text - 1, 0);
+    const std::string answer(text, size > 0 ? static_cast<std::size_t>(size) : 0);
+    const auto begin = answer.find("max-age=");
+    return begin == std::string::npos ? "" : answer.substr(begin, answer.find('\r', begin) - begin);
 }
 
 class Daemon : public ::testing::Test {
@@ -244,6 +273,34 @@ TEST_F(Daemon, PidFileOfACrashIsNoHindrance) {
     EXPECT_EQ(WaitFor(server), 0);
 }
 
+TEST_F(Daemon, AServerThatDoesNotTellItsNumberIsNamedWithoutOne) {
+    const UniqueFd other(open((root_ / "var/run/dms.pid").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
+    ASSERT_EQ(flock(other.get(), LOCK_EX), 0);
+    EXPECT_EQ(Run({"--foreground", "-localserver"}), 1);
+    EXPECT_NE(Text("output").find("the server is already running (\""), std::string::npos) << Text("output");
+}
+
+TEST_F(Daemon, StopsInOrderWhileItStarts) {
+    for (const auto delay : {0ms, 20ms, 100ms}) {
+        const pid_t server = Spawn({"--foreground", "-localserver"});
+        while (PidInFile() != server && kill(server, 0) == 0) std::this_thread::yield();
+        std::this_thread::sleep_for(delay);
+        kill(server, SIGTERM);
+        EXPECT_EQ(WaitFor(server), 0) << delay.count() << ": " << Text("output");
+        EXPECT_EQ(PidInFile(), 0);
+    }
+}
+
+TEST_F(Daemon, AListThatIsThereIsNotRewrittenByTheStart) {
+    const std::string list = R"({"ClientList" :{"aa:bb:cc:00:11:22":{"isAccess":"false"}} })";
+    root_.Write("var/packages/MediaServer/etc/client_list.json", list);
+    const pid_t server = Spawn({"--foreground", "-localserver"});
+    ASSERT_TRUE(Serves(kLocalUrl)) << Text("output");
+    EXPECT_EQ(Text("var/packages/MediaServer/etc/client_list.json"), list);
+    kill(server, SIGTERM);
+    EXPECT_EQ(WaitFor(server), 0);
+}
+
 TEST_F(Daemon, PortInUseIsSaidAtATerminalAndWaitedOutDetached) {
     const Listener other(50003);
     ASSERT_TRUE(other.IsBound());
@@ -288,7 +345,7 @@ TEST_F(Daemon, WithoutMenuTextsItDoesNotStart) {
     EXPECT_NE(Text("output").find("Failed to import strings"), std::string::npos) << Text("output");
 }
 
-// The last: the interface stays.
+// The last two: the interface stays.
 TEST_F(Daemon, ServesOnTheFirstInterfaceWhenTheNamedOneIsMissing) {
     ASSERT_TRUE(AddInterface());
     SetOptions("network_mediaservice=\"nosuch0\"\nloglevel_mediaservice=\"2\"\n");
@@ -301,6 +358,30 @@ TEST_F(Daemon, ServesOnTheFirstInterfaceWhenTheNamedOneIsMissing) {
     EXPECT_EQ(SystemUpdateId(kHostUrl), "1");
     kill(server, SIGTERM);
     EXPECT_EQ(WaitFor(server), 0);
+}
+
+TEST_F(Daemon, OptionsOfTheNetworkAndTheMenu) {
+    // Two entries of the interface table have the name; the later one counts.
+    ASSERT_EQ(std::system("ip addr add 10.78.0.1/24 dev dmsa"), 0);
+    root_.Write("var/packages/MediaServer/etc/menu_custom.xml",
+                R"(<menu><entrylist><entry id="own"><title>My own menu</title><entrylist>
+                   <entry id="all" type="index_storagefolder" media="music"><title>All</title></entry>
+                   </entrylist></entry></entrylist></menu>)");
+    for (const char* too_short : {"30", "abc"}) {
+        SetOptions(std::string("network_mediaservice=dmsa\nmenustyle_mediaservice=custom\nadvrexpire_mediaservice=") +
+                   too_short + "\n");
+        const pid_t server = Spawn({"--foreground"});
+        ASSERT_TRUE(Serves("http://10.78.0.1:50001")) << Text("output");
+        EXPECT_EQ(Text("var/run/dms.ip"), "10.78.0.1");
+        EXPECT_TRUE(Eventually([] { return AnnouncedLifetime("10.78.0.1") == "max-age=70"; })) << too_short;
+        const std::string root = Call("http://10.78.0.1:50001", "Browse",
+                                      "<ObjectID>0</ObjectID><BrowseFlag>BrowseDirectChildren</BrowseFlag>"
+                                      "<Filter>*</Filter><StartingIndex>0</StartingIndex>"
+                                      "<RequestedCount>0</RequestedCount><SortCriteria/>");
+        EXPECT_NE(root.find("My own menu"), std::string::npos) << root;
+        kill(server, SIGTERM);
+        EXPECT_EQ(WaitFor(server), 0);
+    }
 }
 
 }  // namespace
