@@ -52,18 +52,19 @@ std::string MakeUdn() {
     return udn;
 }
 
+/// Runs before the log is open, so what goes wrong is told to the system log.
 std::string LoadOrMakeUdn(const std::string& path) {
     if (const auto stored = ReadWholeFile(path, 256)) {
         std::string_view text = *stored;
         while (text.ends_with('\n')) text.remove_suffix(1);
         if (IsUdn(TrimBlanks(text))) return std::string{TrimBlanks(text)};
-        DMSPrintf(0, "identity file \"%s\" holds no UUID: making a new identity", path.c_str());
+        SysLogError("identity file \"%s\" holds no UUID: making a new identity", path.c_str());
     }
     std::string udn = MakeUdn();
     std::error_code ignored;
     std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
     if (!WriteFileAtomically(path, udn + "\n"))
-        DMSPrintf(0, "could not write identity file \"%s\": %s", path.c_str(), std::strerror(errno));
+        SysLogError("could not write identity file \"%s\": %s", path.c_str(), std::strerror(errno));
     return udn;
 }
 
