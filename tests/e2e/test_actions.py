@@ -73,6 +73,9 @@ class Actions(unittest.TestCase):
             with self.subTest(why):
                 self.assertEqual(self.error(upnp.CONTENT_DIRECTORY, "Browse", **{**good, **change}), expected)
 
+    def test_the_largest_count_means_all(self):
+        self.assertEqual(server.browse("0", count=4294967295).returned, 3)
+
     def test_only_one_flag_asks_for_metadata(self):
         self.assertEqual(server.browse("0", "BrowseMetadata").returned, 1)
         for flag in ("BrowseDirectChildren", "", "Metadata"):
@@ -98,8 +101,10 @@ class Access(unittest.TestCase):
 
     def test_a_refused_client_gets_nothing(self):
         refused, = stage.others
+        song = server.browse("music-all", count=1).elements[0].findtext(upnp.DIDL + "res")
         with refused.entered():
             self.assertEqual(upnp.MediaServer(stage.description, "child").browse("0").returned, 3)
+            self.assertEqual(upnp.request(song)[0], 200)
         self.set_access(refused.mac, "false")
         with refused.entered():
             def is_refused():
@@ -112,6 +117,8 @@ class Access(unittest.TestCase):
             for agent in ("child", "grown-up"):
                 with self.assertRaises(upnp.UpnpError):
                     upnp.MediaServer(stage.description, agent).browse("0")
+            self.assertEqual(upnp.request(song)[0], 403, "the media port refuses, too")
+        self.assertEqual(upnp.request(song)[0], 200)
         self.assertEqual(server.browse("0").returned, 3)
 
     def set_access(self, mac, access):
