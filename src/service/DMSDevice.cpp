@@ -16,7 +16,6 @@ namespace MediaServer {
 namespace {
 
 constexpr std::uint16_t kUpnpPort = 50001;
-constexpr const char* kDefaultProfileName = "Default Profile";
 constexpr const char* kNoUserAgent = "No Browse User Agent";
 
 struct ServiceNames {
@@ -30,7 +29,7 @@ constexpr ServiceNames kServiceNames[DMSDevice::kServiceCount] = {
 };
 
 std::string OrDefault(std::string profile_name) {
-    return profile_name.empty() ? kDefaultProfileName : std::move(profile_name);
+    return profile_name.empty() ? std::string(kDefaultProfile) : std::move(profile_name);
 }
 
 }  // namespace
@@ -145,7 +144,7 @@ std::optional<std::string> DMSDevice::RecogniseClient(const std::string& address
     std::string& user_agent = known["user-agent"];
     if (user_agent.empty()) user_agent = kNoUserAgent;
     const std::string before = FindKey(mac, "browse_user-agent");
-    if (!before.empty() && before != user_agent) {
+    if (!before.empty() && before != AsStored(user_agent)) {
         // Another program on the same machine, or new firmware: nothing of what was known need hold any more.
         EraseObject(mac);
         profile_cache_.Remove(mac);

@@ -17,9 +17,10 @@
 #include "platform/system/Log.h"
 #include "platform/system/Paths.h"
 #include "platform/text/Text.h"
+#include "service/AddressFile.h"
 #include "service/DMSDevice.h"
 #include "service/DeviceCallback.h"
-#include "service/TextFile.h"
+#include "service/Discovery.h"
 #include "web/VirtualDirs.h"
 
 namespace MediaServer {
@@ -32,7 +33,6 @@ constexpr int kMaxInterfaces = 32;
 constexpr int kIPv4Interfaces = 2;
 constexpr std::size_t kInterfaceNameText = 256;
 constexpr int kSearchSeconds = 10;
-constexpr const char* kRendererType = "urn:schemas-upnp-org:device:MediaRenderer:1";
 // Below this, control points that renew at half time would keep the network busy.
 constexpr int kMinAdvertisementSeconds = 70;
 constexpr const char* kRegistrationDescription = "initall.xml";
@@ -70,10 +70,9 @@ std::string SelectAddress() {
 /// The names that a browser on the network may use for this machine.
 std::vector<std::string> HostNames() {
     std::vector<std::string> names{"localhost"};
-    char host[256] = "";
-    if (gethostname(host, sizeof host - 1) == 0 && host[0] != '\0') {
-        names.emplace_back(host);
-        names.push_back(names.back() + ".local");
+    if (const auto host = HostName(); host && !host->empty()) {
+        names.push_back(*host);
+        names.push_back(*host + ".local");
     }
     return names;
 }
@@ -113,7 +112,7 @@ int DMSDevice::Fail(std::string problem, bool finish_library, int result) {
 int DMSDevice::Start(int argc, char** argv) {
     const StartGate::Closed starting(start_gate_);
     const std::string address = SelectAddress();
-    WriteTextFile(SystemPath(kAddressFile), address, "fprintf ip address failed");
+    WriteAddressFile(address);
     PrepareTables(argc, argv);
     if (!ImportStrings())
         return Fail("the menu texts in \"" + SystemPath(kStringsDir) + "\" could not be read", true, 0);

@@ -1,10 +1,10 @@
 #include "service/DeviceDescriptions.h"
 
 #include <array>
-#include <optional>
 
 #include <unistd.h>
 
+#include "platform/network/Interfaces.h"
 #include "platform/system/Files.h"
 #include "platform/system/Log.h"
 #include "platform/system/Paths.h"
@@ -15,7 +15,6 @@ namespace MediaServer {
 namespace {
 
 constexpr std::size_t kMaxTemplateBytes = 256 * 1024;
-constexpr std::size_t kMaxHostName = 256;
 constexpr std::size_t kPortText = 16;
 constexpr std::int32_t kDefaultAdminPort = 5000;
 constexpr const char* kConformanceTemplate = "uctt.xml";
@@ -53,12 +52,6 @@ constexpr Variant kVariants[] = {
 
 std::string PathIn(std::string_view dir, std::string_view name) {
     return SystemPath(std::string(dir) + "/" + std::string(name));
-}
-
-std::optional<std::string> HostName() {
-    std::array<char, kMaxHostName> name{};
-    if (gethostname(name.data(), name.size() - 1) != 0) return std::nullopt;
-    return std::string(name.data());
 }
 
 }  // namespace
@@ -117,7 +110,10 @@ bool DeviceDescriptions::WriteDescription(const std::string& model_name, const s
     if (!host) return false;
     const auto text = ReadWholeFile(template_path, kMaxTemplateBytes);
     if (!text) {
-        DMSPrintf(0, "Failed to open device desc %s\n", template_path.c_str());
+        // Said of a template that does not open, as the message has it; one that opens and does not read is skipped.
+        if (access(template_path.c_str(), R_OK) != 0) {
+            DMSPrintf(0, "Failed to open device desc %s\n", template_path.c_str());
+        }
         return false;
     }
     const std::array<std::string, 5> values{XMLEscape(*host), XMLEscape(model_name), XMLEscape(DMSGetProductSerial()),

@@ -15,7 +15,6 @@
 namespace MediaServer {
 namespace {
 
-constexpr std::string_view kRendererType = "urn:schemas-upnp-org:device:MediaRenderer:1";
 // An answer to ARP takes a millisecond on a wire, some tens on a sleeping wireless link.
 constexpr int kNeighbourLooks = 10;
 constexpr std::chrono::milliseconds kNeighbourPause{30};

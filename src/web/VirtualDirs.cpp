@@ -19,6 +19,7 @@
 #include "platform/database/MediaInfoDB.h"
 #include "platform/media/MediaUrl.h"
 #include "platform/network/Interfaces.h"
+#include "platform/system/Files.h"
 #include "platform/system/Log.h"
 #include "platform/system/Paths.h"
 #include "web/BrowsePage.h"
@@ -86,15 +87,6 @@ UniqueFd OpenRegularFile(const std::string& path) {
     struct stat facts {};
     if (!file || ::fstat(file.get(), &facts) != 0 || !S_ISREG(facts.st_mode)) return {};
     return file;
-}
-
-bool WriteAll(int fd, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = ::write(fd, text.data(), text.size());
-        if (written < 0 && errno != EINTR) return false;
-        if (written > 0) text.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return true;
 }
 
 int ReadSome(int fd, char* buffer, std::size_t length) {
@@ -257,6 +249,8 @@ VirtualDirs::OpenFile* VirtualDirs::Open(const WebRequest& request, const std::s
     std::string path;
     switch (name_class) {
         case NameClass::Description:
+            // By the agent as it came: a client without one gets the description for such clients, as GetInfo said,
+            // though "No Open User Agent" is what its entry records.
             path = context_.select_description(UserAgent(request));
             break;
         case NameClass::Icon:
@@ -292,7 +286,7 @@ void VirtualDirs::RecordClient(const WebRequest& request, const std::string& mac
     if (name == kDescription) {
         if (agent.empty()) headers["user-agent"] = agent = "No Open User Agent";
         const std::string known = context_.clients.FindKey(mac, "open_user-agent");
-        if (!known.empty() && known != agent) context_.clients.EraseObject(mac);
+        if (!known.empty() && known != DMSClientList::AsStored(agent)) context_.clients.EraseObject(mac);
     }
     context_.clients.UpdateKeys("WebSerOpen", mac, request.client_address, headers);
     DMSPrintf(2, "WebServOpen: %s, agent=%s\n", name.c_str(), agent.c_str());

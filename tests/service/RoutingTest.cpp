@@ -3,6 +3,8 @@
 
 #include <upnptools.h>
 
+#include "platform/system/Files.h"
+#include "platform/system/Log.h"
 #include "platform/system/Paths.h"
 #include "service/DMSDevice.h"
 #include "service/DeviceCallback.h"
@@ -161,6 +163,11 @@ TEST_F(Routing, AnotherUserAgentIsAnotherClient) {
     EXPECT_EQ(device_->FindKey(kLoopbackMac, "browse_x-old"), "") << "erased, not merged";
     Act("Probe", kDirectoryId, {{"user-agent", "unknown"}});
     EXPECT_EQ(seen_.profile_name, "Default Profile");
+
+    const std::string longer_than_stored = "TV " + std::string(3000, 'x');
+    Act("Probe", kDirectoryId, {{"user-agent", longer_than_stored}, {"x-kept", "1"}});
+    Act("Probe", kDirectoryId, {{"user-agent", longer_than_stored}});
+    EXPECT_EQ(device_->FindKey(kLoopbackMac, "browse_x-kept"), "1") << "the same agent, so the same client";
 }
 
 TEST_F(Routing, EditedListCountsFromTheNextActionOn) {
@@ -222,16 +229,22 @@ TEST_F(Routing, StateVariables) {
     EXPECT_EQ(variables[2].first, "SystemUpdateID");
 }
 
-TEST_F(Routing, EventsOfNoInterestAreTaken) {
+TEST_F(Routing, EventsOfNoInterestAreTakenAndUnknownOnesTold) {
     for (const int type : {1, 3, 5, 7, 9, 10, 11, 12, 13, 99, -1}) {
+        const std::string log = root_ / ("log" + std::to_string(type));
+        ASSERT_TRUE(DMSLOGInit(log.c_str()));
         EXPECT_EQ(DeviceCallback(static_cast<Upnp_EventType>(type), nullptr, device_.get()), 0);
+        DMSLogClose();
+        const bool is_known = type >= 1 && type <= 12;
+        const std::string message =
+            "Error in TvDeviceCallbackEventHandler: unknown event type " + std::to_string(type) + "\n";
+        EXPECT_EQ(ReadWholeFile(log, 1 << 16).value_or("").find(message) == std::string::npos, is_known) << type;
     }
 }
 
 TEST_F(Routing, BeforeSetUpThereIsNoService) {
     DMSDevice fresh;
     EXPECT_EQ(fresh.FindService(fresh.UDN(), kDirectoryId), nullptr);
-    fresh.IncrementSystemUpdateID();
 }
 
 TEST_F(Routing, RequestsSignalsAndReloadsMayMeet) {

@@ -130,6 +130,12 @@ TEST_F(VirtualDirsTest, OpensAreRecorded) {
     EXPECT_EQ(Get("/desc/device.xml", From(kHere, "")), "<any agent at all/>");
     EXPECT_EQ(clients.FindKey(kHereMac, "open_user-agent"), "No Open User Agent");
     EXPECT_EQ(clients.FindKey(kHereMac, "browse_user-agent"), "") << "another one starts a new entry";
+
+    const std::string longer_than_stored(3000, 'x');
+    EXPECT_EQ(Get("/desc/device.xml", From(kHere, longer_than_stored)), "<device/>");
+    clients.UpdateKeys("HandleActionRequest", kHereMac, kHere, {{"user-agent", "player/1"}});
+    EXPECT_EQ(Get("/desc/device.xml", From(kHere, longer_than_stored)), "<device/>");
+    EXPECT_EQ(clients.FindKey(kHereMac, "browse_user-agent"), "player/1") << "it is the same agent all the same";
 }
 
 TEST_F(VirtualDirsTest, ARefusedClientSeesTheServerOnly) {

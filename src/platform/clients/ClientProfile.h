@@ -12,9 +12,6 @@
 
 namespace MediaServer {
 
-/// Profile of the clients that nothing in agent.conf recognises. A section of that name sets what applies to them.
-inline constexpr std::string_view kDefaultProfile = "Default Profile";
-
 /// One section of agent.conf. Plain data, never changed once it is in a list.
 struct ClientProfile {
     /// Holds when the value that the client sent (or, for a renderer, announced) contains the pattern.

@@ -9,6 +9,9 @@
 
 namespace MediaServer {
 
+/// Profile of the clients that nothing in agent.conf recognises. A section of that name sets what applies to them.
+inline constexpr std::string_view kDefaultProfile = "Default Profile";
+
 /// Bits of the recognition flags; the capability word is the same word. What each does is said where it is set, in
 /// agent.conf, by the name in parentheses.
 namespace ClientFlag {
@@ -47,7 +50,7 @@ public:
     /// Threads: any, at once.
     DMSClientChecker(std::string_view user_agent, std::string_view profile_name, bool no_agent_is_dlna);
 
-    std::string profile_name = "Default Profile";
+    std::string profile_name{kDefaultProfile};
     bool full_menu = false;   ///< console kind: "ContainerID", full built-in menu, searches as browses; it is also
                               ///< the full-metadata flag A: filter forced to all, ".wav" offered transcoded
     bool flat_menu = false;   ///< flat built-in menu, class searches from the root

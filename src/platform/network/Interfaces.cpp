@@ -13,6 +13,7 @@
 #include <net/if.h>
 #include <netinet/in.h>
 #include <netpacket/packet.h>
+#include <unistd.h>
 
 #include "platform/system/Files.h"
 
@@ -154,6 +155,12 @@ int NIMBNetGetCard1(int index, int /*flags*/, InterfaceInfo& record) {
     if (index < 0 || NLIBNetGetInterfaceInfo(interfaces, kMaxInterfaces, 2) <= index) return 0;
     record = std::move(interfaces[static_cast<std::size_t>(index)]);
     return 1;
+}
+
+std::optional<std::string> HostName() {
+    std::array<char, 256> name{};
+    if (gethostname(name.data(), name.size() - 1) != 0) return std::nullopt;
+    return std::string(name.data());
 }
 
 void DMSGetNetworkInterface(std::map<std::string, std::string>& mac_to_ip) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,6 +20,9 @@ int NLIBNetGetInterfaceInfo(std::vector<InterfaceInfo>& interfaces, int limit, i
 
 /// Record of the interface with that index in the order of NLIBNetGetInterfaceInfo. @return 1 when it exists.
 int NIMBNetGetCard1(int index, int flags, InterfaceInfo& record);
+
+/// Name of this machine, cut at 255 bytes; nothing when the system does not tell.
+std::optional<std::string> HostName();
 
 /// Fills MAC address to IPv4 address of this machine's own interfaces, loopback included under the MAC
 /// "00:00:00:00:00:01" (loopback has no hardware address, and a local client must still be told apart). Of an interface

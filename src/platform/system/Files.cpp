@@ -17,16 +17,6 @@ thread_local int last_error = 0;
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-bool WriteAll(int fd, std::string_view content) {
-    while (!content.empty()) {
-        const ssize_t written = write(fd, content.data(), content.size());
-        if (written < 0 && errno == EINTR) continue;
-        if (written < 0) return false;
-        content.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return true;
-}
-
 /// Access bits for the new file: those of the file it replaces, else what a plain creation would give.
 mode_t ModeFor(const std::string& path) {
     struct stat status {};
@@ -150,6 +140,16 @@ bool WriteFileAtomically(const std::string& path, std::string_view content) {
         return false;
     }
     SyncDirectoryOf(path);
+    return true;
+}
+
+bool WriteAll(int fd, std::string_view content) {
+    while (!content.empty()) {
+        const ssize_t written = write(fd, content.data(), content.size());
+        if (written < 0 && errno == EINTR) continue;
+        if (written < 0) return false;
+        content.remove_prefix(static_cast<std::size_t>(written));
+    }
     return true;
 }
 

@@ -70,6 +70,9 @@ std::optional<std::string> ReadWholeFile(const std::string& path, std::size_t li
 /// fsync, rename, fsync of the directory. @return false with errno set; the old file then stands.
 bool WriteFileAtomically(const std::string& path, std::string_view content);
 
+/// Writes all of `content` to a descriptor, whatever interrupts. @return false with errno set.
+bool WriteAll(int fd, std::string_view content);
+
 /// Copies a regular file. @return false when either side cannot be opened or the copy is short.
 bool FileCopy(const std::string& from, const std::string& to);
 
