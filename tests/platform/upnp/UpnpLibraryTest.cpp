@@ -15,6 +15,7 @@
 #include "platform/http/RawClient.h"
 #include "platform/upnp/Ixml.h"
 #include "platform/upnp/PrivateListener.h"
+#include "platform/upnp/Subnet.h"
 #include "platform/upnp/UpnpLibrary.h"
 #include "platform/upnp/UpnpLimits.h"
 
@@ -449,15 +450,21 @@ TEST_F(UpnpLibraryTest, OnlyTheFrontIsPublic) {
 
 constexpr int kNotPermitted = 77;  // this machine lets no process have a network of its own
 
-/// In a network of its own: a search of port 1900 must reach this process and nobody else. Without IPv6 there, which a
-/// user may have switched off and the library still asks for.
-int AnswersSearch() {
-    if (unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0) return kNotPermitted;
-    const UniqueFd control(socket(AF_INET, SOCK_DGRAM, 0));
+/// Gives this process a network of its own, with nothing but loopback. @return a socket there; none when it may not.
+UniqueFd EnterOwnNetwork() {
+    if (unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0) return {};
+    UniqueFd control(socket(AF_INET, SOCK_DGRAM, 0));
     ifreq loopback{};
     std::strcpy(loopback.ifr_name, "lo");
     loopback.ifr_flags = IFF_UP;
-    if (ioctl(control.get(), SIOCSIFFLAGS, &loopback) != 0) return kNotPermitted;
+    return ioctl(control.get(), SIOCSIFFLAGS, &loopback) == 0 ? std::move(control) : UniqueFd();
+}
+
+/// A search of port 1900 must reach this process and nobody else. Without IPv6 there, which a user may have switched
+/// off and the library still asks for.
+int AnswersSearch() {
+    const UniqueFd control = EnterOwnNetwork();
+    if (!control) return kNotPermitted;
 
     std::ofstream("/proc/sys/net/ipv6/conf/all/disable_ipv6") << 1;
 
@@ -490,12 +497,42 @@ int AnswersSearch() {
     return std::strstr(answer, "LOCATION: http://127.0.0.1:50001/desc/device.xml\r\n") ? 0 : 3;
 }
 
+/// An interface with a second address, which the kernel lists under a label of its own.
+int KnowsSubnets() {
+    const UniqueFd control = EnterOwnNetwork();
+    if (!control) return kNotPermitted;
+    const auto set = [&](unsigned long what, std::uint32_t value) {
+        ifreq second{};
+        std::strcpy(second.ifr_name, "lo:2");
+        auto& address = reinterpret_cast<sockaddr_in&>(second.ifr_addr);
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(value);
+        return ioctl(control.get(), what, &second) == 0;
+    };
+    if (!set(SIOCSIFADDR, 0x0a010203) || !set(SIOCSIFNETMASK, 0xffffff00)) return 2;
+    const auto is = [](const Subnet& subnet, std::uint32_t address, std::uint32_t mask) {
+        return subnet.address == address && subnet.mask == mask;
+    };
+    const std::vector<Subnet> first = SubnetsOf("127.0.0.1"), second = SubnetsOf("10.1.2.3");
+    if (first.size() != 2 || !is(first[0], 0x7f000001, 0xff000000) || !is(first[1], 0x0a010203, 0xffffff00)) return 3;
+    if (second.size() != 2 || !is(second[0], 0x0a010203, 0xffffff00) || !is(second[1], 0x7f000001, 0xff000000))
+        return 3;
+    const std::vector<Subnet> unknown = SubnetsOf("192.0.2.1");
+    return unknown.size() == 1 && unknown[0].mask == 0xffffffff ? 0 : 4;
+}
+
+bool DoneOrNotPermitted(int status) {
+    return WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == kNotPermitted);
+}
+
 TEST(UpnpSearchDeathTest, AnswersWithTheDescriptionUrl) {
     ::testing::GTEST_FLAG(death_test_style) = "threadsafe";
-    const auto done_or_not_permitted = [](int status) {
-        return WIFEXITED(status) && (WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == kNotPermitted);
-    };
-    EXPECT_EXIT(exit(AnswersSearch()), done_or_not_permitted, "");
+    EXPECT_EXIT(exit(AnswersSearch()), DoneOrNotPermitted, "");
+}
+
+TEST(SubnetDeathTest, AllOfTheInterface) {
+    ::testing::GTEST_FLAG(death_test_style) = "threadsafe";
+    EXPECT_EXIT(exit(KnowsSubnets()), DoneOrNotPermitted, "");
 }
 
 }  // namespace
