@@ -17,6 +17,12 @@ def forget_peak(pid):
         file.write("5")
 
 
+def is_sanitized(pid):
+    """True for a program whose memory serves a sanitizer as well."""
+    with open(f"/proc/{pid}/maps") as file:
+        return any(name in line for line in file for name in ("libasan", "libtsan"))
+
+
 def threads(pid):
     return int(_status(pid, "Threads"))
 
