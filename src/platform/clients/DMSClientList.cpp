@@ -226,7 +226,13 @@ bool DMSClientList::WriteToFile() {
         return std::pair(state_->root, state_->last_update);
     }();
     if (!root.isMember(kListMember)) root[kListMember] = 0;
-    if (WriteFileAtomically(state_->list_file, SerializeWithinLimit(root, last_update))) {
+    const std::string text = SerializeWithinLimit(root, last_update);
+    if (text.size() > kMaxClientListBytes) {
+        DMSPrintf(0, "could not write client list \"%s\": what was set by hand alone is larger than 8 MiB",
+                  state_->list_file.c_str());
+        return false;
+    }
+    if (WriteFileAtomically(state_->list_file, text)) {
         state_->file_state = StateOf(state_->list_file);
         return true;
     }

@@ -225,6 +225,13 @@ TEST_F(ClientList, WhatIsWrittenCanAlwaysBeRead) {
     EXPECT_EQ(again.FindMacByIP("10.1.299"), "m299");
     EXPECT_EQ(again.FindMacByIP("10.1.0"), "") << "the oldest is left out";
     EXPECT_GT(FileText().size(), 7U << 20) << "no more than need be";
+
+    const std::string by_hand = R"({"ClientList": {"aa:bb:cc:00:11:22": {"isAccess": "false", "room": ")" +
+                                std::string((8U << 20) - 1000, 'r') + "\"}}}";
+    ASSERT_TRUE(LoadText(list, by_hand));
+    Act(list, "TV " + std::string(1000, 'x'));
+    EXPECT_FALSE(list.WriteToFile());
+    EXPECT_TRUE(FileText() == by_hand) << "a file that can be read is worth more than a newer one that cannot";
 }
 
 TEST_F(ClientList, AReaderRefusesWhomTheFileRefusesAndTouchesNothing) {
