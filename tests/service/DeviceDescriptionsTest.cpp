@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "platform/system/Files.h"
+#include "platform/system/Log.h"
 #include "platform/system/Product.h"
 #include "service/DeviceDescriptions.h"
 #include "support/TempDir.h"
@@ -96,6 +97,20 @@ TEST_F(Descriptions, BrokenTemplateLeavesTheOlderFile) {
     EXPECT_FALSE(descriptions_.WriteDescription("m", root_ / (std::string(kData) + "device_win.xml"), root_ / "out"));
     EXPECT_FALSE(
         descriptions_.WriteDescription("m", root_ / (std::string(kData) + "allservices.xml"), root_ / "no/out"));
+}
+
+TEST_F(Descriptions, OnlyATemplateThatDoesNotOpenIsTold) {
+    const std::string templates = root_ / kData;
+    std::filesystem::remove(templates + "device_win.xml");
+    std::filesystem::remove(templates + "device.xml");
+    std::filesystem::create_directory(templates + "device.xml");  // opens, but reads nothing
+    const std::string log = root_ / "log";
+    ASSERT_TRUE(DMSLOGInit(log.c_str()));
+    WriteAll("");
+    DMSLogClose();
+    const std::string text = ReadWholeFile(log, 1 << 16).value_or("");
+    EXPECT_NE(text.find("Failed to open device desc " + templates + "device_win.xml\n"), std::string::npos) << text;
+    EXPECT_EQ(text.find("device.xml"), std::string::npos) << text;
 }
 
 TEST_F(Descriptions, ModelIsEscaped) {
