@@ -3,17 +3,20 @@
 #include <algorithm>
 #include <array>
 
+#include "platform/playlist/PlaylistParser.h"
 #include "platform/text/Text.h"
 
 namespace MediaServer {
 namespace {
 
-bool ReadNothing(NIMB_MEDIA_INFO&, std::string&) {
+/// A playlist that cannot be read keeps its name: its songs may be readable later.
+bool ReadPlaylistRecord(NIMB_MEDIA_INFO& record, std::string&) {
+    if (std::string title; ReadPlaylistTitle(record.path, title) && !title.empty()) record.title = title;
     return true;
 }
 
 /// By media kind; a kind that needs no look into the file keeps its name, date and size.
-constexpr std::array<MediaReader, 4> kReaders = {ReadMusic, ReadVideo, ReadPhoto, ReadNothing};
+constexpr std::array<MediaReader, 4> kReaders = {ReadMusic, ReadVideo, ReadPhoto, ReadPlaylistRecord};
 
 constexpr std::string NIMB_MEDIA_INFO::*kTexts[] = {
     &NIMB_MEDIA_INFO::title,        &NIMB_MEDIA_INFO::album, &NIMB_MEDIA_INFO::artist,

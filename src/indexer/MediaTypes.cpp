@@ -22,7 +22,7 @@ constexpr KindExtensions kKinds[] = {
      "mp4 m4v mkv webm avi divx mov qt mpg mpeg mpe m2v vob ts m2ts mts m2t tp trp wmv asf flv f4v 3gp 3g2 ogv ogm rm "
      "rmvb mxf dvr-ms wtv srt smi ssa ass"},
     {MediaKind::Photo, "jpg jpeg jpe png gif bmp tif tiff webp heic heif avif"},
-    {MediaKind::Playlist, "m3u m3u8 pls wpl"},
+    {MediaKind::Playlist, "m3u m3u8 pls xspf wpl asx"},
 };
 
 std::unordered_map<std::string, MediaKind> MakeExtensionTable() {

@@ -7,20 +7,13 @@
 #include <json/forwards.h>
 
 #include "model/ObjectTypes.h"
+#include "platform/audio/RadioStation.h"
 #include "platform/media/MediaKind.h"
 #include "platform/media/NIMB_MEDIA_INFO.h"
 
 namespace MediaServer {
 
 class DMSClientChecker;
-
-/// An internet radio station.
-struct RadioStation {
-    std::string title;
-    std::string url;
-    std::string album;
-    std::int32_t bitrate = 0;  ///< bits per second
-};
 
 /// Receives the objects of one Browse, Search or page in document order and writes their text.
 /// Lifetime: one request. Threads: one.

@@ -53,12 +53,14 @@ std::int32_t ResultOf(Lookup lookup) {
 
 }  // namespace
 
-CategoryQuery::CategoryQuery(const CDSMenuEntry& node, const CategoryList& categories, std::string_view directory,
-                             const DMSStringBundle& strings, const BrowseQuery& query, CDSObjectSerializer& out)
+CategoryQuery::CategoryQuery(const CDSContainer& node, const CategoryList& categories, std::string_view directory,
+                             const DMSStringBundle& strings, const BrowseQuery& query, CDSObjectSerializer& out,
+                             std::string_view condition)
     : node_(node),
       media_(categories.Media()),
       levels_(categories.Levels()),
       directory_(directory),
+      condition_(condition),
       strings_(strings),
       query_(query),
       out_(out) {}
@@ -129,6 +131,7 @@ Lookup CategoryQuery::ReadConditions(std::string_view equals) {
 
 void CategoryQuery::Restrict(MediaDB& db) const {
     for (const std::string& condition : conditions_) db.AddCondition(condition);
+    db.AddCondition(condition_);
     if (!directory_.empty()) db.AddSubtreeCondition(directory_);
 }
 
@@ -303,6 +306,7 @@ void CategoryQuery::LogItemConditions() const {
     if (DMSLOGGetLevel() < 2) return;
     std::string text;
     for (const std::string& condition : conditions_) text.append(text.empty() ? "" : " and ").append(condition);
+    if (!condition_.empty()) text.append(text.empty() ? "" : " and ").append(condition_);
     if (!directory_.empty()) {
         text.append(text.empty() ? "" : " and ").append("path like '" + SQLEscapeCondition(directory_) + "/%'");
     }

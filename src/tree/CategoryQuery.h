@@ -19,8 +19,10 @@ namespace MediaServer {
 class CategoryQuery {
 public:
     /// @param directory  absolute directory that the files lie below; empty for all files.
-    CategoryQuery(const CDSMenuEntry& node, const CategoryList& categories, std::string_view directory,
-                  const DMSStringBundle& strings, const BrowseQuery& query, CDSObjectSerializer& out);
+    /// @param condition  SQL condition that the files meet as well; empty for none.
+    CategoryQuery(const CDSContainer& node, const CategoryList& categories, std::string_view directory,
+                  const DMSStringBundle& strings, const BrowseQuery& query, CDSObjectSerializer& out,
+                  std::string_view condition = {});
 
     /// As CDSContainer::Browse. When the database fails at a level, `total` gets its negative answer; a page of items
     /// without any row leaves `total` as it was.
@@ -51,10 +53,11 @@ private:
     std::string_view BrowsedId() const { return query_.sub_id.empty() ? std::string_view(node_.id) : query_.object_id; }
     std::string_view ParentId() const;
 
-    const CDSMenuEntry& node_;
+    const CDSContainer& node_;
     const MediaKind media_;
     const std::vector<CategoryLevel>& levels_;
     const std::string_view directory_;
+    const std::string_view condition_;
     const DMSStringBundle& strings_;
     const BrowseQuery& query_;
     CDSObjectSerializer& out_;

@@ -2,6 +2,7 @@
 
 #include "model/MimeTypes.h"
 #include "platform/clients/DMSClientChecker.h"
+#include "tree/BuiltInMenus.h"
 #include "tree/ObjectId.h"
 #include "tree/cdsmenu.h"
 
@@ -27,16 +28,30 @@ std::uint32_t ContainerUpdateTable::Update(std::string_view id, std::uint32_t to
     return 0;
 }
 
+namespace {
+
+ContentDirectoryService::Menu MenuOf(const DMSClientChecker& client, std::string_view key) {
+    using Service = ContentDirectoryService;
+    if (client.full_menu) return Service::Full;
+    if (client.flat_menu) return Service::Flat;
+    if (client.numbered_containers && (key == "1" || key == "6")) return Service::Numbered;
+    return client.audio_only ? Service::Music : Service::Default;
+}
+
+}  // namespace
+
 ContentDirectoryService::ContentDirectoryService(const DMSStringBundle& strings) : strings_(strings) {
     for (CDSMenuEntry*& root : roots_) root = &nodes_.Make<CDSMenuEntry>("Root", "0", "-1", ObjectType::kContainer);
     LoadMimeTypes(mime_);
 }
 
 bool ContentDirectoryService::LoadMenu(const std::string& menu_file, bool with_video_library, bool with_radio) {
+    BuildFullMenu(nodes_, *roots_[Full], strings_, with_video_library);
+    BuildFlatMenu(nodes_, *roots_[Flat], strings_);
+    BuildNumberedMenu(nodes_, *roots_[Numbered], strings_);
     MenuLoader loader({nodes_, *roots_[Default], *roots_[Music], strings_, with_radio});
     const bool loaded = loader.LoadMenu(menu_file, with_video_library);
-    AddMenuEntries(sets_[Default], *roots_[Default]);
-    AddMenuEntries(sets_[Music], *roots_[Music]);
+    for (std::size_t menu = 0; menu < kMenus; ++menu) AddMenuEntries(sets_[menu], *roots_[menu]);
     is_built_.store(true, std::memory_order_release);
     return loaded;
 }
@@ -45,23 +60,9 @@ void ContentDirectoryService::RefreshIndexLocations() {
     if (is_built_.load(std::memory_order_acquire)) nodes_.RefreshIndexLocations();
 }
 
-CDSContainer* ContentDirectoryService::FindNode(const DMSClientChecker& client, std::string_view key) const {
+CDSContainer* ContentDirectoryService::FindNode(Menu menu, std::string_view key) const {
     // The device is registered before its menu is built: an early request finds nothing rather than a half-made tree.
     if (!is_built_.load(std::memory_order_acquire)) return nullptr;
-    const std::pair<bool, Menu> rules[] = {
-        {client.full_menu, Full},
-        {client.flat_menu, Flat},
-        {client.numbered_containers && (key == "1" || key == "6"), Numbered},
-        {client.audio_only, Music},
-    };
-    Menu menu = Default;
-    for (const auto& [applies, candidate] : rules) {
-        // A menu that has not been built hides nothing: its clients then see what everybody sees.
-        if (applies && !sets_[candidate].empty()) {
-            menu = candidate;
-            break;
-        }
-    }
     const auto found = sets_[menu].find(key);
     return found == sets_[menu].end() ? nullptr : dynamic_cast<CDSContainer*>(found->second);
 }
@@ -73,7 +74,7 @@ std::int32_t ContentDirectoryService::FindObject(const ClientRequest& request, s
     const DMSClientChecker client(request.Header("user-agent"), request.profile_name, true);
     const std::string_view separator = client.Separator();
     const auto [key, sub_id] = SplitObjectId(object_id, separator);
-    CDSContainer* node = object_id.size() <= kMaxObjectId ? FindNode(client, key) : nullptr;
+    CDSContainer* node = object_id.size() <= kMaxObjectId ? FindNode(MenuOf(client, key), key) : nullptr;
     if (node == nullptr) {
         total = 0;
         return kNoSuchObject;

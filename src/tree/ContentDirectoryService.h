@@ -49,7 +49,8 @@ public:
     ContentDirectoryService(const ContentDirectoryService&) = delete;
     ContentDirectoryService& operator=(const ContentDirectoryService&) = delete;
 
-    /// Reads the menu template (and the video-library one) and builds the default and the music-only set.
+    /// Builds the built-in menus, then reads the menu template (and the video-library one) for the default and the
+    /// music-only menu.
     /// @return false when the menu file could not be used; the sets are then built of what there is.
     bool LoadMenu(const std::string& menu_file, bool with_video_library, bool with_radio);
 
@@ -63,16 +64,17 @@ public:
                             CDSObjectSerializer& out, std::int32_t& total, std::uint32_t& update_id);
 
     const MimeTable& Mime() const { return mime_; }
+    const DMSStringBundle& Strings() const { return strings_; }
+
+    /// One menu a kind of client. Default and Music come from the template.
+    enum Menu : std::size_t { Default, Full, Flat, Music, Numbered, kMenus };
+    /// The node of a menu by its id. Null when there is none, or the menus are not built yet.
+    CDSContainer* FindNode(Menu menu, std::string_view key) const;
 
     /// Reads the index locations of every registered index storage folder again.
     void RefreshIndexLocations();
 
 private:
-    /// One menu a kind of client. Default and Music come from the template.
-    enum Menu : std::size_t { Default, Full, Flat, Music, Numbered, kMenus };
-
-    CDSContainer* FindNode(const DMSClientChecker& client, std::string_view key) const;
-
     const DMSStringBundle& strings_;
     MimeTable mime_;
     MenuNodes nodes_;

@@ -12,10 +12,12 @@ namespace MediaServer {
 ///
 ///     object   = node [ S ] | node S place
 ///     node     = the id of a menu node, "0" for the root
-///     place    = folder / category
+///     place    = folder / category / playlist / radio
 ///     folder   = row / "c" row / "@" row / "no"      below storage and index folders, whatever the depth
 ///     category = field *( S field ) [ S "@" row ]    below category nodes, one field a level
 ///     field    = row / "0" / T letter / T T          value, show-all entry, initial letter, all other initials
+///     playlist = ( row / "S" number ) [ S "@" row ]  below playlist nodes; smart playlists by their place
+///     radio    = number [ S "@" number ]             below radio nodes: genre and station by their place
 ///     letter   = "0" to "9" / "A" to "Z"
 ///     row      = decimal digits, at most 2147483647: the id of a database row
 ///

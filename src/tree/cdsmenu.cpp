@@ -10,6 +10,10 @@
 #include "platform/text/Text.h"
 #include "tree/CDSCategoryFolder.h"
 #include "tree/CDSIndexStorageFolder.h"
+#include "tree/CDSPlayListEntry.h"
+#include "tree/CDSSRadioContainer.h"
+#include "tree/CDSSmartContainer.h"
+#include "tree/CDSSmartPlayList.h"
 #include "tree/CDSStorageFolder.h"
 #include "tree/MenuDirectory.h"
 
@@ -77,10 +81,10 @@ const MenuLoader::NodeType* MenuLoader::FindNodeType(std::string_view name) {
         {"storagefolder", &MenuLoader::CreateStorageFolder},
         {"index_storagefolder", &MenuLoader::CreateIndexStorageFolder},
         {"categoryfolder", &MenuLoader::CreateCategoryFolder},
-        {"playlist", nullptr},
-        {"radio", nullptr, true},
-        {"smartplaylist", nullptr},
-        {"smartct", nullptr},
+        {"playlist", &MenuLoader::CreatePlayListEntry},
+        {"radio", &MenuLoader::CreateRadioContainer, true},
+        {"smartplaylist", &MenuLoader::CreateSmartPlayList},
+        {"smartct", &MenuLoader::CreateSmartContainer},
         {"reelhouse_categoryfolder", nullptr},
         {"reelhouse_storagefolder", nullptr},
         {"reelhouse_collection", &MenuLoader::CreateNothing},
@@ -176,6 +180,41 @@ CDSMenuEntry* MenuLoader::CreateCategoryFolder(const Entry& entry) {
                                                           entry.title, ObjectType::kContainer, context_.strings);
     AddCategories(entry, folder);
     return &folder;
+}
+
+CDSMenuEntry* MenuLoader::CreatePlayListEntry(const Entry& entry) {
+    return &context_.nodes.Make<CDSPlayListEntry>(entry.parent_id, entry.id, entry.title, ObjectType::kContainer,
+                                                  false);
+}
+
+CDSMenuEntry* MenuLoader::CreateSmartPlayList(const Entry& entry) {
+    return &context_.nodes.Make<CDSSmartPlayList>(entry.parent_id, entry.id, entry.title, ObjectType::kContainer);
+}
+
+CDSMenuEntry* MenuLoader::CreateRadioContainer(const Entry& entry) {
+    return &context_.nodes.Make<CDSSRadioContainer>(entry.parent_id, context_.nodes.NextEntryId(), entry.title,
+                                                    ObjectType::kContainer);
+}
+
+CDSMenuEntry* MenuLoader::CreateSmartContainer(const Entry& entry) {
+    IXML_Node* conjunction = FindChildElement(entry.element, "conjunction");
+    if (conjunction == nullptr) {
+        SysLogError("%s:%d entry %s, no conjunction property", DMS_SOURCE_FILE, __LINE__, entry.title.c_str());
+        return nullptr;
+    }
+    IXML_Node* rules = FindChildElement(entry.element, "rulelist");
+    if (rules == nullptr) {
+        DMSPrintf(0, "entry %s, no rulelist el", entry.title.c_str());
+        return nullptr;
+    }
+    auto& container =
+        context_.nodes.Make<CDSSmartContainer>(entry.media, NodeText(conjunction) == "OR", entry.parent_id, entry.id,
+                                               entry.title, ObjectType::kContainer, context_.strings);
+    for (IXML_Node* rule = ixmlNode_getFirstChild(rules); rule != nullptr; rule = ixmlNode_getNextSibling(rule)) {
+        if (IsElement(rule, "rule")) container.AddRule(NodeText(rule));
+    }
+    AddCategories(entry, container);
+    return &container;
 }
 
 // Empty after the reason was logged.

@@ -43,6 +43,10 @@ private:
     CDSMenuEntry* CreateStorageFolder(const Entry& entry);
     CDSMenuEntry* CreateIndexStorageFolder(const Entry& entry);
     CDSMenuEntry* CreateCategoryFolder(const Entry& entry);
+    CDSMenuEntry* CreatePlayListEntry(const Entry& entry);
+    CDSMenuEntry* CreateSmartPlayList(const Entry& entry);
+    CDSMenuEntry* CreateRadioContainer(const Entry& entry);
+    CDSMenuEntry* CreateSmartContainer(const Entry& entry);
     CDSMenuEntry* CreateNothing(const Entry&) { return nullptr; }
     std::string DirectoryOf(const Entry& entry);
     void AddCategories(const Entry& entry, Categorizable& node);

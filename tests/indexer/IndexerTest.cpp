@@ -46,16 +46,18 @@ TEST_F(IndexerTest, EveryFileAndDirectoryHasARow) {
     files.AddSong("a/b/1.mp3", "One");
     files.AddSong("a/2.MP3", "Two");
     files.Write("a/list.m3u", "2.MP3\n");
+    files.Write("a/other.xspf", "<playlist><title>Own title</title></playlist>");
     files.Write("a/notes.txt", "no media");
     files.Make({"-f", "lavfi", "-i", "testsrc=d=0.2", "-frames:v", "1", "@/p.jpg"});
     files.Make({"-f", "lavfi", "-i", "testsrc=d=0.2", "@/v.mkv"});
     const ScanResult result = Scan();
     EXPECT_TRUE(result.complete);
-    EXPECT_EQ(result.stored, 5U);
+    EXPECT_EQ(result.stored, 6U);
     EXPECT_EQ(Paths("music"), "a/2.MP3 a/b/1.mp3");
     EXPECT_EQ(Paths("video"), "v.mkv");
     EXPECT_EQ(Paths("photo"), "p.jpg");
-    EXPECT_EQ(Paths("playlist"), "a/list.m3u");
+    EXPECT_EQ(Paths("playlist"), "a/list.m3u a/other.xspf");
+    EXPECT_EQ(database.Value("SELECT string_agg(title, '|' ORDER BY path) FROM playlist"), "list|Own title");
     EXPECT_EQ(Paths("directory"), "a a/b");
     EXPECT_EQ(database.Value("SELECT title FROM directory WHERE parent_id IS NULL"), "Shared");
     EXPECT_EQ(database.Value("SELECT string_agg(d.title, ' ' ORDER BY d.title) FROM music m JOIN directory d ON "

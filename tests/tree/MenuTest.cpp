@@ -22,6 +22,12 @@ audio-only = yes
 [profile Console]
 user-agent = Console
 full-menu = yes
+[profile Flat]
+user-agent = Flat
+flat-menu = yes
+[profile Numbered]
+user-agent = Numbered
+numbered-containers = yes
 )";
 
 constexpr const char* kMenu = R"(<?xml version="1.0" encoding="utf-8"?>
@@ -43,7 +49,10 @@ constexpr const char* kMenu = R"(<?xml version="1.0" encoding="utf-8"?>
   <entry id="x7" type="storagefolder" media="photo"><title>no photo folder</title><directory>a</directory></entry>
   <entry id="x8" type="hologram" media="music"><title>unknown type</title></entry>
   <entry id="x9" type="reelhouse_collection" media="collection"><title>nothing</title></entry>
-  <entry id="x10" type="smartplaylist" media="music"><title>later</title></entry>
+  <entry id="x10" type="reelhouse_storagefolder" media="movie"><title>later</title></entry>
+  <entry id="x11" type="smartct" media="music"><title>no conjunction</title><rulelist/></entry>
+  <entry id="x12" type="smartct" media="music"><title>no rules</title><conjunction>OR</conjunction></entry>
+  <entry id="x13" type="radio" media="music"><title>not switched on</title></entry>
   <entry id="dir" type="storagefolder" media="video"><title>Folder</title><directory>films</directory></entry>
   <entry id="idx" type="index_storagefolder" media="music"><title>Shares</title></entry>
   <entry><title>last</title></entry>
@@ -85,7 +94,6 @@ TEST_F(MenuTest, EntriesBecomeNodesAndBrokenOnesAreSkipped) {
     EXPECT_THAT(Find("0", BrowseFlag::DirectChildren, "Audio").objects,
                 ElementsAre(Written{"art", "0", "Artists & more", 1}, Written{"idx", "0", "Shares", 15}));
     EXPECT_EQ(Find("21", BrowseFlag::DirectChildren, "Audio").result, kNoSuchObject);
-    EXPECT_EQ(Find("0", BrowseFlag::DirectChildren, "Console").total, 4) << "its own menu has not been built";
 
     AddRow("music", "/m/a.mp3", "Song", "artist, album", "'Abba', 'Gold'");
     EXPECT_THAT(Find("art").Ids(), ElementsAre("art$#A", "art$##")) << "an index gives the letters first";
@@ -94,6 +102,35 @@ TEST_F(MenuTest, EntriesBecomeNodesAndBrokenOnesAreSkipped) {
     AddFolder("/v/films");
     AddRow("video", "/v/films/f.mkv", "Film");
     EXPECT_THAT(Find("dir").Titles(), ElementsAre("Film"));
+}
+
+TEST_F(MenuTest, BuiltInMenusAreThoseOfTheirClients) {
+    ASSERT_TRUE(Load(kMenu));
+    const auto find = [&](const char* agent, std::string_view id) {
+        return Find(id, BrowseFlag::DirectChildren, agent).objects;
+    };
+    EXPECT_THAT(find("Console", "0"), ElementsAre(Written{"1", "0", "Music", 1}, Written{"15", "0", "Video", 1},
+                                                  Written{"3", "0", "Pictures", 1}));
+    EXPECT_THAT(find("Console", "1"), ElementsAre(Written{"4", "1", "All Musics", 1}, Written{"5", "1", "Genre", 1},
+                                                  Written{"6", "1", "Artist", 1}, Written{"8", "1", "Artist/Album", 1},
+                                                  Written{"7", "1", "Album", 1}, Written{"F", "1", "Playlists", 1}));
+    EXPECT_THAT(find("Console", "15"), ElementsAre(Written{"100", "15", "class_music_userfile", 15},
+                                                   Written{"101", "15", "class_allvideo", 15}));
+    EXPECT_THAT(find("Console", "3"), ElementsAre(Written{"16", "3", "Folders", 15}));
+    EXPECT_THAT(find("Flat", "0"), ElementsAre(Written{"4", "0", "All Musics", 1}, Written{"5", "0", "All Photos", 1},
+                                               Written{"6", "0", "All Videos", 1}, Written{"13", "0", "Playlists", 1}));
+    EXPECT_EQ(Find("art", BrowseFlag::DirectChildren, "Flat").result, kNoSuchObject);
+    EXPECT_EQ(Find("0", BrowseFlag::DirectChildren, "Numbered").Titles(), Find("0").Titles()) << "only two keys differ";
+    EXPECT_EQ(Find("7", BrowseFlag::DirectChildren, "Numbered").result, kNoSuchObject);
+
+    const std::int32_t song = AddRow("music", "/m/a.mp3", "Song", "artist, album", "'Abba', 'Gold'");
+    AddRow("playlist", sysroot.Write("l.m3u", "/m/a.mp3\n"), "List");
+    EXPECT_THAT(find("Numbered", "1"), ElementsAre(Written{"1$@1", "1", "Song", -1, -2, song}));
+    EXPECT_THAT(find("Numbered", "6"), ElementsAre(Written{"6$1", "6", "List", 5, -1}));
+    EXPECT_THAT(find("Console", "8$1"), ElementsAre(Written{"8$1$1", "8$1", "Gold", 23, -1, song}));
+    EXPECT_THAT(find("Console", "F$1"), ElementsAre(Written{"F$1$@1", "F$1", "Song", -1, -2, song}));
+    EXPECT_THAT(find("Flat", "13$1"), ElementsAre(Written{"4$@1", "13$1", "Song", -1, -2, song}));
+    EXPECT_THAT(Find("4$@1", BrowseFlag::Metadata, "Flat").Titles(), ElementsAre("Song"));
 }
 
 TEST_F(MenuTest, EachSkippedEntryHasItsLogLine) {
@@ -107,8 +144,8 @@ TEST_F(MenuTest, EachSkippedEntryHasItsLogLine) {
     for (const char* line :
          {"entryList entrylist", "Creating node Folder, type=storagefolder, media=video",
           "entry no directory, no directory property", "entry a, invalid directory",
-          "Unknown category flavour on media type music", "entries of type \"smartplaylist\" are not offered",
-          "Adding menu entry Artists & more:art", "Adding menu entry Root:0"}) {
+          "Unknown category flavour on media type music", "entries of type \"reelhouse_storagefolder\" are not offered",
+          "entry no rules, no rulelist el", "Adding menu entry Artists & more:art", "Adding menu entry Root:0"}) {
         EXPECT_THAT(text, HasSubstr(line));
     }
     EXPECT_LT(text.find("Adding menu entry Folder:dir"), text.find("Adding menu entry Root:0")) << "children first";

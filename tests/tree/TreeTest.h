@@ -58,8 +58,12 @@ public:
     }
     void SerializePhotoItem(std::string_view, std::string_view, const NIMB_MEDIA_INFO&) override {}
     void SerializeVideoItem(std::string_view, std::string_view, const NIMB_MEDIA_INFO&) override {}
-    void SerializeMusicItem(std::string_view, std::string_view, const NIMB_MEDIA_INFO&) override {}
-    void SerializeRadioItem(std::string_view, std::string_view, const RadioStation&) override {}
+    void SerializeMusicItem(std::string_view id, std::string_view parent, const NIMB_MEDIA_INFO& record) override {
+        SerializeMediaItem(MediaKind::Music, id, parent, record);
+    }
+    void SerializeRadioItem(std::string_view id, std::string_view parent, const RadioStation& station) override {
+        objects.push_back({std::string(id), std::string(parent), station.title, -1, -2, 0});
+    }
     void SerializeReelhouseItem(std::string_view, std::string_view, std::int32_t, std::int32_t, bool,
                                 const Json::Value&) override {}
     void SerializeReelhouseFile(std::string_view, std::string_view, std::int32_t, std::int32_t, bool,
@@ -114,7 +118,10 @@ inline Answer BrowseNode(CDSContainer& node, std::string_view id, BrowseFlag fla
     const BrowseQuery query{id,        SplitObjectId(id, separator).sub_id,    flag, ask.filter, ask.options, ask.start,
                             ask.count, ask.client != nullptr ? separator : "", ""};
     answer.result = node.Browse(query, recorder, answer.total);
-    EXPECT_EQ(std::max(answer.result, 0), static_cast<std::int32_t>(recorder.objects.size())) << id;
+    // Nodes of lists that may change at any time report one object for the metadata of one that is gone.
+    EXPECT_TRUE(std::max(answer.result, 0) == static_cast<std::int32_t>(recorder.objects.size()) ||
+                (flag == BrowseFlag::Metadata && answer.result == 1))
+        << id;
     answer.objects = std::move(recorder.objects);
     answer.records = std::move(recorder.records);
     return answer;

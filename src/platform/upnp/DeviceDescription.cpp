@@ -6,7 +6,7 @@
 #include "platform/text/Text.h"
 #include "platform/upnp/UpnpLibrary.h"
 #include "platform/upnp/UpnpLimits.h"
-#include "platform/upnp/XmlReader.h"
+#include "platform/xml/XmlReader.h"
 
 namespace MediaServer {
 
@@ -56,16 +56,17 @@ std::optional<std::vector<ServiceDescription>> ReadServices(std::string_view doc
             first_services.pop_back();
         }
     };
-    const bool whole = ReadXml(document, UpnpLimits::kDescriptionElements, [&](const XmlEvent& event) {
-        if (event.kind == XmlEvent::Kind::Text) text += event.text;
-        if (event.kind == XmlEvent::Kind::End) end(event.name);
-        if (event.kind == XmlEvent::Kind::Start && event.name == "device") {
-            udns.emplace_back();
-            first_services.push_back(services.size());
-        }
-        if (event.kind != XmlEvent::Kind::Text) text.clear();
-        return true;
-    });
+    const bool whole = ReadXml(document, {UpnpLimits::kDescriptionElements, UpnpLimits::kDescriptionBytes},
+                               [&](const XmlEvent& event) {
+                                   if (event.kind == XmlEvent::Kind::Text) text += event.text;
+                                   if (event.kind == XmlEvent::Kind::End) end(event.name);
+                                   if (event.kind == XmlEvent::Kind::Start && event.name == "device") {
+                                       udns.emplace_back();
+                                       first_services.push_back(services.size());
+                                   }
+                                   if (event.kind != XmlEvent::Kind::Text) text.clear();
+                                   return true;
+                               });
     if (!whole || !found_udn) return std::nullopt;
     return services;
 }
@@ -73,17 +74,18 @@ std::optional<std::vector<ServiceDescription>> ReadServices(std::string_view doc
 std::optional<DeviceNames> ReadDeviceNames(std::string_view document, const std::vector<std::string>& wanted) {
     DeviceNames names;
     std::string* current = nullptr;  // text of the wanted element that is open
-    const bool whole = ReadXml(document, UpnpLimits::kDescriptionElements, [&](const XmlEvent& event) {
-        if (event.kind == XmlEvent::Kind::Text && current) current->append(event.text);
-        if (event.kind == XmlEvent::Kind::End) current = nullptr;
-        if (event.kind == XmlEvent::Kind::Start) {
-            const bool is_wanted = std::find(wanted.begin(), wanted.end(), event.name) != wanted.end();
-            const auto [entry, is_first] =
-                is_wanted ? names.try_emplace(std::string(event.name)) : std::pair(names.end(), false);
-            current = is_first ? &entry->second : nullptr;
-        }
-        return true;
-    });
+    const bool whole = ReadXml(
+        document, {UpnpLimits::kDescriptionElements, UpnpLimits::kDescriptionBytes}, [&](const XmlEvent& event) {
+            if (event.kind == XmlEvent::Kind::Text && current) current->append(event.text);
+            if (event.kind == XmlEvent::Kind::End) current = nullptr;
+            if (event.kind == XmlEvent::Kind::Start) {
+                const bool is_wanted = std::find(wanted.begin(), wanted.end(), event.name) != wanted.end();
+                const auto [entry, is_first] =
+                    is_wanted ? names.try_emplace(std::string(event.name)) : std::pair(names.end(), false);
+                current = is_first ? &entry->second : nullptr;
+            }
+            return true;
+        });
     if (!whole) return std::nullopt;
     std::erase_if(names, [](const auto& entry) { return entry.second.empty(); });
     return names;

@@ -4,7 +4,7 @@
 
 #include "platform/text/Text.h"
 #include "platform/upnp/UpnpLimits.h"
-#include "platform/upnp/XmlReader.h"
+#include "platform/xml/XmlReader.h"
 
 namespace MediaServer {
 
@@ -36,6 +36,8 @@ public:
         switch (event.kind) {
             case XmlEvent::Kind::Start:
                 return Start(event);
+            case XmlEvent::Kind::Attribute:
+                return true;  // not asked for
             case XmlEvent::Kind::Text:
                 if (in_body_ && event.depth == kArgument) request_.arguments.back().second += event.text;
                 return true;
@@ -100,7 +102,8 @@ void WriteElement(IXML_Node* element, std::string& out) {
 bool ParseSoapRequest(std::string_view body, SoapRequest& request) {
     request = {};
     SoapReader reader(request);
-    return ReadXml(body, UpnpLimits::kSoapElements, [&](const XmlEvent& event) { return reader.Visit(event); }) &&
+    return ReadXml(body, {UpnpLimits::kSoapElements, UpnpLimits::kDescriptionBytes},
+                   [&](const XmlEvent& event) { return reader.Visit(event); }) &&
            !request.action.empty();
 }
 

@@ -9,8 +9,7 @@ namespace MediaServer {
 /// body, connections, time) are in HttpLimits.
 namespace UpnpLimits {
 
-// Documents from the network. A real action is four elements deep; some control points wrap what they pass on.
-inline constexpr int kXmlDepth = 32;
+// Documents from the network.
 inline constexpr int kSoapElements = 256;
 inline constexpr std::size_t kSoapArguments = 64;
 inline constexpr std::size_t kSoapNameBytes = 128;  ///< of an action, an argument or a variable

@@ -8,7 +8,7 @@
 #include "platform/upnp/SoapMessage.h"
 #include "platform/upnp/UpnpLibrary.h"
 #include "platform/upnp/UpnpLimits.h"
-#include "platform/upnp/XmlReader.h"
+#include "platform/xml/XmlReader.h"
 
 namespace MediaServer {
 namespace {
@@ -108,11 +108,11 @@ TEST(Xml, Bounds) {
         for (int i = 0; i < depth; ++i) text += "</a>";
         return text;
     };
-    EXPECT_TRUE(ReadXml(nested(UpnpLimits::kXmlDepth), 100, all));
-    EXPECT_FALSE(ReadXml(nested(UpnpLimits::kXmlDepth + 1), 100, all));
-    EXPECT_TRUE(ReadXml("<a><b/><c/></a>", 3, all));
-    EXPECT_FALSE(ReadXml("<a><b/><c/></a>", 2, all));
-    EXPECT_FALSE(ReadXml("<a/><b/>", 100, all)) << "two roots";
+    EXPECT_TRUE(ReadXml(nested(kMostXmlDepth), {100}, all));
+    EXPECT_FALSE(ReadXml(nested(kMostXmlDepth + 1), {100}, all));
+    EXPECT_TRUE(ReadXml("<a><b/><c/></a>", {3}, all));
+    EXPECT_FALSE(ReadXml("<a><b/><c/></a>", {2}, all));
+    EXPECT_FALSE(ReadXml("<a/><b/>", {100}, all)) << "two roots";
 }
 
 TEST(Soap, ActionHeader) {

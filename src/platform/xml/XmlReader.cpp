@@ -1,11 +1,10 @@
-#include "platform/upnp/XmlReader.h"
+#include "platform/xml/XmlReader.h"
 
 #include <memory>
 
 #include <libxml/xmlreader.h>
 
 #include "platform/text/Text.h"
-#include "platform/upnp/UpnpLimits.h"
 
 namespace MediaServer {
 
@@ -34,8 +33,8 @@ std::string_view WithoutTrail(std::string_view document) {
 
 class Walk {
 public:
-    Walk(xmlTextReader* reader, int most_elements, const std::function<bool(const XmlEvent&)>& visit)
-        : reader_(reader), elements_left_(most_elements), visit_(visit) {}
+    Walk(xmlTextReader* reader, const XmlBounds& bounds, const std::function<bool(const XmlEvent&)>& visit)
+        : reader_(reader), elements_left_(bounds.elements), attributes_(bounds.attributes), visit_(visit) {}
 
     bool Step() {
         switch (xmlTextReaderNodeType(reader_)) {
@@ -60,9 +59,22 @@ public:
 
 private:
     bool Start() {
-        if (--elements_left_ < 0 || xmlTextReaderDepth(reader_) >= UpnpLimits::kXmlDepth) return false;
+        if (--elements_left_ < 0 || xmlTextReaderDepth(reader_) >= kMostXmlDepth) return false;
         const bool is_empty = xmlTextReaderIsEmptyElement(reader_) == 1;
-        return Visit(XmlEvent::Kind::Start) && (!is_empty || Visit(XmlEvent::Kind::End));
+        return Visit(XmlEvent::Kind::Start) && (!attributes_ || Attributes()) &&
+               (!is_empty || Visit(XmlEvent::Kind::End));
+    }
+    bool Attributes() {
+        const int depth = xmlTextReaderDepth(reader_);
+        while (xmlTextReaderMoveToNextAttribute(reader_) == 1) {
+            const std::string_view text = View(xmlTextReaderConstValue(reader_));
+            if (!IsUtf8(text) || !visit_({XmlEvent::Kind::Attribute, View(xmlTextReaderConstLocalName(reader_)),
+                                          View(xmlTextReaderConstNamespaceUri(reader_)), text, depth})) {
+                return false;
+            }
+        }
+        xmlTextReaderMoveToElement(reader_);
+        return true;
     }
     /// The library passes what a CDATA section holds on as it came, broken sequences and all.
     bool Text(std::string_view text) {
@@ -78,21 +90,22 @@ private:
 
     xmlTextReader* const reader_;
     int elements_left_;
+    const bool attributes_;
     const std::function<bool(const XmlEvent&)>& visit_;
 };
 
 }  // namespace
 
-bool ReadXml(std::string_view document, int most_elements, const std::function<bool(const XmlEvent&)>& visit) {
+bool ReadXml(std::string_view document, const XmlBounds& bounds, const std::function<bool(const XmlEvent&)>& visit) {
     // The first use of the parser library in a process must not happen in two threads at once.
     static const bool ready = (xmlInitParser(), true);
     document = WithoutTrail(document);
-    if (!ready || document.empty() || document.size() > UpnpLimits::kDescriptionBytes) return false;
+    if (!ready || document.empty() || document.size() > bounds.bytes) return false;
     const std::unique_ptr<xmlTextReader, ReaderDeleter> reader(
         xmlReaderForMemory(document.data(), static_cast<int>(document.size()), nullptr, nullptr,
                            XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING));
     if (!reader) return false;
-    Walk walk(reader.get(), most_elements, visit);
+    Walk walk(reader.get(), bounds, visit);
     int result;
     while ((result = xmlTextReaderRead(reader.get())) == 1)
         if (!walk.Step()) return false;

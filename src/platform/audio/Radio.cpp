@@ -1,0 +1,116 @@
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "platform/audio/ConfigFolder.h"
+#include "platform/audio/NimbAudioUtils.h"
+#include "platform/playlist/PlaylistFormats.h"
+#include "platform/system/Files.h"
+#include "platform/system/Log.h"
+#include "platform/system/Paths.h"
+#include "platform/text/Text.h"
+
+namespace MediaServer {
+namespace {
+
+struct Genre {
+    std::string name;
+    std::vector<RadioStation> stations;
+};
+using Genres = std::shared_ptr<const std::vector<Genre>>;
+
+bool IsWebAddress(std::string_view location) {
+    return EqualsIgnoreCase(location.substr(0, 7), "http://") || EqualsIgnoreCase(location.substr(0, 8), "https://");
+}
+
+void ReadStationFile(const ConfigFile& file, std::vector<Genre>& genres) {
+    const auto text = ReadWholeFile(file.path, kMaxConfigFileBytes);
+    if (!text) {
+        DMSPrintf(0, "could not read radio stations \"%s\": %s", file.path.c_str(), std::strerror(errno));
+        return;
+    }
+    Genre genre{std::string(BaseNameWithoutExtension(file.path)), {}};
+    ReadPlaylist(PathExtension(file.path), *text, genre.name, [&](const PlaylistEntry& entry) {
+        if (!IsWebAddress(entry.location)) return true;
+        RadioStation station;
+        station.title = entry.title.empty() ? entry.location : entry.title;
+        station.url = entry.location;
+        station.album = genre.name;
+        station.number = static_cast<std::int32_t>(genre.stations.size());
+        genre.stations.push_back(std::move(station));
+        return true;
+    });
+    genres.push_back(std::move(genre));
+}
+
+Genres All() {
+    static ConfigFolder<Genre> folder({"m3u", "m3u8", "pls"}, ReadStationFile);
+    return folder.Get(SystemPath(std::string(kPackageConfigDir) + "/radio"));
+}
+
+const Genre* At(const Genres& genres, std::int32_t index) {
+    return index >= 0 && static_cast<std::size_t>(index) < genres->size() ? &(*genres)[static_cast<std::size_t>(index)]
+                                                                          : nullptr;
+}
+
+/// Calls `add` with each position of a page. @return how many.
+template <typename Add>
+std::int32_t ForPage(std::size_t size, std::int32_t start, std::int32_t count, std::int32_t& total, Add add) {
+    total = static_cast<std::int32_t>(size);
+    const std::int32_t first = std::clamp(start, 0, total);
+    const std::int32_t last = count > 0 ? first + std::min(count, total - first) : total;
+    for (std::int32_t i = first; i < last; ++i) add(i);
+    return last - first;
+}
+
+}  // namespace
+
+void RadioInit() {
+    All();
+}
+
+std::int32_t RadioGetGenreCount() {
+    return static_cast<std::int32_t>(All()->size());
+}
+
+std::int32_t RadioGetGenres(std::int32_t start, std::int32_t count, std::vector<RadioGenre>& genres,
+                            std::int32_t& total) {
+    const Genres all = All();
+    return ForPage(all->size(), start, count, total, [&](std::int32_t i) {
+        genres.push_back({i, (*all)[static_cast<std::size_t>(i)].name});
+    });
+}
+
+int RadioGetGenreData(std::int32_t genre, RadioGenre& record) {
+    const Genres all = All();
+    const Genre* found = At(all, genre);
+    if (found == nullptr) return 0;
+    record = {genre, found->name};
+    return 1;
+}
+
+std::int32_t RadioGetGenreStationCount(std::int32_t genre) {
+    const Genres all = All();
+    const Genre* found = At(all, genre);
+    return found == nullptr ? 0 : static_cast<std::int32_t>(found->stations.size());
+}
+
+std::int32_t RadioGetStations(std::int32_t genre, std::int32_t start, std::int32_t count,
+                              std::vector<RadioStation>& stations, std::int32_t& total) {
+    const Genres all = All();
+    const Genre* found = At(all, genre);
+    total = 0;
+    if (found == nullptr) return 0;
+    return ForPage(found->stations.size(), start, count, total,
+                   [&](std::int32_t i) { stations.push_back(found->stations[static_cast<std::size_t>(i)]); });
+}
+
+int RadioGetStationData(std::int32_t genre, std::int32_t station, RadioStation& record) {
+    const Genres all = All();
+    const Genre* found = At(all, genre);
+    if (found == nullptr || station < 0 || static_cast<std::size_t>(station) >= found->stations.size()) return 0;
+    record = found->stations[static_cast<std::size_t>(station)];
+    return 1;
+}
+
+}  // namespace MediaServer
