@@ -22,10 +22,30 @@ struct CDSContext {
 int BrowseAction(const CDSContext& context, ClientRequest& request, DMSService& service, IXML_Document* arguments,
                  IXML_Document** response, std::string& error);
 
-/// Search (UPnP ContentDirectory:1, 2.7.5). Only three kinds of client may search, each in a built-in menu of its own;
-/// as long as there are no such menus every search is answered with error 701.
-int SearchAction(ClientRequest& request, DMSService& service, IXML_Document* arguments, IXML_Document** response,
-                 std::string& error);
+/// Search (UPnP ContentDirectory:1, 2.7.5). Three kinds of client may search, each in a built-in menu of its own; every
+/// other search is answered with error 701, criteria that cannot be understood with 708.
+int SearchAction(const CDSContext& context, ClientRequest& request, DMSService& service, IXML_Document* arguments,
+                 IXML_Document** response, std::string& error);
+
+/// Negated "Unsupported or invalid search criteria" (UPnP ContentDirectory:1, 2.7.5.4).
+inline constexpr std::int32_t kBadCriteria = -708;
+
+/// Looks for the node that answers this client's search and lets it write.
+/// @param start,count  as in BrowseQuery.
+/// @return objects written, or a negated UPnP error code.
+std::int32_t SearchObjects(ContentDirectoryService& directory, const ClientRequest& request,
+                           const std::string& container_id, const std::string& criteria, std::uint32_t filter_mask,
+                           std::uint32_t options, std::int32_t start, std::int32_t count, CDSObjectSerializer& out,
+                           std::int32_t& total);
+
+/// Answers criteria from the music table, for numbered-container clients. As SearchObjects.
+std::int32_t TranslateCriteria(ContentDirectoryService& directory, const std::string& criteria,
+                               std::uint32_t filter_mask, std::uint32_t options, std::int32_t start, std::int32_t count,
+                               CDSObjectSerializer& out, std::int32_t& total);
+
+/// Smallest id of the songs whose column has that value, as text; empty when there is none.
+/// @param column  of the music table; never a client's text.
+std::string MinArtistId(const std::string& column, std::string_view value);
 
 /// Action tables of the three services.
 std::map<std::string, ActionHandler> ContentDirectoryActions(const CDSContext& context);

@@ -86,7 +86,9 @@ std::map<std::string, ActionHandler> ContentDirectoryActions(const CDSContext& c
         {"Browse",
          [context](ClientRequest& request, DMSService& service, IXML_Document* arguments, IXML_Document** response,
                    std::string& error) { return BrowseAction(context, request, service, arguments, response, error); }},
-        {"Search", SearchAction},
+        {"Search",
+         [context](ClientRequest& request, DMSService& service, IXML_Document* arguments, IXML_Document** response,
+                   std::string& error) { return SearchAction(context, request, service, arguments, response, error); }},
     };
 }
 
