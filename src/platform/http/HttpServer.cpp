@@ -111,7 +111,7 @@ struct HttpServer::Impl {
     const Config config;
     const HttpHandler handler;
     std::atomic<std::size_t> body_limit;
-    std::atomic<bool> stopping{false};
+    std::atomic<bool> serving{false};  // all event loops run
     RefusalLog refusals;
     std::uint16_t port = 0;
     MHD_Daemon* daemon = nullptr;
@@ -203,6 +203,11 @@ MHD_Result HttpServer::Impl::Proceed(Exchange& exchange, const char* method, con
     connections->ExpectNothing(exchange.client);
     if (exchange.discarded > 0) {
         exchange.answer = Refusal(exchange, MHD_HTTP_CONTENT_TOO_LARGE);
+        return Send(exchange);
+    }
+    if (!serving) {
+        // Should the next event loop not start, the library ends this one, and cannot while a connection is suspended.
+        exchange.answer = BareResponse(MHD_HTTP_SERVICE_UNAVAILABLE);
         return Send(exchange);
     }
     Dispatch(exchange);
@@ -372,6 +377,7 @@ int HttpServer::Start() {
         server.connections.reset();
         return errno ? errno : ENOMEM;
     }
+    server.serving = true;
     listener.release();  // closed by the library, or by Stop
     return 0;
 }
