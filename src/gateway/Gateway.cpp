@@ -11,6 +11,7 @@ namespace MediaServer {
 namespace {
 
 constexpr std::string_view kScalerPrefix = "/transcoder/jpegtnscaler.cgi/";
+constexpr std::string_view kTranscoderPrefix = "/transcoder/genericoder.cgi/";
 /// Entries of the video library, which has no catalogue here yet.
 constexpr std::string_view kLibraryPrefix = "rh";
 
@@ -35,6 +36,9 @@ HttpResponse Gateway::Route(const HttpRequest& request) {
     if (access_ != nullptr && access_->IsRefused(request.client_address)) return PlainResponse(403);
     const std::string_view path = request.path;
     if (path.starts_with(kScalerPrefix)) return ServeCover(request, path.substr(kScalerPrefix.size()), pictures_);
+    if (path.starts_with(kTranscoderPrefix)) {
+        return transcoder_.Serve(request, path.substr(kTranscoderPrefix.size()));
+    }
     const std::optional<MediaUrl> url = ParseMediaUrl(path);
     if (!url || url->prefix == kLibraryPrefix) return PlainResponse(404);
     return files_.Serve(request, *url);

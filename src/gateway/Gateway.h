@@ -1,7 +1,10 @@
 #pragma once
 
+#include <thread>
+
 #include "gateway/MediaFiles.h"
 #include "gateway/PictureStore.h"
+#include "gateway/Transcoder.h"
 #include "platform/clients/AccessRights.h"
 #include "platform/http/RefusalLog.h"
 
@@ -15,7 +18,10 @@ public:
     /// @param access  outlives this; null: nobody is refused.
     Gateway(const MimeTable& mime, std::uint16_t port, std::uint32_t workers, bool photos_are_converted = false,
             AccessRights* access = nullptr)
-        : pictures_(workers - workers / 4), files_(mime, port, photos_are_converted, pictures_), access_(access) {}
+        : pictures_(workers - workers / 4),
+          files_(mime, port, photos_are_converted, pictures_),
+          transcoder_(mime, std::thread::hardware_concurrency() + 2),
+          access_(access) {}
 
     HttpResponse Handle(const HttpRequest& request);
 
@@ -25,6 +31,7 @@ private:
     RefusalLog refusals_;
     PictureStore pictures_;
     const MediaFiles files_;
+    const Transcoder transcoder_;
     AccessRights* const access_;
 };
 

@@ -3,6 +3,7 @@
 
 #include "model/PropertyFilter.h"
 #include "model/ServiceOptions.h"
+#include "model/TranscodedAudio.h"
 #include "platform/media/MediaUrl.h"
 #include "platform/text/Text.h"
 #include "serializer/CDSDIDLSerializer.h"
@@ -13,9 +14,6 @@ namespace {
 
 constexpr std::string_view kMusicTrackClass = "object.item.audioItem.musicTrack";
 constexpr const char* kArtProfile = "dlna:profileID=\"JPEG_TN\"";
-constexpr std::int64_t kWavHeaderBytes = 44;
-/// What the transcoder makes when it samples down: 44.1 kHz, stereo, 16 bits.
-constexpr std::int64_t kDownsampledBytesPerSecond = 176400;
 /// A station never ends; clients want a size, so they are told that of a little over eight hours.
 constexpr std::int64_t kRadioBytes = 5286708000;
 
@@ -37,13 +35,6 @@ constexpr std::array<TranscodingRule, 8> kTranscodingRules = {{
 
 using MusicUrl = UrlField<512>;
 using RadioUrl = UrlField<1024>;
-
-/// The product, or 0 (a size that is not written) when it does not fit.
-std::int64_t Product(std::int64_t a, std::int64_t b, std::int64_t c) {
-    std::int64_t result = 0;
-    if (__builtin_mul_overflow(a, b, &result) || __builtin_mul_overflow(result, c, &result)) return 0;
-    return result;
-}
 
 }  // namespace
 
@@ -139,10 +130,7 @@ void CDSDIDLSerializer::AppendAlbumArt(const char* kind, std::string_view key, b
 
 std::int64_t CDSDIDLSerializer::RenditionBytes(const NIMB_MEDIA_INFO& record, Rendition rendition) const {
     if (rendition == Rendition::Native) return record.filesize;
-    const double duration = record.duration;
-    const std::int64_t samples = Option(OptionFlag::kDownsample) ? WholeSeconds(duration) * kDownsampledBytesPerSecond
-                                                                 : Product(WholeSeconds(duration + 1.0), record.channel,
-                                                                           std::int64_t{2} * record.frequency);
+    const std::int64_t samples = TranscodedAudioOf(record, Option(OptionFlag::kDownsample)).bytes;
     return rendition == Rendition::Wav ? samples + kWavHeaderBytes : samples;
 }
 

@@ -5,6 +5,7 @@
 
 #include "model/PropertyFilter.h"
 #include "model/ServiceOptions.h"
+#include "model/TranscodedAudio.h"
 #include "platform/text/Text.h"
 
 namespace MediaServer {
@@ -116,12 +117,6 @@ void CDSDIDLSerializer::AppendResNumber(std::uint32_t property, const char* name
 void CDSDIDLSerializer::AppendResDuration(float seconds) {
     if (!(seconds > 0) || !Wants(Property::kResDuration)) return;
     body_.Appendf(" duration=\"%s\"", DMSFormatUPNPDuration(WholeSeconds(seconds)).c_str());
-}
-
-std::int64_t CDSDIDLSerializer::WholeSeconds(double seconds) {
-    constexpr double kLongest = 2147483647.0;
-    if (!(seconds > 0)) return 0;  // also what is not a number
-    return static_cast<std::int64_t>(seconds < kLongest ? seconds : kLongest);
 }
 
 // Identifiers are escaped without the client's offending characters: a changed identifier would name nothing.

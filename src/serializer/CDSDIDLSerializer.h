@@ -85,8 +85,6 @@ private:
     void AppendResNumber(std::uint32_t property, const char* name, std::int64_t value);
     /// ` duration="…"`, under the same conditions.
     void AppendResDuration(float seconds);
-    /// Seconds without their fraction; 0 for what is no duration, bounded so that sizes made from it stay in 64 bits.
-    static std::int64_t WholeSeconds(double seconds);
 
     /// The container element with `extra` before its end tag.
     void WriteContainer(std::string_view id, std::string_view parent_id, std::string_view child_count,

@@ -104,6 +104,27 @@ int AddDlnaHeaders(const HttpRequest& request, std::string_view content_type, st
     return 400;
 }
 
+/// Narrows an answer of `size` bytes to the range asked for and sets its length and status; a range that is not there
+/// makes it the refusal. @return first byte to send.
+std::uint64_t ApplyRange(const HttpRequest& request, std::uint64_t size, bool applies, HttpResponse& response) {
+    ByteRange range{0, size - 1};
+    // RFC 9110, 14.2: ranges are defined for GET alone.
+    const RangeResult result =
+        request.method == "GET" && applies ? ParseRange(request.Header("range"), size, range) : RangeResult::None;
+    const std::string size_text = std::to_string(size);
+    response.length = size;
+    if (result == RangeResult::Unsatisfiable) {
+        response = PlainResponse(416);
+        response.headers.emplace_back("Content-Range", "bytes */" + size_text);
+    }
+    if (result != RangeResult::Satisfiable) return 0;
+    response.status = 206;
+    response.length = range.last - range.first + 1;
+    response.headers.emplace_back(
+        "Content-Range", "bytes " + std::to_string(range.first) + "-" + std::to_string(range.last) + "/" + size_text);
+    return range.first;
+}
+
 struct StatusText {
     int status;
     std::string_view text;
@@ -126,6 +147,22 @@ constexpr StatusText kStatusTexts[] = {
 };
 
 }  // namespace
+
+HttpResponse ServeStream(const HttpRequest& request, std::uint64_t size, const StreamOpener& open,
+                         std::string_view content_type, std::string_view dlna_features) {
+    const bool sized = size != HttpResponse::kUnknownLength;
+    HttpResponse response;
+    response.headers.emplace_back("Accept-Ranges", sized ? "bytes" : "none");
+    response.headers.emplace_back("Content-Type", content_type);
+    if (const int status = AddDlnaHeaders(request, content_type, dlna_features, response)) return PlainResponse(status);
+    response.length = size;
+    const bool same = request.Header("if-range").empty();
+    const std::uint64_t first = sized ? ApplyRange(request, size, same, response) : 0;
+    if (response.status == 416) return response;
+    const bool has_body = request.method == "GET";
+    response.stream = has_body ? open(first) : [](std::uint64_t, char*, std::size_t) { return std::ptrdiff_t{-1}; };
+    return response;
+}
 
 RangeResult ParseRange(std::string_view header, std::uint64_t size, ByteRange& range) {
     constexpr std::string_view kUnit = "bytes=";
@@ -171,25 +208,8 @@ HttpResponse ServeDescriptor(const HttpRequest& request, UniqueFd file, std::str
     response.headers.emplace_back("Content-Type", content_type);
     if (const int status = AddDlnaHeaders(request, content_type, dlna_features, response)) return PlainResponse(status);
 
-    ByteRange range{0, size - 1};
-    // RFC 9110, 14.2: ranges are defined for GET alone.
-    const RangeResult result = request.method == "GET" && RangeApplies(request, validators)
-                                   ? ParseRange(request.Header("range"), size, range)
-                                   : RangeResult::None;
-    const std::string size_text = std::to_string(size);
-    if (result == RangeResult::Unsatisfiable) {
-        HttpResponse refusal = PlainResponse(416);
-        refusal.headers.emplace_back("Content-Range", "bytes */" + size_text);
-        return refusal;
-    }
-    response.length = size;
-    if (result == RangeResult::Satisfiable) {
-        response.status = 206;
-        response.file_offset = range.first;
-        response.length = range.last - range.first + 1;
-        response.headers.emplace_back("Content-Range", "bytes " + std::to_string(range.first) + "-" +
-                                                           std::to_string(range.last) + "/" + size_text);
-    }
+    response.file_offset = ApplyRange(request, size, RangeApplies(request, validators), response);
+    if (response.status == 416) return response;
     response.file = std::move(file);
     return response;
 }

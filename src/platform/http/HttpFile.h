@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -27,6 +28,14 @@ HttpResponse ServeFile(const HttpRequest& request, const std::string& path, std:
 /// The same over an already open descriptor.
 HttpResponse ServeDescriptor(const HttpRequest& request, UniqueFd file, std::string_view content_type,
                              std::string_view dlna_features = {});
+
+/// Gives the reader of content from that byte on; called for an answer that has a body only.
+using StreamOpener = std::function<BodyReader(std::uint64_t first)>;
+/// The same for content that is made while it is sent. Without validators: a condition on one is not met. Ranges apply
+/// when the size is known.
+/// @param size  bytes, or HttpResponse::kUnknownLength.
+HttpResponse ServeStream(const HttpRequest& request, std::uint64_t size, const StreamOpener& open,
+                         std::string_view content_type, std::string_view dlna_features = {});
 
 /// A short plain-text answer with that status.
 HttpResponse PlainResponse(int status, std::string_view text = {});

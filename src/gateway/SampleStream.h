@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "gateway/FfmpegProcess.h"
+#include "model/TranscodedAudio.h"
+
+namespace MediaServer {
+
+/// The samples of a song from any byte on, behind the header of a WAV file or bare in network byte order. The length is
+/// that of `audio`: what the song lacks is silence, what it has beyond is cut.
+/// Threads: one at a time.
+class SampleStream {
+public:
+    enum class Form { Wav, Bare };
+
+    SampleStream(std::string path, const TranscodedAudio& audio, Form form, std::uint64_t first);
+
+    static std::uint64_t SizeOf(const TranscodedAudio& audio, Form form);
+
+    /// Bytes from where the last call ended. @return as BodyReader.
+    std::ptrdiff_t Read(char* buffer, std::size_t size);
+
+private:
+    bool Start();
+    bool Skip(std::uint64_t bytes);
+    std::ptrdiff_t ReadSamples(char* buffer, std::size_t size);
+
+    const std::string path_;
+    const TranscodedAudio audio_;
+    const Form form_;
+    const std::string header_;
+    std::uint64_t position_;
+    std::unique_ptr<FfmpegProcess> ffmpeg_;
+    bool ended_ = false;
+};
+
+}  // namespace MediaServer

@@ -1,0 +1,202 @@
+#include <chrono>
+#include <fstream>
+#include <thread>
+#include <vector>
+
+#include <unistd.h>
+
+#include "gateway/GatewayTest.h"
+#include "platform/text/Text.h"
+
+namespace MediaServer {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// Processes that this one started and that are not collected, dead ones too.
+int Children() {
+    int count = 0;
+    const std::string own = std::to_string(getpid());
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+        std::ifstream file(entry.path() / "stat");
+        std::string text;
+        std::getline(file, text);
+        const std::size_t name_end = text.rfind(") ");
+        const bool is_ffmpeg = text.find("(ffmpeg)") != std::string::npos;
+        if (is_ffmpeg && name_end != std::string::npos && NLIBCStrTokIndex(text.substr(name_end + 2), " ", 1) == own)
+            ++count;
+    }
+    return count;
+}
+
+bool NoneWithin(std::chrono::milliseconds limit) {
+    for (const auto end = std::chrono::steady_clock::now() + limit; std::chrono::steady_clock::now() < end;) {
+        if (Children() == 0) return true;
+        std::this_thread::sleep_for(20ms);
+    }
+    return false;
+}
+
+class TranscoderTest : public GatewayTest {
+protected:
+    TranscoderTest() { mime.AddPairs("wav audio/wav l16 audio/L16;rate=44100;channels=2"); }
+
+    std::string AddSong(const std::string& path, const char* duration, int channels, int frequency) {
+        return std::to_string(database.Insert(
+            "music", "path, duration, channel, frequency",
+            "'" + path + "', " + duration + ", " + std::to_string(channels) + ", " + std::to_string(frequency)));
+    }
+    static std::string Url(const std::string& id, const char* query) {
+        return "/transcoder/genericoder.cgi/id=" + id + ".wav?" + query;
+    }
+    /// Stereo noise, so that no two places are alike.
+    std::string Noise(const char* name, int frequency, const char* seconds, const char* options = "") {
+        return Make("-f lavfi -i anoisesrc=r=" + std::to_string(frequency) + ":seed=1:d=" + seconds +
+                        ",aformat=sample_fmts=s16 -ac 2 " + options,
+                    name);
+    }
+};
+
+struct SizeCase {
+    const char* query;
+    std::size_t bytes;  ///< of a stereo song of 48 kHz that is recorded as 5.25 seconds long
+    const char* mime;
+};
+constexpr SizeCase kSizes[] = {
+    {"format=WAV&downsample=false", 6U * 2 * 48000 * 2 + 44, "audio/wav"},
+    {"format=PCM&downsample=false", 6U * 2 * 48000 * 2, "audio/L16;rate=44100;channels=2"},
+    {"format=WAV&downsample=true", 5U * 176400 + 44, "audio/wav"},
+    {"format=PCM&downsample=true", 5U * 176400, "audio/L16;rate=44100;channels=2"},
+};
+
+/// The AAC is without the noise that its decoder makes up: that is another each time.
+TEST_F(TranscoderTest, TheAnnouncedSizeIsKeptAndRangesArePartsOfTheWhole) {
+    const std::string ids[] = {
+        AddSong(Noise("a.flac", 48000, "5.25"), "5.25", 2, 48000),
+        AddSong(Noise("a.m4a", 48000, "5.25", "-c:a aac -b:a 160k -aac_pns 0"), "5.25", 2, 48000),
+        AddSong(Noise("long.ogg", 48000, "9", "-c:a libvorbis"), "5.25", 2, 48000),
+        AddSong(Noise("short.aiff", 48000, "3"), "5.25", 2, 48000),
+    };
+    for (const std::string& id : ids) {
+        for (const SizeCase& c : kSizes) {
+            SCOPED_TRACE(id + " " + c.query);
+            const std::string url = Url(id, c.query);
+            const Answer whole = Ask(url);
+            EXPECT_EQ(whole.status, 200);
+            EXPECT_EQ(whole.Header("Content-Type"), c.mime);
+            ASSERT_EQ(whole.body.size(), c.bytes);
+            EXPECT_EQ(Ask(url, {}, "HEAD").Header("Content-Length"), std::to_string(c.bytes));
+            const std::size_t kFirsts[] = {43, 500003, c.bytes - 1};
+            for (const std::size_t first : kFirsts) {
+                const std::size_t last = std::min(first + 70000, c.bytes - 1);
+                const std::string range = std::to_string(first) + "-" + std::to_string(last);
+                const Answer part = Ask(url, "Range: bytes=" + range + "\r\n");
+                EXPECT_EQ(part.status, 206);
+                EXPECT_EQ(part.Header("Content-Range"), "bytes " + range + "/" + std::to_string(c.bytes));
+                EXPECT_TRUE(part.body == whole.body.substr(first, last - first + 1)) << range;
+            }
+        }
+    }
+    EXPECT_EQ(Ask(Url(ids[0], kSizes[0].query), "Range: bytes=999999999-\r\n").status, 416);
+    EXPECT_EQ(Children(), 0);
+}
+
+TEST_F(TranscoderTest, SamplesAreThoseOfTheSong) {
+    const std::string song = Noise("a.flac", 44100, "3");
+    const std::string id = AddSong(song, "3", 2, 44100);
+    Make("-i " + song + " -f s16le", "little.raw");
+    Make("-i " + song + " -f s16be", "big.raw");
+    const std::string wav = Ask(Url(id, "format=WAV&downsample=false")).body;
+    const std::string bare = Ask(Url(id, "format=PCM&downsample=true")).body;
+    const std::string little = ReadWholeFile(media / "little.raw", 1 << 24).value();
+    ASSERT_GT(wav.size(), little.size() + 44);
+    EXPECT_TRUE(wav.substr(44, little.size()) == little);
+    EXPECT_EQ(wav.find_first_not_of('\0', 44 + little.size()), std::string::npos) << "what the song lacks is silence";
+    EXPECT_TRUE(bare == ReadWholeFile(media / "big.raw", 1 << 24).value());
+    // The header, by a program that reads such files.
+    std::ofstream(media / "made.wav", std::ios::binary) << wav;
+    Make("-i made.wav -f s16le", "again.raw");
+    EXPECT_EQ(ReadWholeFile(media / "again.raw", 1 << 24).value().size(), wav.size() - 44);
+}
+
+TEST_F(TranscoderTest, AClientThatHangsUpTakesItsProgramAlong) {
+    const std::string id = AddSong(Noise("a.flac", 48000, "60"), "60", 2, 48000);
+    {
+        RawClient client(Port());
+        client.Send("GET " + Url(id, "format=WAV&downsample=false") + " HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
+        for (int i = 0; i < 250 && Children() == 0; ++i) std::this_thread::sleep_for(20ms);
+        ASSERT_EQ(Children(), 1) << "stands still while nobody reads";
+    }
+    EXPECT_TRUE(NoneWithin(5s));
+}
+
+TEST_F(TranscoderTest, SoManyAtOnceAndNoMore) {
+    const std::string id = AddSong(Noise("a.flac", 48000, "60"), "60", 2, 48000);
+    const std::string url = Url(id, "format=WAV&downsample=false");
+    const auto most = static_cast<int>(std::thread::hardware_concurrency() + 2);
+    int served = 0, refused = 0;
+    {
+        std::vector<std::unique_ptr<RawClient>> clients;
+        for (int i = 0; i < most + 20; ++i) {
+            clients.push_back(std::make_unique<RawClient>(Port()));
+            RawClient& client = *clients.back();
+            client.Send("GET " + url + " HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
+            std::string head, body;
+            const int status = client.Receive(head, body, false);
+            if (status == 200) ++served;
+            if (status == 503) ++refused;
+            EXPECT_EQ(RawClient::HeaderOf("\r\n" + head, "Retry-After"), status == 503 ? "10" : "");
+            EXPECT_LE(Children(), most);
+        }
+        EXPECT_EQ(Ask(url, {}, "HEAD").status, 200) << "needs no program";
+    }
+    EXPECT_EQ(served, most);
+    EXPECT_EQ(refused, 20);
+    EXPECT_TRUE(NoneWithin(5s));
+    EXPECT_EQ(Ask(url, "Range: bytes=0-9\r\n").status, 206) << "the places are free again";
+}
+
+TEST_F(TranscoderTest, FilmsBecomeTransportStreams) {
+    for (const char* codec : {"-c:v libx264 -preset ultrafast -pix_fmt yuv420p", "-c:v mpeg4"}) {
+        SCOPED_TRACE(codec);
+        const bool copied = std::string_view(codec).find("264") != std::string_view::npos;
+        const std::string film =
+            Make(std::string("-f lavfi -i testsrc2=s=320x240:d=2 -f lavfi -i sine=d=2:r=48000 ") + codec + " -c:a ac3",
+                 copied ? "a.mkv" : "b.mkv");
+        const std::string id = std::to_string(database.Insert(
+            "video", "path, video_codec, audio_codec", "'" + film + "', '" + (copied ? "h264" : "mpeg4") + "', 'ac3'"));
+        const Answer answer = Ask("/transcoder/genericoder.cgi/id=" + id + ".m2ts?format=m2ts&type=video");
+        EXPECT_EQ(answer.status, 200);
+        EXPECT_EQ(answer.Header("Content-Type"), "video/mpeg");
+        std::ofstream(media / "made.ts", std::ios::binary) << answer.body;
+        Make("-f mpegts -i made.ts -map 0:v:0 -map 0:a:0 -c copy", copied ? "h.ts" : "m.ts");
+    }
+    EXPECT_EQ(Children(), 0);
+}
+
+TEST_F(TranscoderTest, WhatIsNotThereOrNoSong) {
+    media.Write("text.flac", "#EXTM3U\n#EXTINF:1,\n/etc/passwd\n");
+    const std::string broken = AddSong(media / "text.flac", "3", 2, 44100);
+    const std::string absurd = AddSong(media / "other.flac", "3", 2000000, 44100);
+    const std::string kAbsent[] = {
+        Url("9999", "format=WAV&downsample=false"),
+        Url(broken, "format=MP3"),
+        Url(broken, "xformat=WAV"),
+        Url(broken, ""),
+        Url(absurd, "format=WAV&downsample=false"),
+        Url("1;reboot", "format=WAV"),
+        Url("radio", "radio=http%3A%2F%2F127.0.0.1%3A22%2F&format=PCM"),
+        "/transcoder/genericoder.cgi/id=1.m2ts?format=WAV",
+        "/transcoder/genericoder.cgi/",
+    };
+    for (const std::string& url : kAbsent) EXPECT_EQ(Ask(url).status, 404) << url;
+    RawClient client(Port());
+    client.Send("GET " + Url(broken, "format=WAV&downsample=true") + " HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
+    std::string head, body;
+    client.Receive(head, body, true);
+    EXPECT_LE(body.size(), 44U) << "no silence in place of a song that cannot be read";
+    EXPECT_TRUE(NoneWithin(5s));
+}
+
+}  // namespace
+}  // namespace MediaServer
