@@ -1,3 +1,5 @@
+#include <cstring>
+
 #include <upnp.h>
 
 #include "cds/CDSActions.h"
@@ -68,7 +70,9 @@ int BrowseAction(const CDSContext& context, ClientRequest& request, DMSService& 
     if (serializer.IsBroken()) return -kActionFailed;
 
     const std::string_view text = serializer.Text();
-    AddOutput(response, kBrowse, service, "Result", std::string(kDIDLOpen).append(text).append(kDIDLClose));
+    std::string result;
+    result.reserve(std::strlen(kDIDLOpen) + text.size() + std::strlen(kDIDLClose));
+    AddOutput(response, kBrowse, service, "Result", result.append(kDIDLOpen).append(text).append(kDIDLClose));
     AddOutput(response, kBrowse, service, "NumberReturned", std::to_string(written));
     AddOutput(response, kBrowse, service, "TotalMatches", std::to_string(total));
     // The root changes with every change of the library, the other containers with their number of children.

@@ -141,7 +141,9 @@ std::int32_t DirectoryListing::WriteDirectory(std::string_view directory, std::i
         std::int32_t (DirectoryListing::*write)(MediaDB&, std::int32_t, std::int32_t);
         std::int32_t total;
     };
-    std::array groups{Group{&folders, &DirectoryListing::WriteFolders, folders.SelectTotal()},
+    const std::int32_t folder_count = folders.SelectTotal();
+    files.ShareGeneration(folders);
+    std::array groups{Group{&folders, &DirectoryListing::WriteFolders, folder_count},
                       Group{&files, &DirectoryListing::WriteFiles, files.SelectTotal()}};
     for (const Group& group : groups) {
         if (group.total < 0) return kActionFailed;

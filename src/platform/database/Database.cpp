@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -30,10 +33,21 @@ constexpr char kProbeAfterSeconds[] = "5", kProbeEverySeconds[] = "2", kProbes[]
 constexpr char kMigrationLock[] = "7236001";
 constexpr std::size_t kMaxMigrationBytes = 1 << 20;
 
+/// Planning a page takes the server longer than finding its rows, and clients ask for the same first pages again and
+/// again: what comes a second time is prepared. Few, because the server keeps each plan in memory.
+constexpr std::size_t kMaxStatements = 32;
+
 struct Connection {
     PGconn* handle = nullptr;
+    std::unordered_map<std::string, std::string> statements;  ///< text to name, which is empty until it is prepared
+    unsigned names = 0;
     ~Connection() { NIMBDBClose(handle); }
 };
+
+Connection& OwnConnection() {
+    thread_local Connection connection;
+    return connection;
+}
 
 bool HasRows(const PGresult* result) {
     const ExecStatusType status = PQresultStatus(result);
@@ -56,15 +70,12 @@ bool AwaitResult(PGconn* connection, Clock::time_point deadline) {
 
 enum class Outcome { Answered, Late };
 
-/// Runs one statement. The statement timeout is the server's, and a server that stands still keeps no time: when the
-/// answer is late the connection is given up, for what would come on it belongs to nobody any more.
-Outcome Execute(PGconn* connection, const char* sql, std::span<const char* const> params,
-                std::chrono::milliseconds patience, PgResult& result) {
+/// Reads the answer to what was sent. The statement timeout is the server's, and a server that stands still keeps no
+/// time: when the answer is late the connection is given up, for what would come on it belongs to nobody any more.
+Outcome Receive(PGconn* connection, bool is_sent, std::chrono::milliseconds patience, PgResult& result) {
     result.reset();
+    if (!is_sent) return Outcome::Answered;
     const auto deadline = Clock::now() + patience;
-    if (!PQsendQueryParams(connection, sql, static_cast<int>(params.size()), nullptr, params.data(), nullptr, nullptr,
-                           0))
-        return Outcome::Answered;
     while (AwaitResult(connection, deadline)) {
         PgResult next{PQgetResult(connection)};
         if (!next) return Outcome::Answered;
@@ -74,6 +85,37 @@ Outcome Execute(PGconn* connection, const char* sql, std::span<const char* const
     PQconsumeInput(connection);
     result.reset();
     return Outcome::Late;
+}
+
+/// Runs one statement.
+Outcome Execute(PGconn* connection, const char* sql, std::span<const char* const> params,
+                std::chrono::milliseconds patience, PgResult& result) {
+    const int sent = PQsendQueryParams(connection, sql, static_cast<int>(params.size()), nullptr, params.data(),
+                                       nullptr, nullptr, 0);
+    return Receive(connection, sent != 0, patience, result);
+}
+
+/// Runs a statement that came before on this thread's connection.
+/// @return nothing when it did not, or when the prepared statement fails: then it has to be run as it stands.
+std::optional<Outcome> ExecutePrepared(Connection& own, const char* sql, std::chrono::milliseconds patience,
+                                       PgResult& result) {
+    if (own.statements.size() == kMaxStatements && !own.statements.contains(sql)) {
+        own.statements.clear();
+        if (Execute(own.handle, "DEALLOCATE ALL", {}, patience, result) == Outcome::Late) return Outcome::Late;
+    }
+    const auto [statement, is_new] = own.statements.try_emplace(sql);
+    if (is_new) return std::nullopt;
+    std::string& name = statement->second;
+    if (name.empty()) {
+        name = "page_" + std::to_string(++own.names);
+        const bool sent = PQsendPrepare(own.handle, name.c_str(), sql, 0, nullptr) != 0;
+        if (Receive(own.handle, sent, patience, result) == Outcome::Late) return Outcome::Late;
+    }
+    const bool sent = PQsendQueryPrepared(own.handle, name.c_str(), 0, nullptr, nullptr, nullptr, 0) != 0;
+    if (Receive(own.handle, sent, patience, result) == Outcome::Late) return Outcome::Late;
+    if (HasRows(result.get())) return Outcome::Answered;
+    own.statements.erase(statement);
+    return std::nullopt;
 }
 
 /// Runs a script of any number of statements.
@@ -172,10 +214,11 @@ void NIMBDBClose(PGconn* connection) noexcept {
 }
 
 PGconn* ThreadDBConnection() {
-    thread_local Connection connection;
+    Connection& connection = OwnConnection();
     if (connection.handle && PQstatus(connection.handle) != CONNECTION_OK) {
         NIMBDBClose(connection.handle);
         connection.handle = nullptr;
+        connection.statements.clear();
     }
     if (!connection.handle) connection.handle = NIMBDBConnect(nullptr, "admin", nullptr, "mediaserver");
     return connection.handle;
@@ -187,11 +230,17 @@ PgResult Query(PGconn* connection, const char* sql, std::span<const char* const>
     const PGTransactionStatusType transaction = PQtransactionStatus(connection);
     const bool may_repeat = transaction == PQTRANS_IDLE || transaction == PQTRANS_UNKNOWN;
     PgResult result;
-    Outcome outcome = Execute(connection, sql, params, patience, result);
+    Connection& own = OwnConnection();
+    // A prepared statement that fails would end a transaction before the plain one could say why.
+    const bool may_prepare = connection && connection == own.handle && transaction == PQTRANS_IDLE && params.empty() &&
+                             std::string_view(sql).starts_with("SELECT");
+    std::optional<Outcome> outcome = may_prepare ? ExecutePrepared(own, sql, patience, result) : std::nullopt;
+    if (!outcome) outcome = Execute(connection, sql, params, patience, result);
     if (outcome == Outcome::Answered && !HasRows(result.get()) && connection &&
         PQstatus(connection) == CONNECTION_BAD && may_repeat) {
         // The server restarted while the connection was idle; libpq notices only now.
         PQreset(connection);
+        if (connection == own.handle) own.statements.clear();
         outcome = Execute(connection, sql, params, patience, result);
     }
     if (HasRows(result.get())) return result;

@@ -15,13 +15,13 @@ namespace MediaServer {
 namespace {
 
 /// Rows held in memory at once. A page of any usual size is one round trip; more rows are fetched in chunks of this.
-constexpr std::int32_t kChunkRows = 256;
+constexpr std::int32_t kChunkRows = 1024;
 
 /// Pages that begin later are found through the list of all ids, because the server would read and drop the rows
 /// before.
 constexpr std::int32_t kDeepOffset = 1000;
 /// Longer lists are not kept, so that memory stays flat whatever the library's size.
-constexpr std::int32_t kMaxKeptIds = 500000;
+constexpr std::int32_t kMaxKeptIds = 1500000;
 constexpr std::int32_t kMaxKeptGroups = 20000;
 
 /// What all connections of the process know of the library as it is now.
@@ -36,6 +36,8 @@ LibraryCache& Cache() {
     static LibraryCache cache;
     return cache;
 }
+
+constexpr std::string_view kWithGeneration = ", (SELECT generation FROM library) AS library_generation";
 
 constexpr std::array<std::string_view, 5> kTables = {"music", "video", "photo", "playlist", "directory"};
 
@@ -138,16 +140,23 @@ std::int32_t MediaDB::Select(std::string_view fields, std::string_view order, st
     std::string tail;
     if (!group.empty()) tail.append(" GROUP BY ").append(group);
     if (!order.empty()) tail.append(" ORDER BY ").append(order).append(", ").append(group.empty() ? "id" : group);
-    const std::string select = SelectText(fields, tail);
-    if (!group.empty()) return SelectGroups(select, offset, limit);
-    if (offset >= kDeepOffset && limit > 0 && limit <= kChunkRows && !order.empty()) {
-        return SelectDeepPage(select, fields, order, offset, limit);
+    if (!group.empty()) {
+        if (const auto count = SelectKeptGroups(SelectText(fields, tail), offset, limit)) return *count;
     }
-    return SelectPage(select, offset, limit);
+    if (offset >= kDeepOffset && limit > 0 && limit <= kChunkRows && !order.empty()) {
+        return SelectDeepPage(std::string(fields), tail, group.empty() ? "id" : "min(id)", offset, limit);
+    }
+    if (generation_ != 0 || limit <= 0) return SelectPage(SelectText(fields, tail), offset, limit);
+    // The total is asked for next: the page brings the generation along, which saves that a round trip.
+    const std::int32_t count = SelectPage(SelectText(std::string(fields).append(kWithGeneration), tail), offset, limit);
+    if (count > 0 && rows_) Store(PQgetvalue(rows_.get(), 0, PQnfields(rows_.get()) - 1), generation_);
+    return count;
 }
 
 /// Groups are made of all rows whatever the page, so the whole list is made once and then kept.
-std::int32_t MediaDB::SelectGroups(const std::string& select, std::int32_t offset, std::int32_t limit) {
+/// @return the number of rows or a negative value; nothing when the list is too long to keep.
+std::optional<std::int32_t> MediaDB::SelectKeptGroups(const std::string& select, std::int32_t offset,
+                                                      std::int32_t limit) {
     const std::int64_t generation = Generation();
     if (generation == 0) return -1;
     auto groups = Cache().groups.Find(select, generation);
@@ -158,21 +167,23 @@ std::int32_t MediaDB::SelectGroups(const std::string& select, std::int32_t offse
         groups = keep ? std::shared_ptr<const PGresult>(std::move(rows)) : nullptr;
         Cache().groups.Keep(select, generation, *groups, keep ? PQresultMemorySize(groups->get()) : 0);
     }
-    if (!*groups) return SelectPage(select, offset, limit);
+    if (!*groups) return std::nullopt;
     const std::int32_t count = PQntuples(groups->get());
     const std::int32_t first = std::min(offset, count);
     return ShowRows(*groups, first, limit > 0 ? first + std::min(limit, count - first) : count);
 }
 
-std::int32_t MediaDB::SelectDeepPage(const std::string& select, std::string_view fields, std::string_view order,
+/// @param tail  what follows the conditions: groups and order.
+/// @param key   expression for the row that stands for a row of the list: grouping only the rows of a page by it gives
+///     the page of groups.
+std::int32_t MediaDB::SelectDeepPage(const std::string& fields, const std::string& tail, const char* key,
                                      std::int32_t offset, std::int32_t limit) {
     const std::int64_t generation = Generation();
     if (generation == 0) return -1;
+    const std::string select = SelectText(fields, tail);
     auto ids = Cache().ids.Find(select, generation);
     if (!ids) {
-        std::string keyed(fields);
-        keyed.append(", id AS listed_id");
-        const std::string list = SelectText(keyed, std::string(" ORDER BY ").append(order).append(", id"));
+        const std::string list = SelectText(fields + ", " + key + " AS listed_id", tail);
         const PgResult rows =
             Run("SELECT array_agg(listed_id) FROM (" + list + " LIMIT " + std::to_string(kMaxKeptIds + 1) + ") AS list",
                 "list the ids of media");
@@ -187,8 +198,8 @@ std::int32_t MediaDB::SelectDeepPage(const std::string& select, std::string_view
     for (std::size_t i = offset; i < end; ++i) page.append(page.empty() ? "" : ",").append(std::to_string((**ids)[i]));
     if (page.empty()) return 0;
     std::string sql = "SELECT ";
-    sql.append(fields).append(" FROM ").append(TableName(table_)).append(" WHERE id IN (" + page + ") ORDER BY ");
-    return SelectPage(sql.append(order).append(", id"), 0, limit);
+    sql.append(fields).append(" FROM ").append(TableName(table_)).append(" WHERE id IN (" + page + ")").append(tail);
+    return SelectPage(sql, 0, limit);
 }
 
 std::int32_t MediaDB::SelectPage(const std::string& select, std::int32_t offset, std::int32_t limit) {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,6 +32,8 @@ public:
     void AddParentCondition(std::string_view directory);
     /// Restricts to rows whose path lies below a directory, at any depth, found through an index.
     void AddSubtreeCondition(std::string_view directory);
+    /// Takes the library as `other` found it, so that totals of both belong together and cost one question less.
+    void ShareGeneration(const MediaDB& other) { generation_ = other.generation_; }
     /// Leaves out rows of that video codec (only meaningful on the video table).
     void AddExcludeVideoCodec(std::string_view codec);
 
@@ -65,8 +68,8 @@ public:
 private:
     PgResult Run(const std::string& sql, const char* what);
     std::string SelectText(std::string_view fields, std::string_view tail) const;
-    std::int32_t SelectGroups(const std::string& select, std::int32_t offset, std::int32_t limit);
-    std::int32_t SelectDeepPage(const std::string& select, std::string_view fields, std::string_view order,
+    std::optional<std::int32_t> SelectKeptGroups(const std::string& select, std::int32_t offset, std::int32_t limit);
+    std::int32_t SelectDeepPage(const std::string& fields, const std::string& tail, const char* key,
                                 std::int32_t offset, std::int32_t limit);
     std::int32_t SelectPage(const std::string& select, std::int32_t offset, std::int32_t limit);
     std::int32_t CountOf(const std::string& sql, const char* what);

@@ -85,7 +85,7 @@ TEST_F(MediaDBTest, PagesJoinedEqualTheWhole) {
     std::mt19937 random(seed);
     for (int round = 0; round < 60; ++round) {
         const int offset = static_cast<int>(random() % 3100);
-        const int limit = round % 4 == 0 ? 0 : static_cast<int>(random() % 600);  // 0 and beyond one chunk as well
+        const int limit = round % 4 == 0 ? 0 : static_cast<int>(random() % 1600);  // 0 and beyond one chunk as well
         SCOPED_TRACE(testing::Message() << "offset " << offset << " limit " << limit);
         Ids expected;
         for (int i = offset; i < 3000 && (limit == 0 || i < offset + limit); ++i) expected.push_back(model[i].id);
@@ -141,16 +141,16 @@ TEST_F(MediaDBTest, WhatIsKeptEndsWithTheNextChange) {
 }
 
 TEST_F(MediaDBTest, ALongListSurvivesOtherQueriesAndTheirFailures) {
-    AddSongs(1000);
+    AddSongs(3000);
     MediaDB outer(MediaKind::Music), second(MediaKind::Music);
-    ASSERT_EQ(outer.Select("id", "id", 0, 0), 1000);
-    ASSERT_EQ(second.Select("id", "id DESC", 0, 0), 1000);
-    for (int id = 1; id <= 1000; ++id) {
+    ASSERT_EQ(outer.Select("id", "id", 0, 0), 3000);
+    ASSERT_EQ(second.Select("id", "id DESC", 0, 0), 3000);
+    for (int id = 1; id <= 3000; ++id) {
         ASSERT_TRUE(outer.NextRow());
         ASSERT_TRUE(second.NextRow());
         ASSERT_EQ(outer.FetchFieldAsInt("id"), id);
-        ASSERT_EQ(second.FetchFieldAsInt("id"), 1001 - id);
-        if (id % 300 == 0) {
+        ASSERT_EQ(second.FetchFieldAsInt("id"), 3001 - id);
+        if (id % 900 == 0) {
             MediaDB broken(MediaKind::Music);
             broken.AddCondition("no such column = 1");
             EXPECT_LT(broken.Select("*", "", 0, 0), 0);
@@ -159,7 +159,7 @@ TEST_F(MediaDBTest, ALongListSurvivesOtherQueriesAndTheirFailures) {
     }
     EXPECT_FALSE(outer.NextRow());
     EXPECT_EQ(outer.Select("id", "", 0, 3), 3) << "a new query takes the place of an open list";
-    EXPECT_EQ(database.Value("SELECT count(*) FROM music"), "1000");
+    EXPECT_EQ(database.Value("SELECT count(*) FROM music"), "3000");
 }
 
 TEST_F(MediaDBTest, GroupsAreCountedAndPaged) {
@@ -174,6 +174,24 @@ TEST_F(MediaDBTest, GroupsAreCountedAndPaged) {
     rows.AddCondition("album = 'album 5'");
     EXPECT_EQ(rows.SelectTotal("disc AS cateval", "cateval"), 3);
     EXPECT_EQ(rows.SelectTotal(), 100);
+}
+
+TEST_F(MediaDBTest, MoreGroupsThanAreKeptArePagedToo) {
+    // Two songs to a group, the later one first in the table.
+    database.Execute(
+        "INSERT INTO music (id, path, album) SELECT 50000 - n, '/m/' || n, 'album ' || (n % 21000)"
+        " FROM generate_series(1, 42000) AS n");
+    for (const int offset : {0, 999, 1000, 20995}) {
+        SCOPED_TRACE(offset);
+        MediaDB rows(MediaKind::Music);
+        EXPECT_EQ(rows.SelectTotal("album AS cateval, MIN(id) AS minid", "cateval"), 21000);
+        ASSERT_EQ(rows.Select("album AS cateval, MIN(id) AS minid", "cateval", offset, 10, "cateval"),
+                  std::min(10, 21000 - offset));
+        for (int n = offset; rows.NextRow(); ++n) {
+            EXPECT_EQ(rows.FetchField("cateval"), "album " + std::to_string(n));
+            EXPECT_EQ(rows.FetchFieldAsInt("minid"), 50000 - 21000 - (n == 0 ? 21000 : n));
+        }
+    }
 }
 
 TEST_F(MediaDBTest, NamesAreOrderedAsPeopleExpect) {
@@ -281,9 +299,9 @@ TEST_F(MediaDBTest, AServerThatStandsStillIsNotWaitedFor) {
 }
 
 TEST_F(MediaDBTest, ARestartInTheMiddleOfALongListEndsIt) {
-    AddSongs(1000);
+    AddSongs(3000);
     MediaDB rows(MediaKind::Music);
-    ASSERT_EQ(rows.Select("id", "id", 0, 0), 1000);
+    ASSERT_EQ(rows.Select("id", "id", 0, 0), 3000);
     ASSERT_TRUE(rows.NextRow());
     database.Stop();
     database.Start();
