@@ -194,6 +194,28 @@ TEST_F(MediaDBTest, MoreGroupsThanAreKeptArePagedToo) {
     }
 }
 
+TEST_F(MediaDBTest, AQuestionThatCameBeforeIsAnsweredAfterItsTableChanged) {
+    AddSongs(20);
+    const auto ask = [] {
+        MediaDB rows(MediaKind::Music);
+        rows.Select("*", "id", 0, 2);
+        return ReadIds(rows);
+    };
+    // The third time it is a prepared statement; the server refuses one whose columns have changed.
+    for (int times = 0; times < 3; ++times) EXPECT_EQ(ask(), (Ids{1, 2}));
+    database.Execute("ALTER TABLE music ADD COLUMN mood text");
+    for (int times = 0; times < 3; ++times) EXPECT_EQ(ask(), (Ids{1, 2}));
+    database.Execute("ALTER TABLE music DROP COLUMN mood");
+    // More than are prepared at once push each other out.
+    for (int times = 0; times < 3; ++times) {
+        for (int offset = 0; offset < 40; ++offset) {
+            MediaDB rows(MediaKind::Music);
+            EXPECT_EQ(rows.Select("id", "id", offset, 1), offset < 20 ? 1 : 0);
+            EXPECT_EQ(rows.NextRow() ? rows.FetchFieldAsInt("id") : 0, offset < 20 ? offset + 1 : 0);
+        }
+    }
+}
+
 TEST_F(MediaDBTest, NamesAreOrderedAsPeopleExpect) {
     for (const char* title : {"Disc 10", "disc 2", "Zebra", "Édith", "Edith Q", "abba", "ABBA 2"}) {
         database.Insert("directory", "path, title", std::string("'/") + title + "', '" + title + "'");
