@@ -19,8 +19,6 @@ namespace MediaServer {
 namespace {
 
 constexpr std::chrono::seconds kPatience{30};
-/// What a player may try again after.
-constexpr const char* kRetryAfter = "10";
 constexpr std::string_view kTransportStreamMime = "video/mpeg";
 /// More than any song has; a record may say anything.
 constexpr std::int32_t kMostChannels = 8, kHighestFrequency = 384000;
@@ -113,11 +111,7 @@ HttpResponse Transcoder::Start(const HttpRequest& request, std::uint64_t size, s
                                std::string_view profile, const auto& open) const {
     std::shared_ptr<Slot> slot;
     if (request.method == "GET") slot = std::make_shared<Slot>(slots_);
-    if (slot && !slot->Taken()) {
-        HttpResponse response = PlainResponse(503);
-        response.headers.emplace_back("Retry-After", kRetryAfter);
-        return response;
-    }
+    if (slot && !slot->Taken()) return PlainResponse(503);
     const auto opener = [&](std::uint64_t first) -> BodyReader {
         return [stream = open(first), slot](std::uint64_t, char* buffer, std::size_t bytes) {
             return stream->Read(buffer, bytes);
