@@ -186,5 +186,15 @@ int PQsendQueryParams(void* connection, const char* sql, int count, const unsign
             "PQsendQueryParams");
     return Fails(kQuery) ? 0 : next(connection, sql, count, types, values, lengths, formats, result_format);
 }
+int PQsendPrepare(void* connection, const char* name, const char* sql, int count, const unsigned* types) {
+    static const auto next = Next<int(void*, const char*, const char*, int, const unsigned*)>("PQsendPrepare");
+    return Fails(kQuery) ? 0 : next(connection, name, sql, count, types);
+}
+int PQsendQueryPrepared(void* connection, const char* name, int count, const char* const* values, const int* lengths,
+                        const int* formats, int result_format) {
+    static const auto next =
+        Next<int(void*, const char*, int, const char* const*, const int*, const int*, int)>("PQsendQueryPrepared");
+    return Fails(kQuery) ? 0 : next(connection, name, count, values, lengths, formats, result_format);
+}
 
 }  // extern "C"

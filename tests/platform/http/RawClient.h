@@ -28,7 +28,7 @@ public:
         inet_pton(AF_INET, to, &remote.sin_addr);
         remote.sin_port = htons(port);
         bind(socket_.get(), reinterpret_cast<sockaddr*>(&local), sizeof local);
-        if (connect(socket_.get(), reinterpret_cast<sockaddr*>(&remote), sizeof remote) != 0) socket_.reset();
+        if (!Connect(remote)) socket_.reset();
     }
 
     bool Connected() const { return static_cast<bool>(socket_); }
@@ -99,6 +99,17 @@ public:
     }
 
 private:
+    /// A signal may interrupt connect(2); the connection is then made in the background.
+    bool Connect(const sockaddr_in& remote) {
+        if (connect(socket_.get(), reinterpret_cast<const sockaddr*>(&remote), sizeof remote) == 0) return true;
+        if (errno != EINTR) return false;
+        pollfd wait{socket_.get(), POLLOUT, 0};
+        int error = 0;
+        socklen_t size = sizeof error;
+        return poll(&wait, 1, static_cast<int>(kPatience.count())) > 0 &&
+               getsockopt(socket_.get(), SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == 0;
+    }
+
     bool More(std::chrono::milliseconds limit = kPatience) {
         pollfd waiting{socket_.get(), POLLIN, 0};
         int ready;
