@@ -5,9 +5,11 @@
 #include <optional>
 
 #include "platform/library/MediaFolders.h"
+#include "platform/system/Files.h"
 #include "platform/system/Log.h"
 #include "platform/system/Paths.h"
 #include "platform/text/Text.h"
+#include "platform/xml/XmlReader.h"
 #include "tree/CDSCategoryFolder.h"
 #include "tree/CDSIndexStorageFolder.h"
 #include "tree/CDSPlayListEntry.h"
@@ -41,9 +43,20 @@ bool IsElement(IXML_Node* node, std::string_view name) {
     return ixmlNode_getNodeType(node) == eELEMENT_NODE && name == ixmlNode_getNodeName(node);
 }
 
+/// The largest template that anybody would write by hand.
+constexpr XmlBounds kTemplateBounds{.elements = 100'000, .bytes = kMaxConfigFileBytes};
+
+/// The library's parser reads past the end of some broken documents, so what is not well formed does not reach it.
+int LoadTemplate(const std::string& path, IXML_Document** document) {
+    const std::optional<std::string> text = ReadWholeFile(path, kTemplateBounds.bytes);
+    if (!text) return IXML_NO_SUCH_FILE;
+    if (!ReadXml(*text, kTemplateBounds, [](const XmlEvent&) { return true; })) return IXML_SYNTAX_ERR;
+    return ixmlLoadDocumentEx(path.c_str(), document);
+}
+
 IxmlDocument ParseTemplate(const std::string& path) {
     IXML_Document* document = nullptr;
-    const int error = ixmlLoadDocumentEx(path.c_str(), &document);
+    const int error = LoadTemplate(path, &document);
     if (error != IXML_SUCCESS) {
         SysLogError("%s:%d Failed to load/parse %s, %d", DMS_SOURCE_FILE, __LINE__, path.c_str(), error);
     }

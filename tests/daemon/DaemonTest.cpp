@@ -46,6 +46,14 @@ bool AddInterface() {
                "ip link set dmsa up && ip link set dmsb up && ip route add 239.0.0.0/8 dev dmsa") == 0;
 }
 
+/// False for a process that ended but was not collected either, as where the first process of a container collects
+/// none.
+bool Runs(pid_t pid) {
+    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+    const std::string text{std::istreambuf_iterator<char>(status), {}};
+    return !text.empty() && text.find("State:\tZ") == std::string::npos;
+}
+
 template <typename Condition>
 bool Eventually(Condition condition, std::chrono::milliseconds patience = 15s) {
     const auto end = Clock::now() + patience;
@@ -243,7 +251,7 @@ TEST_F(Daemon, DetachesServesObeysSignalsAndLeavesNothingBehind) {
 
     const auto asked = Clock::now();
     kill(pid, SIGTERM);
-    EXPECT_TRUE(Eventually([&] { return kill(pid, 0) != 0; }, 10s));
+    EXPECT_TRUE(Eventually([&] { return !Runs(pid); }, 10s));
     EXPECT_LT(Clock::now() - asked, 8s);
     EXPECT_FALSE(std::filesystem::exists(root_ / "var/run/dms.pid"));
     EXPECT_NE(Text("var/packages/MediaServer/etc/client_list.json").find("isAccess"), std::string::npos);
@@ -313,9 +321,9 @@ TEST_F(Daemon, PortInUseIsSaidAtATerminalAndWaitedOutDetached) {
     ASSERT_TRUE(Eventually([&] { return PidInFile() > 0; }));
     const pid_t pid = PidInFile();
     std::this_thread::sleep_for(500ms);
-    EXPECT_EQ(kill(pid, 0), 0) << "a failed start waits for SIGTERM";
+    EXPECT_TRUE(Runs(pid)) << "a failed start waits for SIGTERM";
     kill(pid, SIGTERM);
-    EXPECT_TRUE(Eventually([&] { return kill(pid, 0) != 0; }));
+    EXPECT_TRUE(Eventually([&] { return !Runs(pid); }));
     EXPECT_EQ(PidInFile(), 0);
 }
 

@@ -92,6 +92,7 @@ struct HttpServer::Impl {
         std::optional<HttpResponse> answer;
     };
 
+    static MHD_Result OnAccept(void* self, const sockaddr* address, socklen_t size) noexcept;
     static void OnConnection(void* self, MHD_Connection* connection, void** context,
                              MHD_ConnectionNotificationCode code);
     static void* OnTarget(void* self, const char* target, MHD_Connection* connection);
@@ -111,7 +112,8 @@ struct HttpServer::Impl {
     const Config config;
     const HttpHandler handler;
     std::atomic<std::size_t> body_limit;
-    std::atomic<bool> serving{false};  // all event loops run
+    std::atomic<bool> serving{false};   // all event loops run
+    std::atomic<bool> stopping{false};  // who connects is turned away
     RefusalLog refusals;
     std::uint16_t port = 0;
     MHD_Daemon* daemon = nullptr;
@@ -119,6 +121,12 @@ struct HttpServer::Impl {
     WorkerPool requests;
     WorkerPool streams;
 };
+
+// Turning clients away here is what MHD_quiesce_daemon() is for, but that ends the process when an event loop happens
+// to be at its connection limit: both then take the listening socket out of the loop.
+MHD_Result HttpServer::Impl::OnAccept(void* self, const sockaddr* /*address*/, socklen_t /*size*/) noexcept {
+    return static_cast<Impl*>(self)->stopping ? MHD_NO : MHD_YES;
+}
 
 void HttpServer::Impl::OnConnection(void* self, MHD_Connection* connection, void** context,
                                     MHD_ConnectionNotificationCode code) {
@@ -366,26 +374,27 @@ int HttpServer::Start() {
         return error.code().value();  // no thread
     }
     server.daemon = MHD_start_daemon(
-        MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ITC, 0, nullptr, nullptr, &Impl::OnRequest,
-        &server, MHD_OPTION_LISTEN_SOCKET, listener.get(), MHD_OPTION_CONNECTION_LIMIT, limits.connections,
-        MHD_OPTION_PER_IP_CONNECTION_LIMIT, limits.connections_per_address, MHD_OPTION_CONNECTION_TIMEOUT,
-        static_cast<unsigned>(limits.idle_timeout.count()), MHD_OPTION_CONNECTION_MEMORY_LIMIT,
-        kConnectionMemoryFactor * limits.header_bytes + kConnectionMemoryExtra, MHD_OPTION_THREAD_POOL_SIZE,
-        limits.event_loops, MHD_OPTION_NOTIFY_CONNECTION, &Impl::OnConnection, &server, MHD_OPTION_NOTIFY_COMPLETED,
-        &Impl::OnCompleted, &server, MHD_OPTION_URI_LOG_CALLBACK, &Impl::OnTarget, &server, MHD_OPTION_END);
+        MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ITC, 0, &Impl::OnAccept, &server,
+        &Impl::OnRequest, &server, MHD_OPTION_LISTEN_SOCKET, listener.get(), MHD_OPTION_CONNECTION_LIMIT,
+        limits.connections, MHD_OPTION_PER_IP_CONNECTION_LIMIT, limits.connections_per_address,
+        MHD_OPTION_CONNECTION_TIMEOUT, static_cast<unsigned>(limits.idle_timeout.count()),
+        MHD_OPTION_CONNECTION_MEMORY_LIMIT, kConnectionMemoryFactor * limits.header_bytes + kConnectionMemoryExtra,
+        MHD_OPTION_THREAD_POOL_SIZE, limits.event_loops, MHD_OPTION_NOTIFY_CONNECTION, &Impl::OnConnection, &server,
+        MHD_OPTION_NOTIFY_COMPLETED, &Impl::OnCompleted, &server, MHD_OPTION_URI_LOG_CALLBACK, &Impl::OnTarget, &server,
+        MHD_OPTION_END);
     if (!server.daemon) {
         server.connections.reset();
         return errno ? errno : ENOMEM;
     }
     server.serving = true;
-    listener.release();  // closed by the library, or by Stop
+    listener.release();  // closed by the library
     return 0;
 }
 
 void HttpServer::Stop() {
     Impl& server = *impl_;
     if (!server.daemon) return;
-    const UniqueFd listener(MHD_quiesce_daemon(server.daemon));
+    server.stopping = true;
     // What waits for a worker is released first: the library cannot stop while a connection is suspended.
     server.requests.Stop();
     server.streams.Stop();
