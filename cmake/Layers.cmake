@@ -13,6 +13,9 @@ function(dms_library name)
     endif()
 endfunction()
 
+# For builds with the leak checker: what a library loses is not ours.
+set(dms_leak_options "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/leaks.supp:print_suppressions=0")
+
 # One test program per folder under tests/, named <folder>_test; TIMEOUT bounds each run.
 function(dms_test name)
     cmake_parse_arguments(ARG "SERIAL" "TIMEOUT" "LINKS" ${ARGN})
@@ -30,5 +33,5 @@ function(dms_test name)
         set(ARG_TIMEOUT 120)
     endif()
     set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} RUN_SERIAL ${ARG_SERIAL}
-        ENVIRONMENT "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/leaks.supp:print_suppressions=0")
+        ENVIRONMENT "${dms_leak_options}")
 endfunction()
