@@ -46,10 +46,6 @@ void CDSDIDLSerializer::SerializeObject(const CDSObject& object) {
     SerializeContainerObject(object);
 }
 
-void CDSDIDLSerializer::SerializeContainerObject(const CDSObject& object) {
-    SerializeContainer(object.id, object.parentId, object.title, object.typeCode);
-}
-
 void CDSDIDLSerializer::SerializeContainer(std::string_view id, std::string_view parent_id, std::string_view title,
                                            ObjectTypeCode code) {
     SerializeContainerWithCount(id, parent_id, title, -1, code);
@@ -65,21 +61,6 @@ void CDSDIDLSerializer::SerializeContainerWithCount(std::string_view id, std::st
     const bool storage = code == ObjectType::kStorageFolder && Wants(Property::kStorageUsed);
     WriteContainer(id, parent_id, count, title, UpnpClassOf(code),
                    storage ? "<upnp:storageUsed>-1</upnp:storageUsed>\n" : "");
-}
-
-void CDSDIDLSerializer::SerializeMediaItem(MediaKind kind, std::string_view id, std::string_view parent_id,
-                                           const NIMB_MEDIA_INFO& record) {
-    switch (kind) {
-        case MediaKind::Music:
-            return SerializeMusicItem(id, parent_id, record);
-        case MediaKind::Video:
-            return SerializeVideoItem(id, parent_id, record);
-        case MediaKind::Photo:
-            return SerializePhotoItem(id, parent_id, record);
-        case MediaKind::Playlist:
-        case MediaKind::Directory:
-            return;
-    }
 }
 
 bool CDSDIDLSerializer::WantsRes() const {

@@ -2,10 +2,10 @@
 
 #include <string>
 
-#include "model/CDSObjectSerializer.h"
 #include "model/MimeTable.h"
 #include "platform/clients/DMSClientChecker.h"
 #include "platform/text/TextBuffer.h"
+#include "serializer/ForwardingSerializer.h"
 
 namespace MediaServer {
 
@@ -20,7 +20,7 @@ struct VideoOrigin;
 /// Writes objects as DIDL-Lite for one client.
 /// Standard: UPnP ContentDirectory:1, 2.5 and appendix B; res attributes as the DLNA guidelines have them.
 /// Lifetime: one action. Threads: one.
-class CDSDIDLSerializer : public CDSObjectSerializer {
+class CDSDIDLSerializer : public ForwardingSerializer {
 public:
     /// @param client        copied.
     /// @param mime          outlives the serializer.
@@ -33,13 +33,10 @@ public:
                       std::uint32_t options, std::uint32_t filter_mask, std::string_view title_format);
 
     void SerializeObject(const CDSObject& object) override;
-    void SerializeContainerObject(const CDSObject& object) override;
     void SerializeContainer(std::string_view id, std::string_view parent_id, std::string_view title,
                             ObjectTypeCode code) override;
     void SerializeContainerWithCount(std::string_view id, std::string_view parent_id, std::string_view title,
                                      std::int32_t child_count, ObjectTypeCode code) override;
-    void SerializeMediaItem(MediaKind kind, std::string_view id, std::string_view parent_id,
-                            const NIMB_MEDIA_INFO& record) override;
     void SerializePhotoItem(std::string_view id, std::string_view parent_id, const NIMB_MEDIA_INFO& record) override;
     void SerializeVideoItem(std::string_view id, std::string_view parent_id, const NIMB_MEDIA_INFO& record) override;
     void SerializeMusicItem(std::string_view id, std::string_view parent_id, const NIMB_MEDIA_INFO& record) override;

@@ -38,10 +38,6 @@ void CDSHtmlSerializer::SerializeObject(const CDSObject& object) {
     AppendItem({}, object.title);
 }
 
-void CDSHtmlSerializer::SerializeContainerObject(const CDSObject& object) {
-    SerializeContainer(object.id, object.parentId, object.title, object.typeCode);
-}
-
 void CDSHtmlSerializer::SerializeContainer(std::string_view id, std::string_view /*parent_id*/, std::string_view title,
                                            ObjectTypeCode /*code*/) {
     buffer_.Append("<li class=\"cds-ct\"><a href=\"/cds/");

@@ -3,8 +3,8 @@
 #include <string>
 #include <string_view>
 
-#include "model/CDSObjectSerializer.h"
 #include "platform/text/TextBuffer.h"
+#include "serializer/ForwardingSerializer.h"
 
 namespace MediaServer {
 
@@ -13,11 +13,10 @@ namespace MediaServer {
 /// The list items and anchors are left open, as HTML allows; a browser closes them at the next item. Containers with a
 /// child count, radio stations, albums and video-library entries have no form here and write nothing.
 /// Lifetime: one page. Threads: one.
-class CDSHtmlSerializer : public CDSObjectSerializer {
+class CDSHtmlSerializer : public ForwardingSerializer {
 public:
     /// A container links to its page; another object is a list item without a link target.
     void SerializeObject(const CDSObject& object) override;
-    void SerializeContainerObject(const CDSObject& object) override;
     void SerializeContainer(std::string_view id, std::string_view parent_id, std::string_view title,
                             ObjectTypeCode code) override;
     void SerializeMediaItem(MediaKind kind, std::string_view id, std::string_view parent_id,
@@ -25,16 +24,7 @@ public:
     void SerializePhotoItem(std::string_view id, std::string_view parent_id, const NIMB_MEDIA_INFO& record) override;
     void SerializeVideoItem(std::string_view id, std::string_view parent_id, const NIMB_MEDIA_INFO& record) override;
     void SerializeMusicItem(std::string_view id, std::string_view parent_id, const NIMB_MEDIA_INFO& record) override;
-    void SerializeRadioItem(std::string_view, std::string_view, const RadioStation&) override {}
-    void SerializeReelhouseItem(std::string_view, std::string_view, std::int32_t, std::int32_t, bool,
-                                const Json::Value&) override {}
-    void SerializeReelhouseFile(std::string_view, std::string_view, std::int32_t, std::int32_t, bool,
-                                const Json::Value&) override {}
-    const DMSClientChecker* GetClientChecker() const override { return nullptr; }
     std::string GetResult() const override { return std::string(buffer_.View()); }
-    void SerializeMusicAlbum(std::string_view, std::string_view, std::string_view, std::string_view, std::string_view,
-                             std::string_view) override {}
-    std::uint32_t GetOptions() const override { return 0; }
 
     /// The accumulated text without a copy; valid until the next object.
     std::string_view Text() const { return buffer_.View(); }

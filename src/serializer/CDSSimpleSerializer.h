@@ -4,34 +4,21 @@
 #include <string_view>
 #include <vector>
 
-#include "model/CDSObjectSerializer.h"
+#include "serializer/ForwardingSerializer.h"
 
 namespace MediaServer {
 
 /// Collects the objects that it is given as bare records, for callers that want to look at them instead of sending
 /// them. Containers with a child count and what has no record form here are not collected.
 /// Lifetime: one page. Threads: one.
-class CDSSimpleSerializer : public CDSObjectSerializer {
+class CDSSimpleSerializer : public ForwardingSerializer {
 public:
     void SerializeObject(const CDSObject& object) override;
-    void SerializeContainerObject(const CDSObject& object) override;
     void SerializeContainer(std::string_view id, std::string_view parent_id, std::string_view title,
                             ObjectTypeCode code) override;
-    void SerializeMediaItem(MediaKind kind, std::string_view id, std::string_view parent_id,
-                            const NIMB_MEDIA_INFO& record) override;
     void SerializePhotoItem(std::string_view id, std::string_view parent_id, const NIMB_MEDIA_INFO& record) override;
     void SerializeVideoItem(std::string_view id, std::string_view parent_id, const NIMB_MEDIA_INFO& record) override;
     void SerializeMusicItem(std::string_view id, std::string_view parent_id, const NIMB_MEDIA_INFO& record) override;
-    void SerializeRadioItem(std::string_view, std::string_view, const RadioStation&) override {}
-    void SerializeReelhouseItem(std::string_view, std::string_view, std::int32_t, std::int32_t, bool,
-                                const Json::Value&) override {}
-    void SerializeReelhouseFile(std::string_view, std::string_view, std::int32_t, std::int32_t, bool,
-                                const Json::Value&) override {}
-    const DMSClientChecker* GetClientChecker() const override { return nullptr; }
-    std::string GetResult() const override { return {}; }
-    void SerializeMusicAlbum(std::string_view, std::string_view, std::string_view, std::string_view, std::string_view,
-                             std::string_view) override {}
-    std::uint32_t GetOptions() const override { return 0; }
 
     /// What was collected, in order.
     const std::vector<CDSObject>& Objects() const { return objects_; }
