@@ -10,6 +10,7 @@
 #include "platform/clients/DMSClientChecker.h"
 #include "platform/database/TestDatabase.h"
 #include "platform/text/Text.h"
+#include "serializer/ForwardingSerializer.h"
 #include "support/TempDir.h"
 #include "tree/ContentDirectoryService.h"
 #include "tree/ObjectId.h"
@@ -31,7 +32,7 @@ struct Written {
 };
 
 /// Keeps what it is given.
-class Recorder : public CDSObjectSerializer {
+class Recorder : public ForwardingSerializer {
 public:
     explicit Recorder(const DMSClientChecker* client = nullptr, std::uint32_t options = 0)
         : client_(client), options_(options) {}
@@ -40,9 +41,6 @@ public:
     std::vector<NIMB_MEDIA_INFO> records;  // of the items
 
     void SerializeObject(const CDSObject& o) override { SerializeContainerObject(o); }
-    void SerializeContainerObject(const CDSObject& o) override {
-        SerializeContainer(o.id, o.parentId, o.title, o.typeCode);
-    }
     void SerializeContainer(std::string_view id, std::string_view parent, std::string_view title,
                             ObjectTypeCode code) override {
         SerializeContainerWithCount(id, parent, title, -2, code);
@@ -64,12 +62,7 @@ public:
     void SerializeRadioItem(std::string_view id, std::string_view parent, const RadioStation& station) override {
         objects.push_back({std::string(id), std::string(parent), station.title, -1, -2, 0});
     }
-    void SerializeReelhouseItem(std::string_view, std::string_view, std::int32_t, std::int32_t, bool,
-                                const Json::Value&) override {}
-    void SerializeReelhouseFile(std::string_view, std::string_view, std::int32_t, std::int32_t, bool,
-                                const Json::Value&) override {}
     const DMSClientChecker* GetClientChecker() const override { return client_; }
-    std::string GetResult() const override { return {}; }
     void SerializeMusicAlbum(std::string_view id, std::string_view parent, std::string_view title,
                              std::string_view art_key, std::string_view, std::string_view) override {
         SerializeContainerWithCount(id, parent, title, -1, ObjectType::kMusicAlbum);
