@@ -285,14 +285,12 @@ bool HttpServer::Impl::TakeBody(Exchange& exchange, const char* data, std::size_
 void HttpServer::Impl::Dispatch(Exchange& exchange) {
     MHD_suspend_connection(exchange.connection);
     const auto work = [this, &exchange](bool abandoned) {
+        if (abandoned) refusals.Note(MHD_HTTP_SERVICE_UNAVAILABLE, exchange.client->client_address);
         exchange.answer = abandoned ? BareResponse(MHD_HTTP_SERVICE_UNAVAILABLE) : Answer(exchange.request);
         // From here on the event loop may free the exchange.
         MHD_resume_connection(exchange.connection);
     };
-    if (requests.Submit(work)) return;
-    refusals.Note(MHD_HTTP_SERVICE_UNAVAILABLE, exchange.client->client_address);
-    exchange.answer = BareResponse(MHD_HTTP_SERVICE_UNAVAILABLE);
-    MHD_resume_connection(exchange.connection);
+    if (!requests.Submit(exchange.client->client_address, work)) work(true);
 }
 
 HttpResponse HttpServer::Impl::Answer(const HttpRequest& request) {
@@ -326,7 +324,7 @@ MHD_Result HttpServer::Impl::Send(Exchange& exchange) {
         connections->ExpectFile(exchange.client, UniqueFd(fcntl(answer.file.get(), F_DUPFD_CLOEXEC, 0)),
                                 answer.file_offset + answer.length);
     }
-    const MhdResponse response = MakeResponse(answer, exchange.connection, streams);
+    const MhdResponse response = MakeResponse(answer, exchange.client->client_address, exchange.connection, streams);
     if (!response) return MHD_NO;
     if (is_media) SetSilenceLimit(exchange.connection, config.limits.stall_timeout);
     // Otherwise the library ends the body that HEAD does not have with a last chunk, which the next answer would

@@ -11,17 +11,18 @@ constexpr std::size_t kChunkBytes = 128 * 1024;  // read at a time; one turn of 
 constexpr std::size_t kSendBytes = 32 * 1024;    // handed to the socket at a time
 }  // namespace
 
-MHD_Response* HttpStream::Attach(BodyReader reader, std::uint64_t length, MHD_Connection* connection,
-                                 WorkerPool& pool) {
-    auto* stream = new HttpStream(std::move(reader), length, connection, pool);
+MHD_Response* HttpStream::Attach(BodyReader reader, std::uint64_t length, const std::string& client,
+                                 MHD_Connection* connection, WorkerPool& pool) {
+    auto* stream = new HttpStream(std::move(reader), length, client, connection, pool);
     const std::uint64_t size = length == HttpResponse::kUnknownLength ? MHD_SIZE_UNKNOWN : length;
     MHD_Response* response = MHD_create_response_from_callback(size, kSendBytes, &Read, stream, &Free);
     if (!response) delete stream;
     return response;
 }
 
-HttpStream::HttpStream(BodyReader reader, std::uint64_t length, MHD_Connection* connection, WorkerPool& pool)
-    : reader_(std::move(reader)), length_(length), connection_(connection), pool_(pool) {}
+HttpStream::HttpStream(BodyReader reader, std::uint64_t length, const std::string& client, MHD_Connection* connection,
+                       WorkerPool& pool)
+    : reader_(std::move(reader)), length_(length), client_(client), connection_(connection), pool_(pool) {}
 
 void HttpStream::Free(void* self) noexcept {
     delete static_cast<HttpStream*>(self);
@@ -38,7 +39,7 @@ ssize_t HttpStream::Read(void* self, std::uint64_t, char* buffer, std::size_t si
     if (stream.state_ == State::Ended) return MHD_CONTENT_READER_END_OF_STREAM;
     if (stream.state_ == State::Failed) return MHD_CONTENT_READER_END_WITH_ERROR;
     MHD_suspend_connection(stream.connection_);
-    if (!stream.pool_.Submit([&stream](bool abandoned) { stream.Fill(abandoned); })) stream.Fill(true);
+    if (!stream.pool_.Submit(stream.client_, [&stream](bool abandoned) { stream.Fill(abandoned); })) stream.Fill(true);
     return 0;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include <microhttpd.h>
@@ -17,11 +18,14 @@ namespace MediaServer {
 /// reference stays good. Threads: event loop and worker take turns, separated by suspend and resume.
 class HttpStream {
 public:
+    /// @param client  address of who gets it: the owner of the work.
     /// @return the response, or null when out of memory.
-    static MHD_Response* Attach(BodyReader reader, std::uint64_t length, MHD_Connection* connection, WorkerPool& pool);
+    static MHD_Response* Attach(BodyReader reader, std::uint64_t length, const std::string& client,
+                                MHD_Connection* connection, WorkerPool& pool);
 
 private:
-    HttpStream(BodyReader reader, std::uint64_t length, MHD_Connection* connection, WorkerPool& pool);
+    HttpStream(BodyReader reader, std::uint64_t length, const std::string& client, MHD_Connection* connection,
+               WorkerPool& pool);
     static ssize_t Read(void* self, std::uint64_t position, char* buffer, std::size_t size) noexcept;
     static void Free(void* self) noexcept;
     void Fill(bool abandoned);
@@ -30,6 +34,7 @@ private:
 
     const BodyReader reader_;
     const std::uint64_t length_;
+    const std::string client_;
     MHD_Connection* const connection_;
     WorkerPool& pool_;
     std::vector<char> chunk_;

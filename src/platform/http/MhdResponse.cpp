@@ -26,9 +26,10 @@ MHD_Response* FileResponse(HttpResponse& answer) {
 
 }  // namespace
 
-MhdResponse MakeResponse(HttpResponse& answer, MHD_Connection* connection, WorkerPool& streams) {
+MhdResponse MakeResponse(HttpResponse& answer, const std::string& client, MHD_Connection* connection,
+                         WorkerPool& streams) {
     if (answer.stream)
-        return MhdResponse(HttpStream::Attach(std::move(answer.stream), answer.length, connection, streams));
+        return MhdResponse(HttpStream::Attach(std::move(answer.stream), answer.length, client, connection, streams));
     if (answer.file) return MhdResponse(FileResponse(answer));
     return MhdResponse(TextResponse(std::move(answer.body)));
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include <microhttpd.h>
 
@@ -15,7 +16,9 @@ struct MhdResponseDeleter {
 using MhdResponse = std::unique_ptr<MHD_Response, MhdResponseDeleter>;
 
 /// The server library's response for the body of `answer`, which is moved out of it; null when out of memory.
+/// @param client   address of who gets it.
 /// @param streams  reads the body of a stream; outlives the connection.
-MhdResponse MakeResponse(HttpResponse& answer, MHD_Connection* connection, WorkerPool& streams);
+MhdResponse MakeResponse(HttpResponse& answer, const std::string& client, MHD_Connection* connection,
+                         WorkerPool& streams);
 
 }  // namespace MediaServer

@@ -1,21 +1,43 @@
 #include "platform/http/WorkerPool.h"
 
+#include <algorithm>
 #include <exception>
+#include <iterator>
 #include <new>
+#include <tuple>
 #include <utility>
 
 namespace MediaServer {
 
-WorkerPool::WorkerPool(std::size_t threads, std::size_t queued) : most_threads_(threads), most_queued_(queued) {}
+namespace {
+constexpr std::size_t kKeptPart = 4;  // one thread in so many is kept for owners that have none
+}  // namespace
+
+WorkerPool::WorkerPool(std::size_t threads, std::size_t queued)
+    : most_threads_(threads), most_queued_(queued), kept_threads_(threads / kKeptPart) {}
 
 WorkerPool::~WorkerPool() {
     Stop();
 }
 
-bool WorkerPool::Submit(Task task) noexcept {
-    const std::lock_guard lock(mutex_);
-    const std::size_t under_way = running_ + tasks_.size();
-    if (stopping_ || under_way >= most_threads_ + most_queued_) return false;
+bool WorkerPool::Submit(const std::string& owner, Task task) noexcept {
+    std::list<Task> displaced;
+    bool accepted = false;
+    try {
+        const std::lock_guard lock(mutex_);
+        accepted = Accept(owner, task, displaced);
+    } catch (const std::bad_alloc&) {
+        // Not accepted, though one may have been displaced for it.
+    }
+    if (accepted) wake_.notify_one();
+    for (const Task& each : displaced) each(true);
+    return accepted;
+}
+
+/// With the lock held, as the rest below but for Run.
+bool WorkerPool::Accept(const std::string& owner, Task& task, std::list<Task>& displaced) {
+    if (stopping_) return false;
+    const std::size_t under_way = running_ + waiting_;
     if (under_way >= threads_.size() && threads_.size() < most_threads_) {
         try {
             threads_.emplace_back([this] { Run(); });
@@ -24,36 +46,66 @@ bool WorkerPool::Submit(Task task) noexcept {
             if (threads_.empty()) return false;
         }
     }
-    try {
-        tasks_.push_back(std::move(task));
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
-    wake_.notify_one();
+    Share& share = ShareOf(owner);
+    if (under_way >= most_threads_ + most_queued_ && !Displace(share, displaced)) return false;
+    share.waiting.push_back(std::move(task));
+    ++waiting_;
     return true;
+}
+
+WorkerPool::Share& WorkerPool::ShareOf(const std::string& owner) {
+    const auto found =
+        std::find_if(shares_.begin(), shares_.end(), [&](const Share& share) { return share.owner == owner; });
+    return found != shares_.end() ? *found : shares_.emplace_back(Share{.owner = owner, .waiting = {}});
+}
+
+bool WorkerPool::Displace(const Share& newcomer, std::list<Task>& displaced) {
+    Share& longest = *std::max_element(shares_.begin(), shares_.end(), [](const Share& left, const Share& right) {
+        return left.waiting.size() < right.waiting.size();
+    });
+    if (longest.waiting.size() <= newcomer.waiting.size() + 1) return false;
+    displaced.splice(displaced.end(), longest.waiting, std::prev(longest.waiting.end()));
+    --waiting_;
+    return true;
+}
+
+/// Whose task is to start now; the end when none may.
+WorkerPool::Shares::iterator WorkerPool::Next() {
+    const auto rank = [](const Share& share) { return std::tuple(share.waiting.empty(), share.running); };
+    const auto next = std::min_element(shares_.begin(), shares_.end(),
+                                       [&](const Share& left, const Share& right) { return rank(left) < rank(right); });
+    if (next == shares_.end() || next->waiting.empty()) return shares_.end();
+    return next->running == 0 || running_ + kept_threads_ < most_threads_ ? next : shares_.end();
 }
 
 void WorkerPool::Run() {
     std::unique_lock lock(mutex_);
     for (;;) {
-        wake_.wait(lock, [this] { return stopping_ || !tasks_.empty(); });
+        Shares::iterator next;
+        wake_.wait(lock, [&] { return stopping_ || (next = Next()) != shares_.end(); });
         if (stopping_) return;
-        const Task task = std::move(tasks_.front());
-        tasks_.pop_front();
+        Share& share = *next;
+        const Task task = std::move(share.waiting.front());
+        share.waiting.pop_front();
+        --waiting_;
+        ++share.running;
         ++running_;
+        shares_.splice(shares_.end(), shares_, next);
         lock.unlock();
         task(false);
         lock.lock();
+        --share.running;
         --running_;
+        shares_.remove_if([](const Share& each) { return each.running == 0 && each.waiting.empty(); });
     }
 }
 
 void WorkerPool::Stop() {
-    std::deque<Task> abandoned;
+    std::list<Task> abandoned;
     {
         const std::lock_guard lock(mutex_);
         stopping_ = true;
-        abandoned.swap(tasks_);
+        for (Share& share : shares_) abandoned.splice(abandoned.end(), share.waiting);
     }
     wake_.notify_all();
     for (const Task& task : abandoned) task(true);
