@@ -1,5 +1,4 @@
 #include "SerializerTest.h"
-#include "serializer/CDSDIDLSerializer.h"
 
 namespace MediaServer {
 namespace {
@@ -74,19 +73,6 @@ TEST(DIDLFilter, ClientsThatIgnoreFiltersGetEverything) {
         EXPECT_NE(text.find("childCount=\"4\""), std::string::npos);
         EXPECT_NE(text.find(kStorage), std::string::npos);
     }
-}
-
-TEST(DIDLMediaItem, DispatchesByKindAndIgnoresTheRest) {
-    const SerializerSetup setup;
-    const NIMB_MEDIA_INFO track = Track();
-    const auto of_kind = [&](MediaKind kind) {
-        return setup.Write([&](auto& out) { out.SerializeMediaItem(kind, "1", "0", track); });
-    };
-    EXPECT_EQ(of_kind(MediaKind::Music), setup.Write([&](auto& out) { out.SerializeMusicItem("1", "0", track); }));
-    EXPECT_EQ(of_kind(MediaKind::Video), setup.Write([&](auto& out) { out.SerializeVideoItem("1", "0", track); }));
-    EXPECT_EQ(of_kind(MediaKind::Photo), setup.Write([&](auto& out) { out.SerializePhotoItem("1", "0", track); }));
-    EXPECT_EQ(of_kind(MediaKind::Playlist), "");
-    EXPECT_EQ(of_kind(MediaKind::Directory), "");
 }
 
 }  // namespace

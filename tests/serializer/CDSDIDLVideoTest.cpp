@@ -1,19 +1,12 @@
-#include <filesystem>
-#include <fstream>
-
-#include <gtest/gtest.h>
-#include <stdlib.h>
-
-#include "model/PropertyFilter.h"
-#include "model/ServiceOptions.h"
-#include "serializer/CDSDIDLSerializer.h"
+#include "SerializerTest.h"
+#include "support/TempDir.h"
 
 namespace MediaServer {
 namespace {
 
 using namespace ClientFlag;
 
-constexpr std::uint32_t kOff = 1U << 31, kRoles = 1U << 30;  // members of the client that are no capability bits
+constexpr std::uint32_t kOff = SerializerSetup::kNoDlna, kRoles = SerializerSetup::kRoles;
 constexpr std::uint32_t kEvery = Property::kAll, kArt = Property::kRes | Property::kAlbumArtURI;
 
 NIMB_MEDIA_INFO Film(const std::string& path) {
@@ -55,16 +48,9 @@ NIMB_MEDIA_INFO Subtitle(const std::string& path) {
 }
 
 std::string Serialize(const NIMB_MEDIA_INFO& record, std::uint32_t flags, std::uint32_t options, std::uint32_t filter) {
-    MimeTable mime;
-    mime.AddPairs("mkv video/x-matroska mpg video/mpeg m2ts video/mpeg srt text/srt");
-    DMSClientChecker client("", "", true);
-    client.flags = flags & ~(kOff | kRoles);
-    client.dlna_parameters = (flags & kOff) == 0;
-    client.role_attributes = (flags & kRoles) != 0;
-    client.full_menu = client.full_metadata = false;
-    CDSDIDLSerializer out(client, mime, "10.0.0.1", 50001, options, filter, "");
-    out.SerializeVideoItem("33$2", "33", record);
-    return out.GetResult();
+    return SerializerSetup(flags, options, filter).Write([&](auto& out) {
+        out.SerializeVideoItem("33$2", "33", record);
+    });
 }
 
 std::string Item(std::string_view title, std::string_view kind, std::string_view body) {
@@ -75,7 +61,7 @@ std::string Item(std::string_view title, std::string_view kind, std::string_view
 
 #define FLAGS "DLNA.ORG_OP=01;DLNA.ORG_FLAGS=01700000000000000000000000000000"
 #define RES(mime, fields) "<res  protocolInfo=\"http-get:*:" mime ":" fields "\""
-#define URL(path) ">http://10.0.0.1:50002" path "</res>"
+#define URL(path) ">http://10.0.0.7:50002" path "</res>"
 #define DATE "<dc:date>2021-02-03T04:05:06</dc:date>"
 #define FACTS(size)                                                    \
     " resolution=\"1280x720\" size=\"" size                            \
@@ -136,7 +122,7 @@ TEST(VideoItem, ByFileAndClient) {
         {"no thumbnails", film, kNoThumbnails, OptionFlag::kFolderArt, Property::kRes, "a film", "video", MKV},
         {"no covers", film, kNoVideoCover | kVideoAlbumArt, OptionFlag::kFolderArt, kArt, "a film", "video", MKV},
         {"the cover as element, not twice", film, kVideoAlbumArt, OptionFlag::kFolderArt, kArt, "a film", "video",
-         "<upnp:albumArtURI >http://10.0.0.1:50002" COVER_PATH "vfolderart/9.jpg</upnp:albumArtURI>" MKV},
+         "<upnp:albumArtURI >http://10.0.0.7:50002" COVER_PATH "vfolderart/9.jpg</upnp:albumArtURI>" MKV},
         {"the element with its profile, for the local player", film, kVideoAlbumArt | kNoThumbnails,
          OptionFlag::kFolderArt | OptionFlag::kLocalServer, kArt | Property::kAlbumArtProfile, "a film", "video",
          "<upnp:albumArtURI dlna:profileID=\"JPEG_TN\">jpegtnscaler.cgi/vfolderart/9.jpg</upnp:albumArtURI>" RES(
@@ -149,24 +135,21 @@ TEST(VideoItem, ByFileAndClient) {
 }
 
 TEST(VideoItem, CoverKindFollowsTheFirstFileThatIsThere) {
-    char directory[] = "/tmp/video_cover_XXXXXX";
-    ASSERT_NE(mkdtemp(directory), nullptr);
-    const std::string folder = directory;
-    const auto touch = [&](const char* name) { std::ofstream(folder + "/" + name) << "x"; };
+    const TempDir folder;
+    const auto touch = [&](const char* name) { folder.Write(name, "x"); };
     const auto is_png = [&] {
-        const std::string text = Serialize(Film(folder + "/a.mkv"), 0, OptionFlag::kFolderArt, Property::kRes);
+        const std::string text = Serialize(Film(folder / "a.mkv"), 0, OptionFlag::kFolderArt, Property::kRes);
         return text.find("PNG_TN") != std::string::npos && text.find("vfolderart/9.png") != std::string::npos;
     };
     touch("folder.jpg");
     EXPECT_FALSE(is_png());
     touch("a.png");
     EXPECT_TRUE(is_png()) << "the video's own cover comes before the folder's";
-    std::filesystem::create_directory(folder + "/a.jpg");
+    std::filesystem::create_directory(folder / "a.jpg");
     EXPECT_TRUE(is_png()) << "a directory is no cover";
-    std::filesystem::remove(folder + "/a.jpg");
+    std::filesystem::remove(folder / "a.jpg");
     touch("a.jpg");
     EXPECT_FALSE(is_png());
-    std::filesystem::remove_all(folder);
 }
 
 }  // namespace

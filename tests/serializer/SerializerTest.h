@@ -23,8 +23,19 @@ struct SerializerSetup {
     SerializerSetup() {
         mime.AddPairs(
             "mp3 audio/mpeg flac audio/flac wav audio/wav l16 audio/L16;rate=44100;channels=2 m4a audio/mp4 "
-            "ogg audio/ogg ape audio/x-ape aif audio/aiff");
+            "ogg audio/ogg ape audio/x-ape aif audio/aiff jpg image/jpeg png image/png gif image/gif "
+            "nef image/x-nikon-nef mkv video/x-matroska mpg video/mpeg m2ts video/mpeg srt text/srt");
     }
+    /// With capability bits, and the bits below for members that are none.
+    SerializerSetup(std::uint32_t bits, std::uint32_t option_bits, std::uint32_t filter_bits) : SerializerSetup() {
+        client.flags = bits & ~(kNoDlna | kRoles | kLargePhoto);
+        client.dlna_parameters = (bits & kNoDlna) == 0;
+        client.role_attributes = (bits & kRoles) != 0;
+        client.large_photo = (bits & kLargePhoto) != 0;
+        options = option_bits;
+        filter = filter_bits;
+    }
+    static constexpr std::uint32_t kNoDlna = 1U << 31, kRoles = 1U << 30, kLargePhoto = 1U << 29;
 
     std::string Write(const std::function<void(CDSDIDLSerializer&)>& calls) const {
         CDSDIDLSerializer serializer(client, mime, "10.0.0.7", 50001, options, filter, title_format);
