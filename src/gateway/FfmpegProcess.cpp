@@ -75,19 +75,31 @@ bool WaitFor(int descriptor, Clock::time_point deadline) {
 
 }  // namespace
 
-FfmpegProcess::FfmpegProcess(const std::vector<std::string>& before, const std::string& path,
-                             const std::vector<std::string>& after) {
+FfmpegInput FfmpegInput::File(const std::string& path, std::uint64_t first_second) {
+    FfmpegInput input{{"-protocol_whitelist", "file,pipe"}, "file:" + path};
+    if (first_second > 0) input.options.insert(input.options.end(), {"-ss", std::to_string(first_second)});
+    return input;
+}
+
+FfmpegInput FfmpegInput::Station(const std::string& url) {
+    // In microseconds: what connecting or the next byte may take, and how much is listened to before the first sound.
+    return {{"-protocol_whitelist", "http,https,tls,tcp", "-rw_timeout", "10000000", "-icy", "0", "-probesize", "65536",
+             "-analyzeduration", "1000000"},
+            url};
+}
+
+FfmpegProcess::FfmpegProcess(const FfmpegInput& input, const std::vector<std::string>& output) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) return;
     output_.reset(ends[0]);
-    const UniqueFd input(ends[1]);
-    std::vector<std::string> command = {"ffmpeg", "-loglevel",           "quiet",     "-nostdin",          "-threads",
-                                        "1",      "-protocol_whitelist", "file,pipe", "-format_whitelist", kFormats};
-    command.insert(command.end(), before.begin(), before.end());
-    command.insert(command.end(), {"-i", "file:" + path});
-    command.insert(command.end(), after.begin(), after.end());
+    const UniqueFd pipe(ends[1]);
+    std::vector<std::string> command = {"ffmpeg", "-loglevel",         "quiet", "-nostdin", "-threads",
+                                        "1",      "-format_whitelist", kFormats};
+    command.insert(command.end(), input.options.begin(), input.options.end());
+    command.insert(command.end(), {"-i", input.url});
+    command.insert(command.end(), output.begin(), output.end());
     command.insert(command.end(), {"-threads", "1", "-"});
-    pid_ = Spawn(std::move(command), input.get());
+    pid_ = Spawn(std::move(command), pipe.get());
     for (const Bound& bound : kBounds) {
         const rlimit limit{bound.most, bound.most};
         if (pid_ > 0) prlimit(pid_, bound.resource, &limit, nullptr);

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -11,15 +12,25 @@
 
 namespace MediaServer {
 
-/// The ffmpeg program at work on one media file, in a process of its own, so that a hostile file's damage stays there.
+/// What a program reads, and what it may touch for it.
+struct FfmpegInput {
+    std::vector<std::string> options;
+    std::string url;
+
+    /// A media file, and no other. @param first_second  where it begins.
+    static FfmpegInput File(const std::string& path, std::uint64_t first_second = 0);
+    /// What a station of the internet radio sends, wherever on the web it says that this is.
+    static FfmpegInput Station(const std::string& url);
+};
+
+/// The ffmpeg program at work on one input, in a process of its own, so that a hostile file's damage stays there.
 /// Its memory and processor time are bounded; killed with all that it started, and collected, when this goes.
 /// Threads: one at a time.
 class FfmpegProcess {
 public:
-    /// @param before  arguments before the input, @param after  those after it; the output is the pipe "-".
-    /// Only formats that hold their own content are read, and only from files: anything may be written in one.
-    FfmpegProcess(const std::vector<std::string>& before, const std::string& path,
-                  const std::vector<std::string>& after);
+    /// @param output  arguments for what is written to the pipe.
+    /// Only formats that hold their own content are read: anything may be written in a file.
+    FfmpegProcess(const FfmpegInput& input, const std::vector<std::string>& output);
     ~FfmpegProcess();
     FfmpegProcess(const FfmpegProcess&) = delete;
     FfmpegProcess& operator=(const FfmpegProcess&) = delete;

@@ -13,6 +13,9 @@ namespace MediaServer {
 /// Answers the requests of the media endpoint. Threads: any, at once.
 class Gateway {
 public:
+    /// Stations of the internet radio that are listened to at once. Each keeps a reader of streams waiting.
+    static constexpr std::uint32_t kStationsAtOnce = 8;
+
     /// @param mime  outlives this. @param port  where the endpoint is reached.
     /// @param workers  threads that call Handle. @param photos_are_converted  the send-thumbnail option is on.
     /// @param access  outlives this; null: nobody is refused.
@@ -20,7 +23,7 @@ public:
             AccessRights* access = nullptr)
         : pictures_(workers - workers / 4),
           files_(mime, port, photos_are_converted, pictures_),
-          transcoder_(mime, std::thread::hardware_concurrency() + 2),
+          transcoder_(mime, std::thread::hardware_concurrency() + 2, kStationsAtOnce),
           access_(access) {}
 
     HttpResponse Handle(const HttpRequest& request);

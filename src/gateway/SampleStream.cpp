@@ -10,7 +10,7 @@
 namespace MediaServer {
 namespace {
 
-constexpr std::chrono::seconds kPatience{30};
+constexpr std::chrono::seconds kPatience{30}, kStationPatience{15};
 constexpr std::uint32_t kBytesPerSample = 2;
 
 void AppendNumber(std::string& text, std::uint64_t value, int bytes) {
@@ -40,8 +40,10 @@ std::string WavHeader(const TranscodedAudio& audio) {
 
 }  // namespace
 
-SampleStream::SampleStream(std::string path, const TranscodedAudio& audio, Form form, std::uint64_t first)
-    : path_(std::move(path)),
+SampleStream::SampleStream(Source source, std::string location, const TranscodedAudio& audio, Form form,
+                           std::uint64_t first)
+    : source_(source),
+      location_(std::move(location)),
       audio_(audio),
       form_(form),
       header_(form == Form::Wav ? WavHeader(audio) : std::string()),
@@ -65,10 +67,15 @@ std::ptrdiff_t SampleStream::Read(char* buffer, std::size_t size) {
 std::ptrdiff_t SampleStream::ReadSamples(char* buffer, std::size_t size) {
     if (!ffmpeg_ && !Start()) return -1;
     if (!ended_) {
-        const std::ptrdiff_t count = ffmpeg_->Read(buffer, size, std::chrono::steady_clock::now() + kPatience);
-        if (count < 0) DMSPrintf(0, "could not transcode \"%s\": ffmpeg failed or stands still", path_.c_str());
-        if (count != 0) return count;
-        ended_ = true;
+        const bool is_song = source_ == Source::File;
+        const auto patience = is_song ? kPatience : kStationPatience;
+        const std::ptrdiff_t count = ffmpeg_->Read(buffer, size, std::chrono::steady_clock::now() + patience);
+        if (count > 0) return count;
+        ended_ = is_song && count == 0;
+        if (!ended_) {
+            DMSPrintf(is_song ? 0 : 1, "could not transcode \"%s\": ffmpeg failed or stands still", location_.c_str());
+            return -1;
+        }
     }
     std::memset(buffer, 0, size);
     return static_cast<std::ptrdiff_t>(size);
@@ -77,17 +84,16 @@ std::ptrdiff_t SampleStream::ReadSamples(char* buffer, std::size_t size) {
 /// Decoding begins a second early, at a whole one: what a decoder or resampler carries over from the frames before is
 /// then as it is in the whole song. Only the noise that AAC leaves to the decoder to make up is another each time.
 bool SampleStream::Start() {
-    const std::uint64_t second_bytes =
-        static_cast<std::uint64_t>(audio_.channels) * kBytesPerSample * static_cast<std::uint64_t>(audio_.frequency);
+    const std::uint64_t frame_bytes = static_cast<std::uint64_t>(audio_.channels) * kBytesPerSample;
+    const std::uint64_t second_bytes = frame_bytes * static_cast<std::uint64_t>(audio_.frequency);
     const std::uint64_t wanted = position_ - header_.size();
-    const std::uint64_t begin = std::max<std::uint64_t>(wanted / second_bytes, 1) - 1;
-    std::vector<std::string> before;
-    if (begin > 0) before = {"-ss", std::to_string(begin)};
+    const bool is_song = source_ == Source::File;
+    const std::uint64_t begin = is_song ? std::max<std::uint64_t>(wanted / second_bytes, 1) - 1 : 0;
     ffmpeg_ = std::make_unique<FfmpegProcess>(
-        before, path_,
+        is_song ? FfmpegInput::File(location_, begin) : FfmpegInput::Station(location_),
         std::vector<std::string>{"-map", "0:a:0", "-vn", "-sn", "-dn", "-ac", std::to_string(audio_.channels), "-ar",
                                  std::to_string(audio_.frequency), "-f", form_ == Form::Wav ? "s16le" : "s16be"});
-    return Skip(wanted - begin * second_bytes);
+    return Skip(is_song ? wanted - begin * second_bytes : wanted % frame_bytes);
 }
 
 bool SampleStream::Skip(std::uint64_t bytes) {

@@ -8,7 +8,7 @@
 
 #include "dlna/DlnaProfiles.h"
 #include "gateway/FfmpegProcess.h"
-#include "gateway/SampleStream.h"
+#include "platform/audio/NimbAudioUtils.h"
 #include "platform/database/MediaDB.h"
 #include "platform/database/MediaInfoDB.h"
 #include "platform/http/HttpFile.h"
@@ -81,7 +81,7 @@ struct FilmStream {
 
     std::ptrdiff_t Read(char* buffer, std::size_t size) {
         if (!ffmpeg) {
-            ffmpeg = std::make_unique<FfmpegProcess>(std::vector<std::string>(), record.path, FilmArguments(record));
+            ffmpeg = std::make_unique<FfmpegProcess>(FfmpegInput::File(record.path), FilmArguments(record));
         }
         const std::ptrdiff_t count = ffmpeg->Read(buffer, size, std::chrono::steady_clock::now() + kPatience);
         if (count < 0) DMSPrintf(0, "could not transcode \"%s\": ffmpeg failed or stands still", record.path.c_str());
@@ -99,18 +99,19 @@ HttpResponse Transcoder::Serve(const HttpRequest& request, std::string_view name
     constexpr std::string_view kStart = "id=";
     const std::size_t dot = name.rfind('.');
     if (!name.starts_with(kStart) || dot == std::string_view::npos) return PlainResponse(404);
-    const std::optional<std::int32_t> id = ParseRowId(name.substr(kStart.size(), dot - kStart.size()));
-    const std::string_view extension = name.substr(dot + 1);
+    const std::string_view field = name.substr(kStart.size(), dot - kStart.size()), extension = name.substr(dot + 1);
+    if (field == "radio" && extension == "wav") return ServeStation(request);
+    const std::optional<std::int32_t> id = ParseRowId(field);
     if (id && extension == "wav") return ServeSong(request, *id);
     if (id && extension == "m2ts") return ServeFilm(request, *id);
     return PlainResponse(404);
 }
 
 /// @param open  gives what Read is called on, from a byte on.
-HttpResponse Transcoder::Start(const HttpRequest& request, std::uint64_t size, std::string_view content_type,
-                               std::string_view profile, const auto& open) const {
+HttpResponse Transcoder::Start(const Slots& slots, const HttpRequest& request, std::uint64_t size,
+                               std::string_view content_type, std::string_view profile, const auto& open) const {
     std::shared_ptr<Slot> slot;
-    if (request.method == "GET") slot = std::make_shared<Slot>(slots_);
+    if (request.method == "GET") slot = std::make_shared<Slot>(slots);
     if (slot && !slot->Taken()) return PlainResponse(503);
     const auto opener = [&](std::uint64_t first) -> BodyReader {
         return [stream = open(first), slot](std::uint64_t, char* buffer, std::size_t bytes) {
@@ -129,18 +130,35 @@ HttpResponse Transcoder::ServeSong(const HttpRequest& request, std::int32_t id) 
     const bool fits = audio.channels > 0 && audio.channels <= kMostChannels && audio.frequency > 0 &&
                       audio.frequency <= kHighestFrequency && audio.bytes > 0;
     if (!fits) return PlainResponse(404);
-    const bool wav = format == "WAV";
-    const SampleStream::Form form = wav ? SampleStream::Form::Wav : SampleStream::Form::Bare;
-    return Start(request, SampleStream::SizeOf(audio, form), mime_.GetMimeType(wav ? ".wav" : ".l16"),
-                 wav ? "" : "LPCM",
-                 [&](std::uint64_t first) { return std::make_shared<SampleStream>(record.path, audio, form, first); });
+    return StartSamples(slots_, request, SampleStream::Source::File, record.path, audio,
+                        format == "WAV" ? SampleStream::Form::Wav : SampleStream::Form::Bare);
+}
+
+/// Only stations of the list: this is no proxy for any address. The form without a format is WAV.
+HttpResponse Transcoder::ServeStation(const HttpRequest& request) const {
+    const std::string_view format = Parameter(request.query, "format");
+    const std::optional<std::string> url = URLDecode(Parameter(request.query, "radio"));
+    if ((!format.empty() && format != "PCM") || !url || !RadioHasStation(*url)) return PlainResponse(404);
+    const bool wav = format.empty();
+    const TranscodedAudio audio{kRadioChannels, kRadioFrequency, kRadioBytes - (wav ? kWavHeaderBytes : 0)};
+    return StartSamples(station_slots_, request, SampleStream::Source::Station, *url, audio,
+                        wav ? SampleStream::Form::Wav : SampleStream::Form::Bare);
+}
+
+HttpResponse Transcoder::StartSamples(const Slots& slots, const HttpRequest& request, SampleStream::Source source,
+                                      const std::string& location, const TranscodedAudio& audio,
+                                      SampleStream::Form form) const {
+    const bool wav = form == SampleStream::Form::Wav;
+    return Start(
+        slots, request, SampleStream::SizeOf(audio, form), mime_.GetMimeType(wav ? ".wav" : ".l16"), wav ? "" : "LPCM",
+        [&](std::uint64_t first) { return std::make_shared<SampleStream>(source, location, audio, form, first); });
 }
 
 HttpResponse Transcoder::ServeFilm(const HttpRequest& request, std::int32_t id) const {
     if (Parameter(request.query, "format") != "m2ts") return PlainResponse(404);
     NIMB_MEDIA_INFO record;
     if (const Lookup lookup = FindRecord(MediaKind::Video, id, record); lookup != Lookup::Found) return Refusal(lookup);
-    return Start(request, HttpResponse::kUnknownLength, kTransportStreamMime, {}, [&](std::uint64_t) {
+    return Start(slots_, request, HttpResponse::kUnknownLength, kTransportStreamMime, {}, [&](std::uint64_t) {
         return std::make_shared<FilmStream>(FilmStream{record, nullptr});
     });
 }

@@ -31,8 +31,8 @@ std::string ReadAll(FfmpegProcess& ffmpeg, std::size_t limit, Clock::time_point 
 std::string VideoFrame(const std::string& path) {
     const auto deadline = Clock::now() + kPatience;
     // Past the black of the first seconds, unless the video is shorter.
-    for (const char* second : {"20", "0"}) {
-        FfmpegProcess ffmpeg({"-ss", second}, path,
+    for (const std::uint64_t second : {20, 0}) {
+        FfmpegProcess ffmpeg(FfmpegInput::File(path, second),
                              {"-an", "-sn", "-frames:v", "1", "-f", "image2pipe", "-c:v", "mjpeg"});
         if (std::string frame = ReadAll(ffmpeg, kMaxPictureBytes, deadline); !frame.empty()) return frame;
     }

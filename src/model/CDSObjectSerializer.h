@@ -7,9 +7,9 @@
 #include <json/forwards.h>
 
 #include "model/ObjectTypes.h"
-#include "platform/audio/RadioStation.h"
 #include "platform/media/MediaKind.h"
 #include "platform/media/NIMB_MEDIA_INFO.h"
+#include "platform/media/RadioStation.h"
 
 namespace MediaServer {
 

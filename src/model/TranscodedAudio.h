@@ -17,6 +17,10 @@ struct TranscodedAudio {
 /// @param downsample  to stereo at 44.1 kHz.
 TranscodedAudio TranscodedAudioOf(const NIMB_MEDIA_INFO& record, bool downsample);
 
+/// A station never ends; clients want a size, so they are told that of a little over eight hours, with a header or not.
+inline constexpr std::int64_t kRadioBytes = 5286708000;
+inline constexpr std::int32_t kRadioChannels = 2, kRadioFrequency = 44100;
+
 /// Seconds without their fraction; 0 for what is no duration, bounded so that sizes made from it stay in 64 bits.
 std::int64_t WholeSeconds(double seconds);
 

@@ -14,8 +14,6 @@ namespace {
 
 constexpr std::string_view kMusicTrackClass = "object.item.audioItem.musicTrack";
 constexpr const char* kArtProfile = "dlna:profileID=\"JPEG_TN\"";
-/// A station never ends; clients want a size, so they are told that of a little over eight hours.
-constexpr std::int64_t kRadioBytes = 5286708000;
 
 /// Which option offers a file of that extension transcoded.
 struct TranscodingRule {
@@ -185,8 +183,8 @@ void CDSDIDLSerializer::AppendRadioRes(const RadioStation& station, Rendition re
     OpenRes("radio", mime_.GetMimeType(pcm ? ".l16" : ".wav"), nullptr);
     if (station.bitrate > 0 && Wants(Property::kResBitrate)) body_.Appendf(" bitrate=\"%d\"", station.bitrate / 8);
     body_.Appendf(" size=\"%lld\"", static_cast<long long>(kRadioBytes));
-    AppendResNumber(Property::kResNrAudioChannels, "nrAudioChannels", 2);
-    AppendResNumber(Property::kResSampleFrequency, "sampleFrequency", 44100);
+    AppendResNumber(Property::kResNrAudioChannels, "nrAudioChannels", kRadioChannels);
+    AppendResNumber(Property::kResSampleFrequency, "sampleFrequency", kRadioFrequency);
     if (pcm && Wants(Property::kResBitsPerSample)) body_.Append(" bitsPerSample=\"16\"");
     RadioUrl url;
     url.Format("http://%s:%d/transcoder/genericoder.cgi/id=radio.wav?radio=%s%s", host_.c_str(), kMediaPort,

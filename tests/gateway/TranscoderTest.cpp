@@ -3,6 +3,8 @@
 #include <thread>
 #include <vector>
 
+#include <arpa/inet.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include "gateway/GatewayTest.h"
@@ -174,6 +176,102 @@ TEST_F(TranscoderTest, FilmsBecomeTransportStreams) {
     EXPECT_EQ(Children(), 0);
 }
 
+class RadioTest : public TranscoderTest {
+protected:
+    RadioTest() : station_(Config(), [this](const HttpRequest& request) { return Play(request.path); }) {
+        EXPECT_EQ(station_.Start(), 0);
+        // Accepts and says nothing, ever.
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address;
+        EXPECT_EQ(bind(silent_.get(), reinterpret_cast<sockaddr*>(&address), size), 0);
+        EXPECT_EQ(listen(silent_.get(), 64), 0);
+        EXPECT_EQ(getsockname(silent_.get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
+        silent_port_ = ntohs(address.sin_port);
+        std::string list;
+        for (const std::string& url : {At("/music"), At("/away"), Silent()}) list += url + "\n";
+        sysroot_.Write("var/packages/MediaServer/etc/radio/Jazz.m3u", list);
+        sound_ = ReadWholeFile(Noise("sound.mp3", 48000, "5", "-b:a 128k"), 1 << 24).value();
+        song_ = Noise("a.flac", 44100, "3");
+    }
+    std::string At(const char* path) const { return "http://127.0.0.1:" + std::to_string(station_.Port()) + path; }
+    std::string Silent() const { return "http://127.0.0.1:" + std::to_string(silent_port_) + "/"; }
+    static std::string UrlOf(const std::string& station, const char* format = "") {
+        return "/transcoder/genericoder.cgi/id=radio.wav?radio=" + URLEncode(station) + format;
+    }
+
+    std::string song_;
+
+private:
+    HttpResponse Play(const std::string& path) const {
+        HttpResponse answer;
+        answer.body = sound_;
+        if (path == "/away") {
+            answer.status = 302;
+            answer.headers = {{"Location", "file://" + song_}};
+        }
+        return answer;
+    }
+    static HttpServer::Config Config() {
+        HttpServer::Config config;
+        config.address = "127.0.0.1";
+        return config;
+    }
+
+    TempSysroot sysroot_;
+    std::string sound_;
+    HttpServer station_;
+    UniqueFd silent_{socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+    std::uint16_t silent_port_ = 0;
+};
+
+TEST_F(RadioTest, AStationIsHeardAsSamples) {
+    const std::string wav = UrlOf(At("/music")), bare = UrlOf(At("/music"), "&format=PCM");
+    Make("-i sound.mp3 -ac 2 -ar 44100 -f s16le", "little.raw");
+    Make("-i sound.mp3 -ac 2 -ar 44100 -f s16be", "big.raw");
+    const Answer first = Ask(wav, "Range: bytes=0-700043\r\n");
+    EXPECT_EQ(first.status, 206);
+    EXPECT_EQ(first.Header("Content-Range"), "bytes 0-700043/5286708000");
+    EXPECT_EQ(first.Header("Content-Type"), "audio/wav");
+    EXPECT_EQ(first.body.substr(0, 4), "RIFF");
+    EXPECT_TRUE(first.body.substr(44) == ReadWholeFile(media / "little.raw", 1 << 24).value().substr(0, 700000));
+    const Answer later = Ask(bare, "Range: bytes=4000000001-4000700000\r\n");
+    EXPECT_EQ(later.Header("Content-Type"), "audio/L16;rate=44100;channels=2");
+    EXPECT_TRUE(later.body == ReadWholeFile(media / "big.raw", 1 << 24).value().substr(1, 700000))
+        << "what is played now, with whole samples where the player counts them";
+    EXPECT_EQ(Ask(wav, {}, "HEAD").Header("Content-Length"), "5286708000");
+    EXPECT_LT(Ask(wav).body.size(), 1200000U) << "the end of the station is no silence";
+    EXPECT_TRUE(NoneWithin(5s));
+}
+
+TEST_F(RadioTest, OnlyStationsOfTheListAndOnlyTheWeb) {
+    for (const std::string& url :
+         {UrlOf(At("/other")), UrlOf("file://" + song_), UrlOf(""), UrlOf(At("/music"), "&format=MP3"),
+          UrlOf(At("/music").substr(0, 20)), std::string("/transcoder/genericoder.cgi/id=radio.wav?radio=%zz"),
+          std::string("/transcoder/genericoder.cgi/id=radio.wav"),
+          std::string("/transcoder/genericoder.cgi/id=radio.mp3")})
+        EXPECT_EQ(Ask(url).status, 404) << url;
+    EXPECT_LE(Ask(UrlOf(At("/away"))).body.size(), 44U) << "a station that redirects to a file of this machine";
+}
+
+TEST_F(RadioTest, AStationThatDoesNotAnswerCostsNobodyElseAnything) {
+    const std::string id = AddSong(song_, "3", 2, 44100);
+    std::vector<std::unique_ptr<RawClient>> clients;
+    std::string head, body;
+    for (std::uint32_t i = 0; i < Gateway::kStationsAtOnce; ++i) {
+        clients.push_back(std::make_unique<RawClient>(Port()));
+        clients.back()->Send("GET " + UrlOf(Silent()) + " HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
+        EXPECT_EQ(clients.back()->Receive(head, body, false), 200);
+    }
+    EXPECT_EQ(Ask(UrlOf(At("/music"))).status, 503);
+    EXPECT_EQ(Ask("/m/NDLNA/" + id + ".flac").status, 200);
+    EXPECT_EQ(Ask(Url(id, "format=WAV&downsample=false")).status, 200);
+    for (const auto& client : clients) EXPECT_TRUE(client->ClosedWithin(15s)) << "given up";
+    EXPECT_EQ(Ask(UrlOf(At("/music")), "Range: bytes=0-9\r\n").status, 206) << "the places are free again";
+    EXPECT_TRUE(NoneWithin(5s));
+}
+
 TEST_F(TranscoderTest, WhatIsNotThereOrNoSong) {
     media.Write("text.flac", "#EXTM3U\n#EXTINF:1,\n/etc/passwd\n");
     const std::string broken = AddSong(media / "text.flac", "3", 2, 44100);
@@ -185,7 +283,6 @@ TEST_F(TranscoderTest, WhatIsNotThereOrNoSong) {
         Url(broken, ""),
         Url(absurd, "format=WAV&downsample=false"),
         Url("1;reboot", "format=WAV"),
-        Url("radio", "radio=http%3A%2F%2F127.0.0.1%3A22%2F&format=PCM"),
         "/transcoder/genericoder.cgi/id=1.m2ts?format=WAV",
         "/transcoder/genericoder.cgi/",
     };

@@ -111,6 +111,7 @@ int ServeUntilStopped(const Arguments& arguments, const ServiceOptions& options,
     config.address = address;
     config.port = arguments.port;
     config.limits.workers = kWorkers;
+    config.limits.stream_workers += Gateway::kStationsAtOnce;
     config.server_header = "Linux UPnP/1.0 dms-gateway";
     HttpServer server(std::move(config), [&](const HttpRequest& request) { return gateway.Handle(request); });
     if (const int error = server.Start(); error != 0) {

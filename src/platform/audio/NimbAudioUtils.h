@@ -2,10 +2,11 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "platform/audio/RadioStation.h"
 #include "platform/media/NIMB_MEDIA_INFO.h"
+#include "platform/media/RadioStation.h"
 
 namespace MediaServer {
 
@@ -51,5 +52,7 @@ std::int32_t RadioGetStations(std::int32_t genre, std::int32_t start, std::int32
                               std::vector<RadioStation>& stations, std::int32_t& total);
 /// @return 1 when there is such a station, else 0.
 int RadioGetStationData(std::int32_t genre, std::int32_t station, RadioStation& record);
+/// True for the address of a station in the list, as it is written there.
+bool RadioHasStation(std::string_view url);
 
 }  // namespace MediaServer

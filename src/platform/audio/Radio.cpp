@@ -113,4 +113,12 @@ int RadioGetStationData(std::int32_t genre, std::int32_t station, RadioStation& 
     return 1;
 }
 
+bool RadioHasStation(std::string_view url) {
+    const Genres all = All();
+    return std::any_of(all->begin(), all->end(), [&](const Genre& genre) {
+        return std::any_of(genre.stations.begin(), genre.stations.end(),
+                           [&](const RadioStation& station) { return station.url == url; });
+    });
+}
+
 }  // namespace MediaServer
