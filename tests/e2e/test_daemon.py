@@ -1,0 +1,245 @@
+"""The daemon by itself, without database and gateway: how it starts, what its signals ask for, how it ends."""
+import contextlib
+import fcntl
+import os
+import shutil
+import signal
+import socket
+import subprocess
+import tempfile
+import time
+import unittest
+
+from lxml import etree
+
+from harness import upnp
+from harness.daemon import BUILD_DIR
+from harness.network import Host, Network
+from harness.server import PROJECT, wait_until
+
+PACKAGE = "var/packages/MediaServer"
+CLIENT_LIST = f"{PACKAGE}/etc/client_list.json"
+REFUSED = '{"ClientList": {"00:00:00:00:00:01": {"isAccess": "false"}}}'
+
+
+def setUpModule():
+    global lonely, host
+    network = Network(1)
+    unittest.addModuleCleanup(network.close)
+    host, = network.hosts
+    lonely = Host()
+    unittest.addModuleCleanup(lonely.close)
+
+
+class Case(unittest.TestCase):
+    """A fresh installation. The daemon's files are named as below its root."""
+    base = "http://127.0.0.1:50003"
+
+    def setUp(self):
+        self.enterContext(self.place().entered())
+        folder = tempfile.TemporaryDirectory(prefix="dms", ignore_cleanup_errors=True)
+        self.addCleanup(folder.cleanup)
+        self.root = folder.name
+        for name in ("var/run", "var/log", f"{PACKAGE}/etc", "usr/nimb/etc.defaults"):
+            os.makedirs(f"{self.root}/{name}")
+        shutil.copytree(f"{PROJECT}/share", f"{self.root}/{PACKAGE}/target/etc")
+        shutil.copy(f"{PROJECT}/share/mimetypes.txt", f"{self.root}/usr/nimb/etc.defaults")
+        self.addCleanup(self.kill_what_is_left)
+        self.started = []
+
+    def place(self):
+        return lonely
+
+    def kill_what_is_left(self):
+        for process in self.started:
+            process.kill()
+            process.wait()
+        if self.pid() > 1:  # a detached one
+            with contextlib.suppress(ProcessLookupError):
+                os.kill(self.pid(), signal.SIGKILL)
+
+    def start(self, *arguments, output="output"):
+        with open(f"{self.root}/{output}", "wb") as file:
+            self.started.append(subprocess.Popen(
+                [f"{BUILD_DIR}/src/daemon/dms", *arguments], env={**os.environ, "DMS_SYSROOT": self.root},
+                stdin=subprocess.DEVNULL, stdout=file, stderr=file))
+        return self.started[-1]
+
+    def serve(self, *arguments):
+        """Started in the foreground and serving; the description can be read a moment before actions are answered."""
+        process = self.start("--foreground", *arguments)
+        wait_until(self.update_id, 15, "the daemon to serve")
+        return process
+
+    def status(self, *arguments, output="output"):
+        return self.start(*arguments, output=output).wait(timeout=15)
+
+    def stop(self, process, number=signal.SIGTERM):
+        process.send_signal(number)
+        self.assertEqual(process.wait(timeout=15), 0, self.text("output"))
+        self.assertEqual(self.pid(), 0)
+
+    def text(self, name):
+        try:
+            with open(f"{self.root}/{name}", errors="replace") as file:
+                return file.read()
+        except FileNotFoundError:
+            return ""
+
+    def write(self, name, text):
+        with open(f"{self.root}/{name}", "w") as file:
+            file.write(text)
+
+    def options(self, text):
+        self.write(f"{PACKAGE}/etc/dmsinfo.conf", text)
+
+    def pid(self):
+        return int(self.text("var/run/dms.pid") or 0)
+
+    def server(self):
+        return upnp.MediaServer(f"{self.base}/desc/device.xml", "test/1.0")
+
+    def update_id(self):
+        """None when it is refused, or nobody answers."""
+        try:
+            return self.server().services[upnp.CONTENT_DIRECTORY].call("GetSystemUpdateID")["Id"]
+        except (OSError, AssertionError, upnp.UpnpError, etree.XMLSyntaxError):
+            return None
+
+
+class LocalServer(Case):
+    def test_detaches_obeys_signals_and_leaves_nothing_behind(self):
+        self.assertEqual(self.status("-localserver"), 0, self.text("output"))
+        wait_until(self.update_id, 15, "the daemon to serve")
+        pid = self.pid()
+        self.assertEqual(os.getsid(pid), pid)
+        self.assertEqual(self.text("var/run/dms.pid"), str(pid), "no newline")
+        self.assertEqual(self.text(CLIENT_LIST), '{\n\t"ClientList" : 0\n}\n')
+
+        self.assertEqual(self.update_id(), "1")
+        os.kill(pid, signal.SIGUSR1)
+        wait_until(lambda: self.update_id() == "2", 15, "the library to have changed")
+        self.options('loglevel_mediaservice="3"\n')
+        os.kill(pid, signal.SIGHUP)
+        wait_until(lambda: self.update_id() and "CDS_GetSystemUpdateID" in self.text("var/log/dms.log"), 15, "the log level")
+        os.kill(pid, signal.SIGCONT)
+        wait_until(lambda: "browse_user-agent" in self.text(CLIENT_LIST), 15, "the client list to be written")
+        self.write(CLIENT_LIST, REFUSED)
+        os.kill(pid, signal.SIGUSR2)
+        wait_until(lambda: self.update_id() is None, 15, "the edited list to be read")
+
+        asked = time.monotonic()
+        os.kill(pid, signal.SIGTERM)
+        wait_until(lambda: not self.runs(pid), 10, "the daemon to end")
+        self.assertLess(time.monotonic() - asked, 8)
+        self.assertFalse(os.path.exists(f"{self.root}/var/run/dms.pid"))
+        self.assertIn("isAccess", self.text(CLIENT_LIST))
+
+    def test_a_second_start_is_refused_and_harms_nothing(self):
+        first = self.serve("-localserver")
+        for mode in ("--foreground", "-localserver"):
+            self.assertEqual(self.status(mode, output="second"), 1)
+            self.assertIn(f"already running as process {first.pid}", self.text("second"))
+        self.assertEqual((self.pid(), self.update_id()), (first.pid, "1"))
+        self.stop(first, signal.SIGINT)
+
+    def test_the_pid_file_of_a_crash_is_no_hindrance(self):
+        self.write("var/run/dms.pid", "1")
+        process = self.serve("-localserver")
+        self.assertEqual(self.pid(), process.pid)
+        self.stop(process)
+
+    def test_a_server_that_does_not_tell_its_number_is_named_without_one(self):
+        with open(f"{self.root}/var/run/dms.pid", "w") as other:
+            fcntl.flock(other, fcntl.LOCK_EX)
+            self.assertEqual(self.status("--foreground", "-localserver"), 1)
+        self.assertIn('the server is already running ("', self.text("output"))
+
+    def test_stops_in_order_while_it_starts(self):
+        for delay in (0, 0.02, 0.1):
+            process = self.start("--foreground", "-localserver")
+            while self.pid() != process.pid and process.poll() is None:
+                pass
+            time.sleep(delay)
+            self.stop(process)
+
+    def test_a_list_that_is_there_is_not_rewritten_by_the_start(self):
+        own = '{"ClientList" :{"aa:bb:cc:00:11:22":{"isAccess":"false"}} }'
+        self.write(CLIENT_LIST, own)
+        process = self.serve("-localserver")
+        self.assertEqual(self.text(CLIENT_LIST), own)
+        self.stop(process)
+
+    def test_a_port_in_use_is_said_at_a_terminal_and_waited_out_detached(self):
+        with socket.create_server(("", 50003)):
+            self.assertEqual(self.status("--foreground", "-localserver"), 1)
+            for said in ("port 50003 on 127.0.0.1 is in use", "Failed to init UPNP, err=-203"):
+                self.assertIn(said, self.text("output"))
+            self.assertEqual(self.pid(), 0)
+            self.assertEqual(self.status("-localserver"), 0)
+            pid = wait_until(self.pid, 15, "the pid file")
+            time.sleep(0.5)
+            self.assertTrue(self.runs(pid), "a failed start waits for SIGTERM")
+            os.kill(pid, signal.SIGTERM)
+            wait_until(lambda: not self.runs(pid), 15, "the daemon to end")
+            self.assertEqual(self.pid(), 0)
+
+    def test_a_torn_list_and_missing_files_do_not_stop_it(self):
+        torn = '{"ClientList": {"00:00'
+        self.write(CLIENT_LIST, torn)
+        for name in ("agent.conf", "dmsicon48.jpg"):
+            os.unlink(f"{self.root}/{PACKAGE}/target/etc/{name}")
+        process = self.serve("-localserver")
+        self.assertEqual((self.update_id(), self.text(CLIENT_LIST + ".broken")), ("1", torn))
+        self.stop(process)
+        self.assertIn("client_list.json.broken", self.text("output"))
+
+    def test_what_it_cannot_do_without(self):
+        self.assertEqual(self.status("--foreground"), 1)
+        self.assertIn("no network interface", self.text("output"))
+        self.assertTrue(os.path.exists(f"{self.root}/var/run/dms.ip"))
+        self.assertEqual(self.text("var/run/dms.ip"), "")
+        shutil.rmtree(f"{self.root}/{PACKAGE}/target/etc/strings")
+        self.assertEqual(self.status("--foreground", "-localserver"), 1)
+        self.assertIn("Failed to import strings", self.text("output"))
+
+    @staticmethod
+    def runs(pid):
+        """False for a process that ended but was not collected either, as where the first process of a container does not."""
+        try:
+            with open(f"/proc/{pid}/status") as file:
+                return "State:\tZ" not in file.read()
+        except OSError:
+            return False
+
+
+class OnTheNetwork(Case):
+    def place(self):
+        return host
+
+    def test_the_first_interface_when_the_named_one_is_missing(self):
+        self.base = f"http://{host.address}:50001"
+        self.options('network_mediaservice="nosuch0"\nloglevel_mediaservice="2"\n')
+        process = self.serve()
+        self.assertEqual(self.text("var/run/dms.ip"), host.address)
+        for said in (f"MediaServer bind to {host.address}:50001", f"MediaServer device desc:{self.base}/desc/device.xml"):
+            self.assertIn(said, self.text("var/log/dms.log"))
+        self.stop(process)
+
+    def test_options_of_the_network_and_the_menu(self):
+        # Two entries of the interface table have the name; the later one counts.
+        host.run("ip", "address", "add", "10.78.0.1/24", "dev", "lan")
+        self.addCleanup(host.run, "ip", "address", "delete", "10.78.0.1/24", "dev", "lan")
+        self.base = "http://10.78.0.1:50001"
+        self.write(f"{PACKAGE}/etc/menu_custom.xml",
+                   '<menu><entrylist><entry id="own"><title>My own menu</title><entrylist>'
+                   '<entry id="all" type="index_storagefolder" media="music"><title>All</title></entry>'
+                   '</entrylist></entry></entrylist></menu>')
+        for too_short in ("30", "abc"):
+            self.options(f"network_mediaservice=lan\nmenustyle_mediaservice=custom\nadvrexpire_mediaservice={too_short}\n")
+            process = self.serve()
+            self.assertEqual(self.text("var/run/dms.ip"), "10.78.0.1")
+            answers = wait_until(lambda: upnp.m_search("10.78.0.1", "upnp:rootdevice"), 15, "an answer to a search")
+            self.assertEqual(answers[0]["cache-control"], "max-age=70")
+            self.assertEqual(self.server().child("0", "My own menu"), "own")
+            self.stop(process)
