@@ -12,6 +12,11 @@ def peak_memory(pid):
     return int(_status(pid, "VmHWM")) * 1024
 
 
+def resident_memory(pid):
+    """In bytes."""
+    return int(_status(pid, "VmRSS")) * 1024
+
+
 def forget_peak(pid):
     with open(f"/proc/{pid}/clear_refs", "w") as file:
         file.write("5")
