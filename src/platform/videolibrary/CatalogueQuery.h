@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/database/Database.h"
+#include "platform/videolibrary/VideoMetadataAPI.h"
+
+namespace MediaServer::LibReelhouse {
+
+/// Values that belong to a statement, bound to it by their numbers.
+class Parameters {
+public:
+    /// Bytes that are not UTF-8, which no row has and the server refuses, are dropped.
+    /// @return what stands for the value in the text: "$1", "$2" ...
+    std::string Bind(std::string_view value);
+    const std::vector<std::string>& Values() const { return values_; }
+
+private:
+    std::vector<std::string> values_;
+};
+
+/// Runs a statement on the calling thread's connection. @return null after the reason was logged.
+PgResult Ask(const std::string& sql, const Parameters& parameters, const char* what);
+
+/// The one number that a statement gives, kept for the process until the library changes.
+/// @return nothing after the reason was logged.
+std::optional<std::int32_t> AskNumber(const std::string& sql, const Parameters& parameters, const char* what);
+
+/// " LIMIT … OFFSET …" of a page.
+std::string PageText(Page page);
+
+/// A field of a row; the view lives as long as the rows.
+std::string_view Field(const PGresult* rows, int row, int column);
+
+/// Row ids as the text of an array: "{1,2,3}".
+std::string ArrayText(const std::vector<std::int32_t>& ids);
+
+}  // namespace MediaServer::LibReelhouse

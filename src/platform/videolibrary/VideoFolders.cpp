@@ -1,0 +1,144 @@
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/text/Text.h"
+#include "platform/videolibrary/CatalogueQuery.h"
+#include "platform/videolibrary/VideoMetadataAPI.h"
+#include "platform/videolibrary/VideoRecords.h"
+#include "platform/videolibrary/VideoTables.h"
+
+namespace MediaServer::LibReelhouse {
+namespace {
+
+/// Files below the directory "d", through the index of paths by their bytes: what follows '/' in them is '0'.
+constexpr char kIsBelow[] = "v.path ~>=~ (d.path || '/') AND v.path ~<~ (d.path || '0')";
+
+/// Reads rows with the columns "id", "path" and "title".
+bool ReadFolders(const std::string& sql, const Parameters& parameters, Json::Value& reply) {
+    reply = Json::Value(Json::objectValue);
+    Json::Value& objects = reply["objects"];
+    if (!ReadRecords(sql, parameters, 0, objects)) return false;
+    for (Json::Value& object : objects) object["type"] = "folder";
+    return true;
+}
+
+struct VideoFile {
+    std::string id, path;
+    std::int32_t mapper_id;
+};
+
+bool ReadFiles(const std::string& sql, const Parameters& parameters, std::vector<VideoFile>& files) {
+    const PgResult rows = Ask(sql, parameters, "list the videos of a directory");
+    for (int row = 0; rows && row < PQntuples(rows.get()); ++row) {
+        files.push_back({std::string(Field(rows.get(), row, 0)), std::string(Field(rows.get(), row, 1)),
+                         ToInt(Field(rows.get(), row, 2))});
+    }
+    return rows != nullptr;
+}
+
+std::string MapperIds(const std::vector<VideoFile>& files) {
+    std::vector<std::int32_t> ids;
+    for (const VideoFile& file : files) ids.push_back(file.mapper_id);
+    return ArrayText(ids);
+}
+
+}  // namespace
+
+bool VideoMetadataAPI::GetDirFilesCount(std::string_view folder_id, std::int32_t& count) {
+    const std::optional<std::int32_t> row = ParseRowId(folder_id);
+    if (!row) return false;
+    Parameters parameters;
+    const PgResult rows = Ask("SELECT videos FROM directory WHERE id = " + parameters.Bind(std::to_string(*row)),
+                              parameters, "count the videos below a directory");
+    if (!rows || PQntuples(rows.get()) == 0) return false;
+    count = ToInt(Field(rows.get(), 0, 0));
+    return true;
+}
+
+bool VideoMetadataAPI::ListDir(_VIDEO_TABLE_TYPE_ type, std::uint32_t additional, std::string_view directory, Page page,
+                               bool subtitled, Json::Value& listing, std::int32_t& total) {
+    const VideoKind* const kind = FindVideoKind(type);
+    if (!kind) return false;
+    Parameters parameters;
+    const std::string source =
+        " FROM video AS v JOIN video_file AS f ON f.id = v.id WHERE v.parent_id ="
+        " (SELECT d.id FROM directory AS d WHERE d.path = " +
+        parameters.Bind(directory) + ") AND f.type = " + std::to_string(kind->type) +
+        (subtitled ? " AND f.subtitle" : "");
+    std::vector<VideoFile> files;
+    const auto count = AskNumber("SELECT count(*)" + source, parameters, "count the videos of a directory");
+    if (!count ||
+        !ReadFiles("SELECT v.id, v.path, f.mapper_id" + source + " ORDER BY upper(v.path), v.id" + PageText(page),
+                   parameters, files)) {
+        return false;
+    }
+    total = *count;
+
+    Parameters mappers;
+    const std::string of_files = " WHERE t.mapper_id = ANY (" + mappers.Bind(MapperIds(files)) + "::integer[])";
+    Json::Value records;
+    if (!ReadRecords(std::string("SELECT ") + kind->columns + " FROM " + kind->table + " AS t" + kind->join + of_files,
+                     mappers, additional, records)) {
+        return false;
+    }
+    std::unordered_map<std::int32_t, Json::ArrayIndex> record_of;
+    for (Json::ArrayIndex i = 0; i < records.size(); ++i) {
+        record_of.emplace(ToInt(records[i]["mapper_id"].asString()), i);
+    }
+    for (const VideoFile& file : files) {
+        const auto record = record_of.find(file.mapper_id);
+        if (record == record_of.end()) continue;  // it went between the two questions
+        Json::Value& object = listing["objects"].append(records[record->second]);
+        object["type"] = "file";
+        object["id"] = file.id;
+        object["path"] = file.path;
+    }
+    return true;
+}
+
+bool VideoMetadataAPI::GetFileIdPathByDirPath(std::string_view directory, std::string& file_id,
+                                              std::string& file_path) {
+    Parameters parameters;
+    const PgResult rows =
+        Ask("SELECT v.id, v.path FROM directory AS d JOIN video AS v ON v.id = d.first_video"
+            " WHERE d.path = " +
+                parameters.Bind(directory),
+            parameters, "look for a video below a directory");
+    if (!rows || PQntuples(rows.get()) == 0) return false;
+    file_id = Field(rows.get(), 0, 0);
+    file_path = Field(rows.get(), 0, 1);
+    return true;
+}
+
+bool NIMBVideoGetRootDirByVideoType(Json::Value& reply, std::string_view table) {
+    const VideoKind* const kind = FindVideoKind(table);
+    if (!kind) return false;
+    // The files of shows are those of their episodes.
+    const int type = kind->type == kTvShow ? kEpisode : kind->type;
+    return ReadFolders(
+        "SELECT d.id, d.path, d.title FROM directory AS d WHERE d.parent_id IS NULL AND d.videos > 0"
+        " AND EXISTS (SELECT 1 FROM video AS v JOIN video_file AS f ON f.id = v.id WHERE f.type = " +
+            std::to_string(type) + " AND " + kIsBelow + ") ORDER BY d.title, d.id",
+        {}, reply);
+}
+
+bool GetDirInfo(Json::Value& reply, std::string_view directory, Page page) {
+    Parameters path;
+    const PgResult rows =
+        Ask("SELECT id FROM directory WHERE path = " + path.Bind(directory), path, "look up a directory");
+    if (!rows || PQntuples(rows.get()) == 0) return false;
+    Parameters parameters;
+    const std::string source =
+        " FROM directory WHERE videos > 0 AND parent_id = " + parameters.Bind(Field(rows.get(), 0, 0));
+    const auto total = AskNumber("SELECT count(*)" + source, parameters, "count directories with videos");
+    if (!total ||
+        !ReadFolders("SELECT id, path, title" + source + " ORDER BY title, id" + PageText(page), parameters, reply)) {
+        return false;
+    }
+    reply["total"] = *total;
+    reply["path"].append(std::string(directory));
+    return true;
+}
+
+}  // namespace MediaServer::LibReelhouse
