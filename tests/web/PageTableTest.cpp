@@ -1,10 +1,7 @@
-#include <cstdlib>
-#include <filesystem>
-#include <thread>
-
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "support/TempDir.h"
 #include "web/PageTable.h"
 
 namespace MediaServer {
@@ -14,22 +11,16 @@ using std::chrono::seconds;
 
 class PageTableTest : public ::testing::Test {
 protected:
-    PageTableTest() {
-        std::string pattern = "/tmp/pagesXXXXXX";
-        directory = ::mkdtemp(pattern.data());
-    }
-    ~PageTableTest() override { std::filesystem::remove_all(directory); }
-
     std::string NewFile() {
-        std::string path = (directory / "cdsXXXXXX").string();
+        std::string path = directory / "cdsXXXXXX";
         ::close(::mkstemp(path.data()));
         return path;
     }
     std::size_t Files() const {
-        return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(directory), {}));
+        return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(directory.Path()), {}));
     }
 
-    std::filesystem::path directory;
+    TempDir directory;
     PageTable::Clock::time_point now{seconds(1000)};
 };
 

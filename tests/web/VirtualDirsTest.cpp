@@ -45,7 +45,7 @@ constexpr UrlCase kUrlCases[] = {
 
 TEST_F(VirtualDirsTest, NamesLeadToFiles) {
     AddTrack(Write("media/a.mp3", "song"), "T");
-    AddTrack((root / "media/gone.mp3").string(), "T");
+    AddTrack(root / "media/gone.mp3", "T");
     const std::string photo = Write("media/p.jpg", "photo");
     Write("media/@eaDir/p.jpg/NIMBPHOTO_THUMB_S.jpg", "small");
     Write("media/@eaDir/p.jpg/NIMBPHOTO:THUMB_B.jpg", "big");
@@ -75,10 +75,10 @@ TEST_F(VirtualDirsTest, TypesFollowTheName) {
 }
 
 TEST_F(VirtualDirsTest, WhatIsNoPlainFileIsNotServed) {
-    const std::string pipe = (root / "media.mp3").string();
+    const std::string pipe = root / "media.mp3";
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
     AddTrack(pipe, "pipe");
-    AddTrack(root.string(), "directory");
+    AddTrack(root.Path(), "directory");
     EXPECT_EQ(Get("/m/1.mp3"), "-");
     EXPECT_EQ(Get("/m/2.mp3"), "-");
     EXPECT_EQ(web.open(From(kHere), "/m/1.mp3", false), nullptr) << "and nobody waits for a writer";

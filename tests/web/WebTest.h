@@ -1,8 +1,5 @@
 #pragma once
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string>
 
@@ -10,6 +7,7 @@
 
 #include "platform/database/TestDatabase.h"
 #include "platform/network/Interfaces.h"
+#include "support/TempDir.h"
 #include "web/VirtualDirs.h"
 
 namespace MediaServer {
@@ -22,9 +20,6 @@ protected:
     static constexpr const char* kHereMac = "00:00:00:00:00:01";
 
     WebTest() : strings("enu") {
-        std::string pattern = "/tmp/webXXXXXX";
-        root = ::mkdtemp(pattern.data());
-        ::setenv("DMS_SYSROOT", root.c_str(), 1);
         Write("tmp/dms/s_device.xml", "<device/>");
         Write("tmp/dms/s_empty_agent.xml", "<any agent at all/>");
         Write("tmp/dms/dmsicon48.jpg", "jpg48");
@@ -43,28 +38,18 @@ protected:
             </entrylist></entry>
         </entrylist></menu>)");
         directory = std::make_unique<ContentDirectoryService>(strings);
-        EXPECT_TRUE(directory->LoadMenu((root / "menu.xml").string(), false, false));
-        dirs = std::make_unique<VirtualDirs>(
-            WebContext{*directory,
-                       clients,
-                       [this](const std::string& agent) {
-                           return (root / "tmp/dms" / (agent.empty() ? "s_empty_agent.xml" : "s_device.xml")).string();
-                       },
-                       {{kHereMac, kHere}}});
+        EXPECT_TRUE(directory->LoadMenu(root / "menu.xml", false, false));
+        dirs = std::make_unique<VirtualDirs>(WebContext{*directory,
+                                                        clients,
+                                                        [this](const std::string& agent) {
+                                                            return root / (agent.empty() ? "tmp/dms/s_empty_agent.xml"
+                                                                                         : "tmp/dms/s_device.xml");
+                                                        },
+                                                        {{kHereMac, kHere}}});
         web = dirs->Callbacks();
     }
-    ~WebTest() override {
-        dirs.reset();
-        ::unsetenv("DMS_SYSROOT");
-        std::filesystem::remove_all(root);
-    }
 
-    std::string Write(const std::string& name, const std::string& content) {
-        const std::filesystem::path path = root / name;
-        std::filesystem::create_directories(path.parent_path());
-        std::ofstream(path) << content;
-        return path.string();
-    }
+    std::string Write(const std::string& name, const std::string& content) { return root.Write(name, content); }
     std::int32_t AddTrack(const std::string& path, const std::string& title, const std::string& artist = "A") {
         return database.Insert("music", "path, title, artist, album",
                                "'" + path + "', '" + title + "', '" + artist + "', 'B'");
@@ -98,7 +83,7 @@ protected:
         return pages;
     }
 
-    std::filesystem::path root;
+    TempSysroot root;
     DMSStringBundle strings;
     DMSClientList clients;
     std::unique_ptr<ContentDirectoryService> directory;
