@@ -1,16 +1,10 @@
-#include <future>
-
-#include <gmock/gmock.h>
 #include <upnp.h>
 
 #include "cds/CDSActions.h"
-#include "platform/clients/DMSClientChecker.h"
-#include "platform/database/TestDatabase.h"
 #include "platform/system/Files.h"
 #include "platform/system/Log.h"
-#include "platform/text/Text.h"
 #include "serializer/CDSDIDLSerializer.h"
-#include "support/TempDir.h"
+#include "tree/TreeTest.h"
 
 namespace MediaServer {
 namespace {
@@ -21,18 +15,6 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::Pair;
 using Pairs = std::vector<std::pair<std::string, std::string>>;
-
-constexpr const char* kProfiles = R"(
-[profile Console]
-user-agent = Console
-full-menu = yes
-[profile Roku]
-user-agent = Roku
-numbered-containers = yes
-[profile Slash]
-user-agent = Slash
-slash-separator = yes
-)";
 
 constexpr const char* kMenu = R"(<menu><entrylist>
   <entry id="m"><title>Music</title><entrylist>
@@ -54,33 +36,26 @@ struct Reply {
     }
 };
 
-class ActionsTest : public DatabaseTest {
+class ActionsTest : public ClientsTest {
 protected:
     ActionsTest() {
-        DMSClientChecker::InitProfileList(sysroot.Write("agent.conf", kProfiles));
         directory.LoadMenu(sysroot.Write("menu.xml", kMenu), false, false);
-        content.device_mutex = connections.device_mutex = registrar.device_mutex = &mutex;
+        content.device_mutex = &mutex;
         content.service_type = "urn:schemas-upnp-org:service:ContentDirectory:1";
         content.state_variables = {{"SystemUpdateID", "41"}, {"SortCapabilities", ""}};
-        connections.state_variables = {
-            {"SourceProtocolInfo", "a,b"}, {"SinkProtocolInfo", ""}, {"CurrentConnectionIDs", "0"}};
         content.actions = ContentDirectoryActions({directory, options, "192.0.2.1", 50001});
-        connections.actions = ConnectionManagerActions();
-        registrar.actions = RegistrarActions();
         database.Execute(
             "INSERT INTO music (path, title, artist, album, track) VALUES ('/m/1.mp3', 'One', 'A & B', 'First', 1),"
             " ('/m/2.mp3', 'Two', 'A & B', 'First', 2), ('/m/3.mp3', 'Three', 'C', 'Second', 1)");
     }
-    ~ActionsTest() override { DMSClientChecker::ReleaseClientList(); }
 
     void SetOptions(const std::string& lines) {
         sysroot.Write("dmsinfo.conf", lines);
         options.Read(0, nullptr);
     }
 
-    Reply Call(DMSService& service, const std::string& action, const Pairs& arguments = {},
-               const std::string& agent = "") {
-        std::string text = "<u:" + action + " xmlns:u=\"" + service.service_type + "\">";
+    Reply Call(const std::string& action, const Pairs& arguments = {}, const std::string& agent = "") {
+        std::string text = "<u:" + action + " xmlns:u=\"" + content.service_type + "\">";
         for (const auto& [name, value] : arguments) text += "<" + name + ">" + XMLEscape(value) + "</" + name + ">";
         const IxmlDocument request(ixmlParseBuffer((text + "</u:" + action + ">").c_str()));
         ClientRequest client;
@@ -89,7 +64,7 @@ protected:
         client.profile_name = "";
         IXML_Document* response = nullptr;
         Reply reply;
-        reply.code = service.actions.at(action)(client, service, request.get(), &response, reply.error);
+        reply.code = content.actions.at(action)(client, content, request.get(), &response, reply.error);
         const IxmlDocument owned(response);
         IXML_Node* outputs =
             response != nullptr ? ixmlNode_getFirstChild(reinterpret_cast<IXML_Node*>(response)) : nullptr;
@@ -103,7 +78,7 @@ protected:
     Reply Browse(const std::string& id, const std::string& flag = "BrowseDirectChildren",
                  const std::string& filter = "*", const std::string& start = "0", const std::string& count = "0",
                  const std::string& agent = "") {
-        return Call(content, "Browse",
+        return Call("Browse",
                     {{"ObjectID", id},
                      {"BrowseFlag", flag},
                      {"Filter", filter},
@@ -112,12 +87,10 @@ protected:
                     agent);
     }
 
-    TempSysroot sysroot;
-    DMSStringBundle strings{"enu"};
     ContentDirectoryService directory{strings};
     ServiceOptions options{sysroot / "dmsinfo.conf"};
     std::mutex mutex;
-    DMSService content, connections, registrar;
+    DMSService content;
 };
 
 TEST_F(ActionsTest, BrowseAnswersWithAWholeDocument) {
@@ -155,8 +128,8 @@ TEST_F(ActionsTest, BrowseReadsItsArguments) {
 
 TEST_F(ActionsTest, AConsoleNamesTheObjectContainerID) {
     const Pairs arguments{{"ContainerID", "6"}, {"ObjectID", "0"}, {"StartingIndex", "0"}, {"RequestedCount", "0"}};
-    EXPECT_EQ(Call(content, "Browse", arguments, "Console")["TotalMatches"], "2");
-    EXPECT_EQ(Call(content, "Browse", arguments)["TotalMatches"], "1");
+    EXPECT_EQ(Call("Browse", arguments, "Console")["TotalMatches"], "2");
+    EXPECT_EQ(Call("Browse", arguments)["TotalMatches"], "1");
 }
 
 TEST_F(ActionsTest, BrowseRefusesBadArguments) {
@@ -205,47 +178,14 @@ TEST_F(ActionsTest, BrowseLogsTheRequestAndItsResult) {
     EXPECT_THAT(text, Not(HasSubstr("CDS_Browse"))) << "whole documents are level 4";
 }
 
-TEST_F(ActionsTest, ClientsWithDifferentSeparatorsAtOnce) {
-    const auto walk = [&](const std::string& agent, const std::string& separator) {
-        int tracks = 0;
-        for (int round = 0; round < 20; ++round) {
-            const Reply albums = Browse("a" + separator + "1", "", "*", "0", "0", agent);
-            const Reply songs = Browse("a" + separator + "1" + separator + "1", "", "*", "0", "0", agent);
-            if (albums["Result"].find("\"a" + separator + "1" + separator + "1\"") == std::string::npos) return -1;
-            tracks += std::stoi(songs["NumberReturned"]);
-        }
-        return tracks;
-    };
-    std::vector<std::future<int>> walks;
-    for (int i = 0; i < 4; ++i) {
-        walks.push_back(std::async(std::launch::async, walk, i % 2 == 0 ? "Slash" : "any", i % 2 == 0 ? "/" : "$"));
-    }
-    for (std::future<int>& result : walks) EXPECT_EQ(result.get(), 40);
-}
-
 TEST_F(ActionsTest, CapabilitiesDependOnTheClient) {
-    EXPECT_EQ(Call(content, "GetSearchCapabilities", {}, "Roku")["SearchCaps"], "*");
-    EXPECT_EQ(Call(content, "GetSearchCapabilities", {}, "other")["SearchCaps"], "");
+    EXPECT_EQ(Call("GetSearchCapabilities", {}, "Roku")["SearchCaps"], "*");
+    EXPECT_EQ(Call("GetSearchCapabilities", {}, "other")["SearchCaps"], "");
     SetOptions("rokusearch_mediaservice=no\n");
-    EXPECT_EQ(Call(content, "GetSearchCapabilities", {}, "Roku")["SearchCaps"], "");
-    EXPECT_EQ(Call(content, "GetSortCapabilities", {}, "Mozilla/4.0 (compatible)")["SortCaps"], "*");
-    EXPECT_EQ(Call(content, "GetSortCapabilities", {}, "Mozilla/4.0 (compatible) x")["SortCaps"], "");
-    EXPECT_EQ(Call(content, "GetSystemUpdateID")["Id"], "41");
-}
-
-TEST_F(ActionsTest, ConnectionManagerAndRegistrar) {
-    EXPECT_THAT(Call(connections, "GetProtocolInfo").outputs, ElementsAre(Pair("Source", "a,b"), Pair("Sink", "")));
-    EXPECT_THAT(Call(connections, "GetCurrentConnectionIDs").outputs, ElementsAre(Pair("ConnectionIDs", "0")));
-    EXPECT_THAT(Call(connections, "GetCurrentConnectionInfo", {{"ConnectionID", "7"}}).outputs,
-                ElementsAre(Pair("RcsID", "-1"), Pair("AVTransportID", "-1"), Pair("ProtocolInfo", ""),
-                            Pair("PeerConnectionManager", ""), Pair("PeerConnectionID", "-1"),
-                            Pair("Direction", "Output"), Pair("Status", "Unknown")));
-    for (const char* id : {"", "x", "-1"}) {
-        const Reply reply = Call(connections, "GetCurrentConnectionInfo", {{"ConnectionID", id}});
-        EXPECT_EQ(reply.code, UPNP_E_INVALID_PARAM) << id;
-        EXPECT_THAT(reply.error, IsEmpty());
-    }
-    EXPECT_THAT(Call(registrar, "IsAuthorized", {{"DeviceID", "any"}}).outputs, ElementsAre(Pair("Result", "1")));
+    EXPECT_EQ(Call("GetSearchCapabilities", {}, "Roku")["SearchCaps"], "");
+    EXPECT_EQ(Call("GetSortCapabilities", {}, "Mozilla/4.0 (compatible)")["SortCaps"], "*");
+    EXPECT_EQ(Call("GetSortCapabilities", {}, "Mozilla/4.0 (compatible) x")["SortCaps"], "");
+    EXPECT_EQ(Call("GetSystemUpdateID")["Id"], "41");
 }
 
 TEST(SourceProtocolList, HasItsLengthAndItsEntries) {

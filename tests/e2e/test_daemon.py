@@ -220,10 +220,15 @@ class OnTheNetwork(Case):
     def test_the_first_interface_when_the_named_one_is_missing(self):
         self.base = f"http://{host.address}:50001"
         self.options('network_mediaservice="nosuch0"\nloglevel_mediaservice="2"\n')
+        # A user may have switched this off; the UPnP library still asks for it.
+        with open("/proc/sys/net/ipv6/conf/all/disable_ipv6", "w") as file:
+            file.write("1")
         process = self.serve()
         self.assertEqual(self.text("var/run/dms.ip"), host.address)
         for said in (f"MediaServer bind to {host.address}:50001", f"MediaServer device desc:{self.base}/desc/device.xml"):
             self.assertIn(said, self.text("var/log/dms.log"))
+        self.assertEqual([answer["location"] for answer in upnp.m_search(host.address, "upnp:rootdevice")],
+                         [f"{self.base}/desc/device.xml"])
         self.stop(process)
 
     def test_options_of_the_network_and_the_menu(self):

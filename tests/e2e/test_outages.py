@@ -140,6 +140,7 @@ class Outages(unittest.TestCase):
                 kind = kinds[number % len(kinds)]
                 time.sleep(0.5)
                 wait = kind()
+                self.assertEqual(server.browse("0").returned, 3, "which needs no database")
                 if wait:
                     wait()
                 back.append(self.first_good_browse(server))

@@ -12,24 +12,6 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-constexpr const char* kProfiles = R"(
-[profile Slash]
-user-agent = Slash
-slash-separator = yes
-[profile Audio]
-user-agent = Audio
-audio-only = yes
-[profile Console]
-user-agent = Console
-full-menu = yes
-[profile Flat]
-user-agent = Flat
-flat-menu = yes
-[profile Numbered]
-user-agent = Numbered
-numbered-containers = yes
-)";
-
 constexpr const char* kMenu = R"(<?xml version="1.0" encoding="utf-8"?>
 <!-- a comment --><menu><entrylist>
   <other><title>not an entry</title></other>
@@ -58,13 +40,9 @@ constexpr const char* kMenu = R"(<?xml version="1.0" encoding="utf-8"?>
   <entry><title>last</title></entry>
 </entrylist></menu>)";
 
-class MenuTest : public TreeTest {
+class MenuTest : public ClientsTest {
 protected:
-    MenuTest() {
-        DMSClientChecker::InitProfileList(sysroot.Write("agent.conf", kProfiles));
-        Share("music = /m\nvideo = /v\n");
-    }
-    ~MenuTest() override { DMSClientChecker::ReleaseClientList(); }
+    MenuTest() { Share("music = /m\nvideo = /v\n"); }
 
     void Share(const std::string& lines) { sysroot.Write("var/packages/MediaServer/etc/media_folders.conf", lines); }
     bool Load(const std::string& text) { return service.LoadMenu(sysroot.Write("menu.xml", text), false, false); }
@@ -120,13 +98,13 @@ TEST_F(MenuTest, BuiltInMenusAreThoseOfTheirClients) {
     EXPECT_THAT(find("Flat", "0"), ElementsAre(Written{"4", "0", "All Musics", 1}, Written{"5", "0", "All Photos", 1},
                                                Written{"6", "0", "All Videos", 1}, Written{"13", "0", "Playlists", 1}));
     EXPECT_EQ(Find("art", BrowseFlag::DirectChildren, "Flat").result, kNoSuchObject);
-    EXPECT_EQ(Find("0", BrowseFlag::DirectChildren, "Numbered").Titles(), Find("0").Titles()) << "only two keys differ";
-    EXPECT_EQ(Find("7", BrowseFlag::DirectChildren, "Numbered").result, kNoSuchObject);
+    EXPECT_EQ(Find("0", BrowseFlag::DirectChildren, "Roku").Titles(), Find("0").Titles()) << "only two keys differ";
+    EXPECT_EQ(Find("7", BrowseFlag::DirectChildren, "Roku").result, kNoSuchObject);
 
     const std::int32_t song = AddRow("music", "/m/a.mp3", "Song", "artist, album", "'Abba', 'Gold'");
     AddRow("playlist", sysroot.Write("l.m3u", "/m/a.mp3\n"), "List");
-    EXPECT_THAT(find("Numbered", "1"), ElementsAre(Written{"1$@1", "1", "Song", -1, -2, song}));
-    EXPECT_THAT(find("Numbered", "6"), ElementsAre(Written{"6$1", "6", "List", 5, -1}));
+    EXPECT_THAT(find("Roku", "1"), ElementsAre(Written{"1$@1", "1", "Song", -1, -2, song}));
+    EXPECT_THAT(find("Roku", "6"), ElementsAre(Written{"6$1", "6", "List", 5, -1}));
     EXPECT_THAT(find("Console", "8$1"), ElementsAre(Written{"8$1$1", "8$1", "Gold", 23, -1, song}));
     EXPECT_THAT(find("Console", "F$1"), ElementsAre(Written{"F$1$@1", "F$1", "Song", -1, -2, song}));
     EXPECT_THAT(find("Flat", "13$1"), ElementsAre(Written{"4$@1", "13$1", "Song", -1, -2, song}));

@@ -142,4 +142,25 @@ protected:
     DMSStringBundle strings{"enu"};  // not imported: every key is its own text
 };
 
+/// A test with clients that differ in what they see, each named by its user agent.
+class ClientsTest : public TreeTest {
+protected:
+    ClientsTest() {
+        constexpr std::pair<const char*, const char*> kKinds[] = {
+            {"SlashRoku", "slash-separator = yes\nnumbered-containers"},
+            {"Roku", "numbered-containers"},
+            {"Slash", "slash-separator"},
+            {"Audio", "audio-only"},
+            {"Console", "full-menu"},
+            {"Flat", "flat-menu"}};
+        std::string text;
+        for (const auto& [name, setting] : kKinds) {
+            text.append("[profile ").append(name).append("]\nuser-agent = ").append(name).append("\n");
+            text.append(setting).append(" = yes\n");
+        }
+        DMSClientChecker::InitProfileList(sysroot.Write("agent.conf", text));
+    }
+    ~ClientsTest() override { DMSClientChecker::ReleaseClientList(); }
+};
+
 }  // namespace MediaServer
