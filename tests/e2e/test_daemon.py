@@ -1,12 +1,19 @@
-"""The daemon by itself, without database and gateway: how it starts, what its signals ask for, how it ends."""
+"""The daemon by itself, without database and gateway: how it starts, what its signals ask for, how it ends.
+
+DMS_SOAK=1 in the environment has it killed 1,000 times.
+"""
 import contextlib
 import fcntl
+import http.client
+import json
 import os
+import random
 import shutil
 import signal
 import socket
 import subprocess
 import tempfile
+import threading
 import time
 import unittest
 
@@ -14,12 +21,14 @@ from lxml import etree
 
 from harness import upnp
 from harness.daemon import BUILD_DIR
+from harness.disk import SmallDisk
 from harness.network import Host, Network
 from harness.server import PROJECT, wait_until
 
 PACKAGE = "var/packages/MediaServer"
 CLIENT_LIST = f"{PACKAGE}/etc/client_list.json"
 REFUSED = '{"ClientList": {"00:00:00:00:00:01": {"isAccess": "false"}}}'
+KILLS = 1000 if os.environ.get("DMS_SOAK") else 15
 
 
 def setUpModule():
@@ -96,14 +105,14 @@ class Case(unittest.TestCase):
     def pid(self):
         return int(self.text("var/run/dms.pid") or 0)
 
-    def server(self):
-        return upnp.MediaServer(f"{self.base}/desc/device.xml", "test/1.0")
+    def server(self, agent="test/1.0"):
+        return upnp.MediaServer(f"{self.base}/desc/device.xml", agent)
 
-    def update_id(self):
+    def update_id(self, agent="test/1.0"):
         """None when it is refused, or nobody answers."""
         try:
-            return self.server().services[upnp.CONTENT_DIRECTORY].call("GetSystemUpdateID")["Id"]
-        except (OSError, AssertionError, upnp.UpnpError, etree.XMLSyntaxError):
+            return self.server(agent).services[upnp.CONTENT_DIRECTORY].call("GetSystemUpdateID")["Id"]
+        except (OSError, http.client.HTTPException, AssertionError, upnp.UpnpError, etree.XMLSyntaxError):
             return None
 
 
@@ -211,6 +220,82 @@ class LocalServer(Case):
                 return "State:\tZ" not in file.read()
         except OSError:
             return False
+
+
+class ListThatStays(Case):
+    """What the owner set for the clients outlives whatever happens to the server."""
+    OWN = {f"aa:bb:cc:dd:ee:{number:02x}": {"friendlyName": "n" * 300, "isAccess": ("true", "false")[number % 2]}
+           for number in range(100)}
+
+    def setUp(self):
+        super().setUp()
+        self.write(CLIENT_LIST, json.dumps({"ClientList": self.OWN}))
+
+    def saved(self):
+        """All clients of the file, which is whole and has the owner's settings."""
+        clients = json.loads(self.text(CLIENT_LIST))["ClientList"]
+        self.assertEqual({mac: clients.get(mac) for mac in self.OWN}, self.OWN)
+        return clients
+
+    def save(self, process, agent):
+        """Told to save, the server writes down who asked it."""
+        self.assertEqual(self.update_id(agent), "1")
+        process.send_signal(signal.SIGCONT)
+        wait_until(lambda: agent in str(self.saved()), 15, "the client list to be written")
+
+    def test_kills_at_random_moments(self):
+        chance = random.Random(7)
+        for number in range(KILLS):
+            # Every other one while it starts.
+            process = self.serve("-localserver") if number % 2 else self.start("--foreground", "-localserver")
+            killer = threading.Timer(chance.uniform(0, 0.5), process.kill)
+            killer.start()
+            while process.poll() is None:
+                self.write(f"{PACKAGE}/etc/new", f'loglevel_mediaservice="{number % 4}"\n' * 100)
+                os.rename(f"{self.root}/{PACKAGE}/etc/new", f"{self.root}/{PACKAGE}/etc/dmsinfo.conf")
+                if self.pid() == process.pid:
+                    process.send_signal(signal.SIGHUP)
+                    process.send_signal(signal.SIGCONT)
+                    self.update_id(f"player {number}")
+            killer.join()
+            self.assertEqual(process.returncode, -signal.SIGKILL, self.text("output"))
+            self.saved()
+        process = self.serve("-localserver")
+        self.save(process, "the last player")
+        self.stop(process)
+        self.assertNotIn("broken", str(os.listdir(f"{self.root}/{PACKAGE}/etc")))
+
+    def test_a_full_disk(self):
+        """It fills before the start, or while the server runs; with room again everything is saved again."""
+        os.mkdir(f"{self.root}/disk")
+        disk = SmallDisk(f"{self.root}/disk")
+        self.addCleanup(disk.close)
+        for name in ("var", "tmp"):
+            os.makedirs(f"{self.root}/{name}", exist_ok=True)
+            shutil.move(f"{self.root}/{name}", f"{disk.path}/{name}")
+            os.symlink(f"{disk.path}/{name}", f"{self.root}/{name}")
+        before = self.text(CLIENT_LIST)
+
+        disk.fill()
+        self.assertEqual(self.status("--foreground", "-localserver"), 1)
+        self.assertIn("No space left on device", self.text("output"))
+        self.assertEqual(self.text(CLIENT_LIST), before)
+        disk.free()
+        process = self.serve("-localserver")
+        self.save(process, "player 1")
+        self.stop(process)
+
+        # What the first start made is there for those that find no room.
+        before = self.text(CLIENT_LIST)
+        disk.fill()
+        process = self.serve("-localserver")
+        self.assertEqual(self.update_id("player 2"), "1")
+        process.send_signal(signal.SIGCONT)
+        wait_until(lambda: "could not write client list" in self.text("output"), 15, "the server to say so")
+        self.assertEqual(self.text(CLIENT_LIST), before)
+        disk.free()
+        self.save(process, "player 3")
+        self.stop(process)
 
 
 class OnTheNetwork(Case):

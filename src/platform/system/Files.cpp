@@ -1,6 +1,7 @@
 #include "platform/system/Files.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
@@ -16,6 +17,8 @@ namespace {
 thread_local int last_error = 0;
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+constexpr std::string_view kTemporary = ".new-";  // what a file is called until it is whole: its name, this, six more
+constexpr std::chrono::minutes kAbandoned{1};     // no write takes that long
 
 /// Access bits for the new file: those of the file it replaces, else what a plain creation would give.
 mode_t ModeFor(const std::string& path) {
@@ -31,6 +34,21 @@ void SyncDirectoryOf(const std::string& path) {
     const UniqueFd fd{open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
     // Some file systems cannot sync a directory; the rename has happened either way.
     if (fd) (void)fsync(fd.get());
+}
+
+/// Removes what writers of `path` left behind that were killed at it.
+void RemoveAbandoned(const std::string& path) {
+    namespace fs = std::filesystem;
+    const fs::path directory = fs::path(path).parent_path();
+    const std::string start = fs::path(path).filename().string().append(kTemporary);
+    std::error_code error;
+    fs::directory_iterator entry(directory.empty() ? "." : directory, error);
+    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
+        if (!entry->path().filename().string().starts_with(start)) continue;
+        std::error_code gone;  // another writer's, done meanwhile
+        const auto changed = entry->last_write_time(gone);
+        if (!gone && changed + kAbandoned < fs::file_time_type::clock::now()) fs::remove(entry->path(), gone);
+    }
 }
 
 }  // namespace
@@ -128,7 +146,8 @@ std::optional<std::string> ReadWholeFile(const std::string& path, std::size_t li
 }
 
 bool WriteFileAtomically(const std::string& path, std::string_view content) {
-    std::string temporary = path + ".XXXXXX";
+    RemoveAbandoned(path);
+    std::string temporary = std::string(path).append(kTemporary).append("XXXXXX");
     UniqueFd fd{mkostemp(temporary.data(), O_CLOEXEC)};
     if (!fd) return false;
     const bool written = fchmod(fd.get(), ModeFor(path)) == 0 && WriteAll(fd.get(), content) && fsync(fd.get()) == 0 &&

@@ -67,7 +67,8 @@ inline constexpr std::size_t kMaxConfigFileBytes = 1024 * 1024;
 std::optional<std::string> ReadWholeFile(const std::string& path, std::size_t limit);
 
 /// Replaces `path` so that a crash at any moment leaves either the old or the new content: temporary file beside it,
-/// fsync, rename, fsync of the directory. @return false with errno set; the old file then stands.
+/// fsync, rename, fsync of the directory. Temporary files of earlier writes that a crash ended go.
+/// @return false with errno set; the old file then stands.
 bool WriteFileAtomically(const std::string& path, std::string_view content);
 
 /// Writes all of `content` to a descriptor, whatever interrupts. @return false with errno set.

@@ -123,6 +123,19 @@ TEST(WriteFileAtomically, AFailedWriteLeavesTheOldFileAlone) {
     EXPECT_EQ(std::distance(begin(files), end(files)), 1) << "a temporary file stayed behind";
 }
 
+TEST(WriteFileAtomically, RemovesWhatACrashLeft) {
+    TempDir dir;
+    const std::string path = dir / "file";
+    const auto hour_ago = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
+    for (const char* name : {"file.new-abcdef", "file.broken", "file.newer", "file2.new-abcdef"})
+        std::filesystem::last_write_time(dir.Write(name, "x"), hour_ago);
+    dir.Write("file.new-ghijkl", "somebody writes it now");
+    EXPECT_TRUE(WriteFileAtomically(path, "content"));
+    EXPECT_FALSE(NLIBCFileExist((dir / "file.new-abcdef").c_str()));
+    const std::filesystem::directory_iterator files(dir.Path());
+    EXPECT_EQ(std::distance(begin(files), end(files)), 5) << "the others stay";
+}
+
 TEST(WriteFileAtomically, ReadersNeverSeeATornFile) {
     TempDir dir;
     const std::string path = dir.Write("file", std::string(50'000, 'a'));
