@@ -21,6 +21,7 @@ enum Group : std::size_t { kOpening = 1, kProperty, kOperator, kValue, kClosing,
 /// Longer than anything that a player composes. What the pattern costs grows with the square of the length.
 constexpr std::size_t kMaxCriteriaBytes = 4096;
 constexpr std::size_t kMaxDepth = 64;
+constexpr std::string_view kEverything = "*";
 constexpr std::string_view kClassProperty = "upnp:class";
 constexpr std::string_view kRoleProperty = "upnp:author:role";
 constexpr std::string_view kTitleProperty = "dc:title";
@@ -280,6 +281,7 @@ private:
 
 std::optional<Criteria> ParseCriteria(std::string_view criteria) {
     if (criteria.size() > kMaxCriteriaBytes) return std::nullopt;
+    if (criteria == kEverything) return Criteria{};
     return Translator().Translate(WithColons(criteria));
 }
 

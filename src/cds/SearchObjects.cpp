@@ -28,10 +28,6 @@ std::int32_t BrowseFullMenu(ContentDirectoryService& directory, const std::strin
     if (const std::string artist = XBoxIsArtistAlbumsQuery(object_id, criteria); !artist.empty()) {
         std::string row = MinArtistId("artist", artist);
         if (row.empty()) row = MinArtistId("artist", "");
-        if (row.empty()) {
-            total = 0;
-            return 0;
-        }
         object_id = std::string(kArtistAlbumKey).append(query.separator).append(row);
     }
     const auto [key, sub_id] = SplitObjectId(object_id, query.separator);

@@ -78,7 +78,8 @@ private:
     void Add(const Row& row) {
         const auto parent = parents_.find(row.parent);
         assert(parent != parents_.end());
-        CDSMenuEntry& node = Make(row, strings_.Translate(row.title));
+        const bool is_key = row.title.starts_with("class_");
+        CDSMenuEntry& node = Make(row, is_key ? strings_.Translate(row.title) : std::string(row.title));
         parent->second->AddChild(&node);
         parents_.emplace(row.id, &node);
     }

@@ -47,7 +47,7 @@ std::int32_t WritePlaylistMetadata(std::int32_t row, const BrowseQuery& query, s
     if (found != Lookup::Found) return found == Lookup::Failed ? kActionFailed : 0;
     // The total is wanted, not the songs.
     std::int32_t songs = 0;
-    if (!ParseOneAtATime(row, songs, 0, 1, "id, path")) return 0;
+    if (!ParseOneAtATime(row, songs, 0, 1, "id, path")) return songs < 0 ? kActionFailed : 0;
     out.SerializeContainerWithCount(query.object_id, parent_id, record.title, songs, ObjectType::kPlaylist);
     total = 1;
     return 1;
@@ -134,7 +134,7 @@ std::int32_t CDSPlayListEntry::WritePlaylistSongs(const BrowseQuery& query, CDSO
                               std::vector<NIMB_MEDIA_INFO>& songs) {
             PlaylistRecPtr records = ParseOneAtATime(*row, all, start, count, "*");
             if (records) songs = std::move(records->songs);
-            return records != nullptr;
+            return all >= 0;
         };
         written = WriteSongs(query, read, std::move(ids), out, total);
     }

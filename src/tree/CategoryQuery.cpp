@@ -306,7 +306,7 @@ void CategoryQuery::LogItemConditions() const {
     if (DMSLOGGetLevel() < 2) return;
     std::string text;
     for (const std::string& condition : conditions_) text.append(text.empty() ? "" : " and ").append(condition);
-    if (!condition_.empty()) text.append(text.empty() ? "" : " and ").append(condition_);
+    if (!condition_.empty()) text.append(text.empty() ? "(" : " and (").append(condition_).append(")");
     if (!directory_.empty()) {
         text.append(text.empty() ? "" : " and ").append("path like '" + SQLEscapeCondition(directory_) + "/%'");
     }

@@ -17,18 +17,18 @@ std::int32_t WriteSongs(const BrowseQuery& query, const SongReader& read, ChildI
                         std::int32_t& total) {
     if (query.count < 0) return 0;
     const std::int32_t start = std::max(query.start, 0);
-    std::int32_t written = 0;
+    std::int32_t written = 0, done = 0, all = 0;
     std::vector<NIMB_MEDIA_INFO> songs;
-    while (query.count == 0 || written < query.count) {
-        const std::int32_t wanted = query.count == 0 ? kSongsAtOnce : std::min(kSongsAtOnce, query.count - written);
-        std::int32_t all = 0;
+    do {
+        const std::int32_t wanted = query.count == 0 ? kSongsAtOnce : std::min(kSongsAtOnce, query.count - done);
         songs.clear();
-        if (!read(start + written, wanted, all, songs)) return kActionFailed;
+        if (!read(start + done, wanted, all, songs)) return kActionFailed;
         for (const NIMB_MEDIA_INFO& song : songs) out.SerializeMusicItem(ids.Item(song.id), query.object_id, song);
         written += static_cast<std::int32_t>(songs.size());
-        total = all;
-        if (static_cast<std::int32_t>(songs.size()) < wanted) break;
-    }
+        done += wanted;
+        // A piece may come short when a song goes in between.
+    } while (done < all - start && (query.count == 0 || done < query.count));
+    total = all;
     return written;
 }
 

@@ -30,7 +30,8 @@ void ReadStationFile(const ConfigFile& file, std::vector<Genre>& genres) {
         return;
     }
     Genre genre{std::string(BaseNameWithoutExtension(file.path)), {}};
-    ReadPlaylist(PathExtension(file.path), *text, genre.name, [&](const PlaylistEntry& entry) {
+    std::string title;  // the genre is called as the owner called the file
+    ReadPlaylist(PathExtension(file.path), *text, title, [&](const PlaylistEntry& entry) {
         if (!IsWebAddress(entry.location)) return true;
         RadioStation station;
         station.title = entry.title.empty() ? entry.location : entry.title;

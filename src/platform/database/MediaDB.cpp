@@ -37,7 +37,10 @@ LibraryCache& Cache() {
     return cache;
 }
 
-constexpr std::string_view kWithGeneration = ", (SELECT generation FROM library) AS library_generation";
+// Conditions may ask for the last so many days, so what is known ends at midnight, too, by the clock of the database.
+#define LIBRARY_GENERATION "SELECT generation + (current_date - date 'epoch') FROM library"
+constexpr const char* kGeneration = LIBRARY_GENERATION;
+constexpr std::string_view kWithGeneration = ", (" LIBRARY_GENERATION ") AS library_generation";
 
 constexpr std::array<std::string_view, 5> kTables = {"music", "video", "photo", "playlist", "directory"};
 
@@ -123,7 +126,7 @@ PgResult MediaDB::Run(const std::string& sql, const char* what) {
 /// @return 0 after the reason was logged.
 std::int64_t MediaDB::Generation() {
     if (generation_ != 0) return generation_;
-    const PgResult rows = Run("SELECT generation FROM library", "read the library's generation");
+    const PgResult rows = Run(kGeneration, "read the library's generation");
     if (rows && PQntuples(rows.get()) == 1) {
         Store({PQgetvalue(rows.get(), 0, 0), static_cast<std::size_t>(PQgetlength(rows.get(), 0, 0))}, generation_);
     }

@@ -95,33 +95,36 @@ private:
     bool failed_ = false;
 };
 
-std::shared_ptr<const SongIds> ReadSongs(const std::string& path) {
+Lookup NoPlaylist(const std::string& path) {
+    DMSPrintf(1, "could not read playlist \"%s\": %s", path.c_str(), std::strerror(errno));
+    return Lookup::NotFound;
+}
+
+Lookup ReadSongs(const std::string& path, std::shared_ptr<const SongIds>& songs) {
     const auto text = ReadWholeFile(path, kMaxPlaylistBytes);
-    if (!text) {
-        DMSPrintf(1, "could not read playlist \"%s\": %s", path.c_str(), std::strerror(errno));
-        return nullptr;
-    }
+    if (!text) return NoPlaylist(path);
     SongFinder finder{std::string(DirName(path))};
     std::string title;
     ReadPlaylist(PathExtension(path), *text, title, [&](const PlaylistEntry& entry) { return finder.Add(entry); });
-    return finder.Finish();
+    songs = finder.Finish();
+    return songs ? Lookup::Found : Lookup::Failed;
 }
 
 /// The songs of a playlist file, read again when the file or the library has changed.
-std::shared_ptr<const SongIds> SongsOf(const std::string& path) {
+Lookup FindSongs(const std::string& path, std::shared_ptr<const SongIds>& songs) {
     struct stat status {};
-    if (stat(path.c_str(), &status) != 0) {
-        DMSPrintf(1, "could not read playlist \"%s\": %s", path.c_str(), std::strerror(errno));
-        return nullptr;
-    }
+    if (stat(path.c_str(), &status) != 0) return NoPlaylist(path);
     const std::int64_t generation = LibraryGeneration();
-    if (generation == 0) return nullptr;
+    if (generation == 0) return Lookup::Failed;
     const std::string key = path + "|" + std::to_string(status.st_size) + "|" + std::to_string(status.st_mtim.tv_sec) +
                             "." + std::to_string(status.st_mtim.tv_nsec);
-    if (const auto known = Cache().Find(key, generation)) return *known;
-    std::shared_ptr<const SongIds> songs = ReadSongs(path);
-    if (songs) Cache().Keep(key, generation, songs, songs->size() * sizeof(std::int32_t));
-    return songs;
+    if (const auto known = Cache().Find(key, generation)) {
+        songs = *known;
+        return Lookup::Found;
+    }
+    const Lookup found = ReadSongs(path, songs);
+    if (found == Lookup::Found) Cache().Keep(key, generation, songs, songs->size() * sizeof(std::int32_t));
+    return found;
 }
 
 /// @return false when the database failed.
@@ -154,16 +157,18 @@ void NIMBPlaylistRecFree(NIMBPlaylistRec* records) noexcept {
 NIMBPlaylistRec* ParsePlayListByField(std::int32_t row, std::int32_t& total, std::int32_t start, std::int32_t count,
                                       const char* fields, int) {
     std::string path;
-    if (FindMediaPath(MediaKind::Playlist, row, path) != Lookup::Found) return nullptr;
-    const std::shared_ptr<const SongIds> songs = SongsOf(path);
-    if (!songs) return nullptr;
+    std::shared_ptr<const SongIds> songs;
+    Lookup found = FindMediaPath(MediaKind::Playlist, row, path);
+    if (found == Lookup::Found) found = FindSongs(path, songs);
+    total = found == Lookup::Failed ? -1 : 0;
+    if (found != Lookup::Found) return nullptr;
     const auto size = static_cast<std::int32_t>(songs->size());
     const std::int32_t first = std::clamp(start, 0, size);
     const std::int32_t last = count > 0 ? first + std::min(count, size - first) : size;
     PlaylistRecPtr page(new NIMBPlaylistRec);
-    if (!FetchSongs(SongIds(songs->begin() + first, songs->begin() + last), fields, page->songs)) return nullptr;
-    total = size;
-    return page.release();
+    const bool is_read = FetchSongs(SongIds(songs->begin() + first, songs->begin() + last), fields, page->songs);
+    total = is_read ? size : -1;
+    return is_read ? page.release() : nullptr;
 }
 
 bool ReadPlaylistTitle(const std::string& path, std::string& title) {

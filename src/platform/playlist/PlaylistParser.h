@@ -23,12 +23,12 @@ using PlaylistRecPtr = std::unique_ptr<NIMBPlaylistRec, PlaylistRecDeleter>;
 /// The songs of the playlist with that row id: entries of its file that are music of the library. Other entries are
 /// left out. A page costs one query; where the songs of a playlist are is found once for each change of the file or the
 /// library.
-/// @param[out] total   songs in all; untouched on failure.
+/// @param[out] total   songs in all; without a page 0, or -1 when the database failed.
 /// @param start,count  the page; a count of 0 means all the rest.
 /// @param fields       select list over the music table with the column id, "*" for whole records.
 /// @param local_only   reserved; entries that are no local files are always left out.
-/// @return the page, to be freed with NIMBPlaylistRecFree; null when there is no such playlist, or its file or the
-///     database cannot be read (logged).
+/// @return the page, to be freed with NIMBPlaylistRecFree; null when there is no such playlist (any more), or its file
+///     or the database cannot be read (logged).
 /// Threads: any. The callers hold one process-wide mutex all the same, as the interface asks for.
 NIMBPlaylistRec* ParsePlayListByField(std::int32_t row, std::int32_t& total, std::int32_t start, std::int32_t count,
                                       const char* fields, int local_only);

@@ -125,7 +125,8 @@ TEST_F(AudioUtilsTest, SmartPlaylistsFollowTheirFolder) {
 
 TEST_F(AudioUtilsTest, RadioStationsByGenre) {
     Write("radio/Jazz.m3u",
-          "#EXTINF:-1,Blue\nhttp://192.0.2.1/blue\n/etc/passwd\nftp://192.0.2.1/x\nHTTPS://192.0.2.1/b\n");
+          "#PLAYLIST:Other\n#EXTINF:-1,Blue\nhttp://192.0.2.1/blue\n/etc/passwd\nftp://192.0.2.1/x\nHTTPS://192.0.2.1/"
+          "b\n");
     Write("radio/Ambient.pls", "File1=http://192.0.2.1/a\nTitle1=Calm\n");
     RadioInit();
     std::vector<RadioGenre> genres;

@@ -140,6 +140,25 @@ TEST_F(MediaDBTest, WhatIsKeptEndsWithTheNextChange) {
     EXPECT_EQ(look(), before);
 }
 
+TEST_F(MediaDBTest, WhatIsKeptEndsWithTheDay) {
+    const auto live_in = [](const char* zone) {
+        const std::string sql = std::string("SET timezone = '") + zone + "'";
+        EXPECT_TRUE(Query(ThreadDBConnection(), sql.c_str(), {}, "move") != nullptr);
+    };
+    const auto seen_today = [] {
+        MediaDB rows(MediaKind::Music);
+        rows.AddCondition("date::date = current_date");
+        MediaDB groups(MediaKind::Music);
+        groups.AddCondition("date::date = current_date");
+        return rows.SelectTotal() + groups.Select("album AS cateval, min(id) AS minid", "cateval", 0, 0, "cateval");
+    };
+    live_in("Etc/GMT+12");
+    database.Execute("INSERT INTO music (path, title, date) VALUES ('/m/1', 't', now() AT TIME ZONE 'Etc/GMT+12')");
+    EXPECT_EQ(seen_today(), 2);
+    live_in("Etc/GMT-14");
+    EXPECT_EQ(seen_today(), 0) << "it is a day later there";
+}
+
 TEST_F(MediaDBTest, ALongListSurvivesOtherQueriesAndTheirFailures) {
     AddSongs(3000);
     MediaDB outer(MediaKind::Music), second(MediaKind::Music);
