@@ -20,7 +20,7 @@ class Daemon:
             path = f"{self.root}/var/{name}"
             if os.path.exists(path):
                 os.unlink(path)
-        self._environment = {**os.environ, "DMS_SYSROOT": self.root, "PGHOST": server.path("socket"), "PGPORT": "5432"}
+        self.environment = {**os.environ, "DMS_SYSROOT": self.root, "PGHOST": server.path("socket"), "PGPORT": "5432"}
         self.process = None
 
     @property
@@ -45,7 +45,7 @@ class Daemon:
         settings = [f"{name}={value}" for name, value in environment.items()]
         self.process = subprocess.Popen(
             self.host.command("setpriv", "--pdeathsig", "KILL", "env", *settings, program, "--foreground"),
-            env=self._environment, stdin=subprocess.DEVNULL, stdout=self._output, stderr=subprocess.STDOUT)
+            env=self.environment, stdin=subprocess.DEVNULL, stdout=self._output, stderr=subprocess.STDOUT)
 
         def serves():
             if self.process.poll() is not None:
