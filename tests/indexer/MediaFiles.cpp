@@ -1,36 +1,19 @@
 #include "indexer/MediaFiles.h"
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <map>
-#include <sstream>
 
 #include <gtest/gtest.h>
 #include <spawn.h>
 #include <sys/wait.h>
 
+#include "indexer/MediaReader.h"
+#include "indexer/MediaTypes.h"
+#include "platform/system/Files.h"
+
 namespace MediaServer {
-namespace {
-
-std::string ReadAll(const std::string& path) {
-    std::ostringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
-}
-
-}  // namespace
 
 MediaFiles::MediaFiles() {
-    char name[] = "/tmp/dms-media-XXXXXX";
-    EXPECT_NE(mkdtemp(name), nullptr);
-    root_ = name;
-    std::filesystem::permissions(root_, std::filesystem::perms(0755));
-}
-
-MediaFiles::~MediaFiles() {
-    std::error_code error;
-    std::filesystem::remove_all(root_, error);
+    std::filesystem::permissions(Root(), std::filesystem::perms(0755));
 }
 
 void MediaFiles::Make(const std::vector<std::string>& arguments) const {
@@ -54,15 +37,20 @@ void MediaFiles::AddSong(const std::string& name, const std::string& title) cons
     if (song.empty()) {
         Make({"-f", "lavfi", "-i", "sine=d=1", "-metadata", "title=" + title, "-metadata", "artist=Artist", "-b:a",
               "64k", "-f", "mp3", "@/.song"});
-        song = ReadAll(Path(".song"));
+        song = ReadWholeFile(Path(".song"), 1 << 20).value();
         std::filesystem::remove(Path(".song"));
     }
     Write(name, song);
 }
 
-void MediaFiles::Write(const std::string& name, const std::string& content) const {
-    std::filesystem::create_directories(std::filesystem::path(Path(name)).parent_path());
-    std::ofstream(Path(name), std::ios::binary) << content;
+std::optional<NIMB_MEDIA_INFO> ReadFacts(const std::string& path, std::string& reason) {
+    NIMB_MEDIA_INFO record;
+    record.path = path;
+    record.title = "name of the file";
+    record.timetaken = "1970-01-01 00:00:00";
+    record.filesize = static_cast<std::int64_t>(std::filesystem::file_size(path));
+    if (!ReadMedia(FindMediaKind(path).value(), record, reason)) return std::nullopt;
+    return record;
 }
 
 }  // namespace MediaServer

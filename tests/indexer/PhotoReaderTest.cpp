@@ -15,16 +15,6 @@ namespace {
 
 constexpr char kUnknown[] = "1970-01-01 00:00:00";
 
-std::optional<NIMB_MEDIA_INFO> Read(const std::string& path, std::string& reason) {
-    NIMB_MEDIA_INFO record;
-    record.path = path;
-    record.title = "name of the file";
-    record.timetaken = kUnknown;
-    record.filesize = static_cast<std::int64_t>(std::filesystem::file_size(path));
-    if (!ReadMedia(MediaKind::Photo, record, reason)) return std::nullopt;
-    return record;
-}
-
 TEST(PhotoReader, EveryFormat) {
     constexpr const char* kNames[] = {"a.jpg", "a.png", "a.gif", "a.bmp", "a.tif", "a.webp"};
     const MediaFiles files;
@@ -38,7 +28,7 @@ TEST(PhotoReader, EveryFormat) {
     for (const std::string& name : names) {
         SCOPED_TRACE(name);
         std::string reason;
-        const auto record = Read(files.Path(name), reason);
+        const auto record = ReadFacts(files.Path(name), reason);
         ASSERT_TRUE(record) << reason;
         EXPECT_EQ(record->resolutionx, 300);
         EXPECT_EQ(record->resolutiony, 200);
@@ -81,7 +71,7 @@ TEST(PhotoReader, DateTakenAndOrientation) {
         picture->setExifData(fields);
         picture->writeMetadata();
         std::string reason;
-        const auto record = Read(path, reason);
+        const auto record = ReadFacts(path, reason);
         ASSERT_TRUE(record) << reason;
         EXPECT_EQ(record->timetaken, c.taken);
         EXPECT_EQ(record->resolutionx, c.width);
@@ -103,7 +93,7 @@ TEST(PhotoReader, TitleAndManyThreads) {
         threads.emplace_back([&] {
             for (int round = 0; round < 50; ++round) {
                 std::string reason;
-                const auto record = Read(files.Path("a.jpg"), reason);
+                const auto record = ReadFacts(files.Path("a.jpg"), reason);
                 ASSERT_TRUE(record) << reason;
                 EXPECT_EQ(record->title, "Ünder <the> sea");
             }
@@ -131,12 +121,12 @@ TEST(PhotoReader, DamagedAndHostileFilesGiveAReason) {
         SCOPED_TRACE(name);
         files.Write(name, content);
         std::string reason;
-        EXPECT_FALSE(Read(files.Path(name), reason));
+        EXPECT_FALSE(ReadFacts(files.Path(name), reason));
         EXPECT_NE(reason, "");
         EXPECT_EQ(reason.find('\n'), std::string::npos);
     }
     std::string reason;
-    EXPECT_FALSE(Read(files.Path("bomb.png"), reason));
+    EXPECT_FALSE(ReadFacts(files.Path("bomb.png"), reason));
     EXPECT_EQ(reason, "the picture is too large");
 }
 

@@ -16,15 +16,6 @@
 namespace MediaServer {
 namespace {
 
-std::optional<NIMB_MEDIA_INFO> Read(const std::string& path, std::string& reason) {
-    NIMB_MEDIA_INFO record;
-    record.path = path;
-    record.title = "name of the file";
-    record.filesize = static_cast<std::int64_t>(std::filesystem::file_size(path));
-    if (!ReadMedia(FindMediaKind(path).value(), record, reason)) return std::nullopt;
-    return record;
-}
-
 constexpr char kX264[] = "-c:v libx264 -preset ultrafast -pix_fmt yuv420p ";
 constexpr char kMpeg2[] = "-c:v mpeg2video -b:v 2M ";
 constexpr char kStereo[] = "-ar 48000 -ac 2 ";
@@ -92,7 +83,7 @@ TEST(VideoReader, RecordAndProfileOfEveryKind) {
         command.insert(command.end(), {"-metadata", "title=Film", std::string("@/") + c.file});
         files.Make(command);
         std::string reason;
-        const auto record = Read(files.Path(c.file), reason);
+        const auto record = ReadFacts(files.Path(c.file), reason);
         ASSERT_TRUE(record) << reason;
         EXPECT_EQ(record->container_type, c.container);
         EXPECT_EQ(record->video_codec, c.video_codec);
@@ -145,7 +136,7 @@ TEST(VideoReader, TransportStreamsByTheirPackets) {
     for (std::size_t at = 0; at < plain.size(); at += 188) stamped += zero + plain.substr(at, 188);
     files.Write("dlna.ts", stamped);
     std::string reason;
-    const auto record = Read(files.Path("dlna.ts"), reason);
+    const auto record = ReadFacts(files.Path("dlna.ts"), reason);
     ASSERT_TRUE(record) << reason;
     EXPECT_EQ(record->container_type, "mpeg_ts_dlna");
     const ProfileEntry* profile = DetectVideoProfile(*record);
@@ -161,14 +152,14 @@ TEST(VideoReader, SubtitlesAreText) {
         SCOPED_TRACE(name);
         files.Write(name, content);
         std::string reason;
-        const auto record = Read(files.Path(name), reason);
+        const auto record = ReadFacts(files.Path(name), reason);
         ASSERT_TRUE(record) << reason;
         EXPECT_EQ(record->video_codec, "text");
         EXPECT_EQ(record->title, "name of the file");
     }
     files.Write("binary.srt", std::string(100, '\0'));
     std::string reason;
-    EXPECT_FALSE(Read(files.Path("binary.srt"), reason));
+    EXPECT_FALSE(ReadFacts(files.Path("binary.srt"), reason));
     EXPECT_EQ(reason, "no text in it");
 }
 
@@ -183,7 +174,7 @@ TEST(VideoReader, FilesWithoutVideoGiveAReason) {
     for (const char* name : {"sound.mp4", "sound.ts", "cut.mp4", "garbage.ts", "header.mkv", "list.avi"}) {
         SCOPED_TRACE(name);
         std::string reason;
-        EXPECT_FALSE(Read(files.Path(name), reason));
+        EXPECT_FALSE(ReadFacts(files.Path(name), reason));
         EXPECT_NE(reason, "");
     }
 }
