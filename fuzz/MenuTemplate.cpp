@@ -37,7 +37,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const DMSStringBundle strings("enu");
     const InputFile file(AsText(data, size));
     ContentDirectoryService directory(strings);
-    directory.LoadMenu(file.Path(), false, true);
+    directory.LoadMenu(file.Path(), {}, true);
 
     Answer children;
     Ask(directory, "0", BrowseFlag::DirectChildren, children);

@@ -20,7 +20,7 @@ inline ContentDirectoryService& ShippedMenu() {
         setenv("PGHOST", root.Path().c_str(), 1);
         root.Write("/var/packages/MediaServer/etc/media_folders.conf", "all = /srv/media\n");
         DMSClientChecker::InitProfileList(root.Write("agent.conf", "[profile Slash]\nslash-separator = yes\n"));
-        return directory.LoadMenu(DMS_SOURCE_DIR "/share/menu_advance.xml", false, true);
+        return directory.LoadMenu(DMS_SOURCE_DIR "/share/menu_advance.xml", {}, true);
     }();
     Require(loaded, "the menu of the product loads");
     return directory;

@@ -5,7 +5,6 @@
 #include <span>
 
 #include "platform/library/MediaFolders.h"
-#include "platform/system/Log.h"
 #include "tree/CDSCategoryEntry.h"
 #include "tree/CDSCategoryFolder.h"
 #include "tree/CDSIndexStorageFolder.h"
@@ -16,7 +15,7 @@ namespace MediaServer {
 
 namespace {
 
-enum class NodeClass { Menu, AllFiles, Category, Folders, Playlists, VideoLibrary };
+enum class NodeClass { Menu, AllFiles, Category, Folders, Playlists };
 
 /// One entry of a built-in menu; parents stand before their children.
 struct Row {
@@ -43,7 +42,6 @@ constexpr Row kFullMenu[] = {
     {"3", "16", "Folders", NodeClass::Folders, MediaKind::Photo, ObjectType::kStorageFolder},
     {"15", "100", "class_music_userfile", NodeClass::Folders, MediaKind::Video, ObjectType::kStorageFolder},
     {"15", "101", "class_allvideo", NodeClass::AllFiles, MediaKind::Video, ObjectType::kStorageFolder},
-    {"15", "120", "Reelhouse", NodeClass::VideoLibrary, MediaKind::Video},
 };
 
 constexpr Row kFlatMenu[] = {
@@ -69,10 +67,10 @@ public:
         : nodes_(nodes), strings_(strings), parents_{{root.id, &root}} {}
 
     void Build(std::span<const Row> rows) {
-        for (const Row& row : rows) {
-            if (row.node != NodeClass::VideoLibrary) Add(row);
-        }
+        for (const Row& row : rows) Add(row);
     }
+    /// A node that was built, by its id.
+    CDSMenuEntry& Built(std::string_view id) { return *parents_.at(id); }
 
 private:
     void Add(const Row& row) {
@@ -108,7 +106,6 @@ private:
                 return playlists;
             }
             case NodeClass::Menu:
-            case NodeClass::VideoLibrary:
                 break;
         }
         return nodes_.Make<CDSMenuEntry>(title, id, parent, row.type);
@@ -121,9 +118,11 @@ private:
 
 }  // namespace
 
-void BuildFullMenu(MenuNodes& nodes, CDSMenuEntry& root, const DMSStringBundle& strings, bool with_video_library) {
-    Builder(nodes, root, strings).Build(kFullMenu);
-    if (with_video_library) DMSPrintf(0, "the video library is not offered in the menu of game consoles");
+void BuildFullMenu(MenuNodes& nodes, CDSMenuEntry& root, const DMSStringBundle& strings,
+                   const VideoLibraryNodes* library) {
+    Builder builder(nodes, root, strings);
+    builder.Build(kFullMenu);
+    if (library != nullptr) BuildVideoLibraryBranch(nodes, builder.Built("15"), strings, *library);
 }
 
 void BuildFlatMenu(MenuNodes& nodes, CDSMenuEntry& root, const DMSStringBundle& strings) {

@@ -40,17 +40,18 @@ ContentDirectoryService::Menu MenuOf(const DMSClientChecker& client, std::string
 
 }  // namespace
 
-ContentDirectoryService::ContentDirectoryService(const DMSStringBundle& strings) : strings_(strings) {
+ContentDirectoryService::ContentDirectoryService(const DMSStringBundle& strings, const VideoLibraryNodes& library)
+    : strings_(strings), library_(library) {
     for (CDSMenuEntry*& root : roots_) root = &nodes_.Make<CDSMenuEntry>("Root", "0", "-1", ObjectType::kContainer);
     LoadMimeTypes(mime_);
 }
 
-bool ContentDirectoryService::LoadMenu(const std::string& menu_file, bool with_video_library, bool with_radio) {
-    BuildFullMenu(nodes_, *roots_[Full], strings_, with_video_library);
+bool ContentDirectoryService::LoadMenu(const std::string& menu_file, VideoLibraryPlaces library, bool with_radio) {
+    BuildFullMenu(nodes_, *roots_[Full], strings_, library.in_full_menu ? &library_ : nullptr);
     BuildFlatMenu(nodes_, *roots_[Flat], strings_);
     BuildNumberedMenu(nodes_, *roots_[Numbered], strings_);
-    MenuLoader loader({nodes_, *roots_[Default], *roots_[Music], strings_, with_radio});
-    const bool loaded = loader.LoadMenu(menu_file, with_video_library);
+    MenuLoader loader({nodes_, *roots_[Default], *roots_[Music], strings_, library_, with_radio});
+    const bool loaded = loader.LoadMenu(menu_file, library.in_template);
     for (std::size_t menu = 0; menu < kMenus; ++menu) AddMenuEntries(sets_[menu], *roots_[menu]);
     is_built_.store(true, std::memory_order_release);
     return loaded;

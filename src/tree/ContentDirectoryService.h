@@ -15,6 +15,7 @@
 #include "platform/text/DMSStringBundle.h"
 #include "tree/CDSContainer.h"
 #include "tree/MenuNodes.h"
+#include "tree/VideoLibraryNodes.h"
 
 namespace MediaServer {
 
@@ -44,15 +45,17 @@ private:
 class ContentDirectoryService {
 public:
     /// Builds the roots and loads the MIME table.
-    /// @param strings  outlives the service.
-    explicit ContentDirectoryService(const DMSStringBundle& strings);
+    /// @param strings,library  outlive the service.
+    explicit ContentDirectoryService(const DMSStringBundle& strings,
+                                     const VideoLibraryNodes& library = NoVideoLibrary());
     ContentDirectoryService(const ContentDirectoryService&) = delete;
     ContentDirectoryService& operator=(const ContentDirectoryService&) = delete;
 
     /// Builds the built-in menus, then reads the menu template (and the video-library one) for the default and the
     /// music-only menu.
+    /// @param library  where else than in the menu file the video library is offered.
     /// @return false when the menu file could not be used; the sets are then built of what there is.
-    bool LoadMenu(const std::string& menu_file, bool with_video_library, bool with_radio);
+    bool LoadMenu(const std::string& menu_file, VideoLibraryPlaces library, bool with_radio);
 
     /// Finds the node that an identifier names for this client and lets it write.
     /// @param flag,filter_mask,options,start,count  as in BrowseQuery.
@@ -76,6 +79,7 @@ public:
 
 private:
     const DMSStringBundle& strings_;
+    const VideoLibraryNodes& library_;
     MimeTable mime_;
     MenuNodes nodes_;
     std::array<CDSMenuEntry*, kMenus> roots_{};

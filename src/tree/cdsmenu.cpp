@@ -43,6 +43,16 @@ bool IsElement(IXML_Node* node, std::string_view name) {
     return ixmlNode_getNodeType(node) == eELEMENT_NODE && name == ixmlNode_getNodeName(node);
 }
 
+/// Texts of the child elements of one name; none of a null list.
+std::vector<std::string> ChildTexts(IXML_Node* list, std::string_view name) {
+    std::vector<std::string> texts;
+    if (list == nullptr) return texts;
+    for (IXML_Node* child = ixmlNode_getFirstChild(list); child != nullptr; child = ixmlNode_getNextSibling(child)) {
+        if (IsElement(child, name)) texts.push_back(NodeText(child));
+    }
+    return texts;
+}
+
 /// The largest template that anybody would write by hand.
 constexpr XmlBounds kTemplateBounds{.elements = 100'000, .bytes = kMaxConfigFileBytes};
 
@@ -83,7 +93,6 @@ struct MenuLoader::Entry {
 
 struct MenuLoader::NodeType {
     std::string_view name;
-    // Null for a type that templates may name and this version does not offer yet.
     CDSMenuEntry* (MenuLoader::*create)(const Entry&);
     bool is_radio = false;
 };
@@ -98,8 +107,8 @@ const MenuLoader::NodeType* MenuLoader::FindNodeType(std::string_view name) {
         {"radio", &MenuLoader::CreateRadioContainer, true},
         {"smartplaylist", &MenuLoader::CreateSmartPlayList},
         {"smartct", &MenuLoader::CreateSmartContainer},
-        {"reelhouse_categoryfolder", nullptr},
-        {"reelhouse_storagefolder", nullptr},
+        {"reelhouse_categoryfolder", &MenuLoader::CreateLibraryCategory},
+        {"reelhouse_storagefolder", &MenuLoader::CreateLibraryStorage},
         {"reelhouse_collection", &MenuLoader::CreateNothing},
     };
     const auto* row = std::find_if(std::begin(kNodeTypes), std::end(kNodeTypes),
@@ -162,10 +171,6 @@ void MenuLoader::CreateNode(IXML_Node* element, const std::string& type, const s
     }
     const NodeType* row = FindNodeType(type);
     if (row == nullptr || (row->is_radio && !context_.with_radio)) return;
-    if (row->create == nullptr) {
-        DMSPrintf(2, "skipping menu entry \"%s\": entries of type \"%s\" are not offered", title.c_str(), type.c_str());
-        return;
-    }
     if (CDSMenuEntry* node = (this->*row->create)({element, title, media, *kind, id, parent.id})) {
         parent.AddChild(node);
     }
@@ -223,11 +228,26 @@ CDSMenuEntry* MenuLoader::CreateSmartContainer(const Entry& entry) {
     auto& container =
         context_.nodes.Make<CDSSmartContainer>(entry.media, NodeText(conjunction) == "OR", entry.parent_id, entry.id,
                                                entry.title, ObjectType::kContainer, context_.strings);
-    for (IXML_Node* rule = ixmlNode_getFirstChild(rules); rule != nullptr; rule = ixmlNode_getNextSibling(rule)) {
-        if (IsElement(rule, "rule")) container.AddRule(NodeText(rule));
-    }
+    for (const std::string& rule : ChildTexts(rules, "rule")) container.AddRule(rule);
     AddCategories(entry, container);
     return &container;
+}
+
+CDSMenuEntry* MenuLoader::CreateLibraryCategory(const Entry& entry) {
+    // The catalogue knows where its files lie: the directory only has to be there.
+    if (FindChildElement(entry.element, "directory") == nullptr) {
+        DMSPrintf(0, "entry %s, no directory property", entry.title.c_str());
+        return nullptr;
+    }
+    return &context_.library.MakeCategoryFolder(
+        context_.nodes, {entry.media_text, entry.parent_id, entry.id, entry.title, ObjectType::kContainer,
+                         ChildTexts(FindChildElement(entry.element, "categories"), "category"),
+                         ChildTexts(FindChildElement(entry.element, "rulelist"), "rule")});
+}
+
+CDSMenuEntry* MenuLoader::CreateLibraryStorage(const Entry& entry) {
+    return &context_.library.MakeStorageFolder(
+        context_.nodes, {entry.media_text, entry.parent_id, entry.id, entry.title, ObjectType::kStorageFolder});
 }
 
 // Empty after the reason was logged.

@@ -7,6 +7,7 @@
 #include "platform/upnp/Ixml.h"
 #include "tree/CDSContainer.h"
 #include "tree/MenuNodes.h"
+#include "tree/VideoLibraryNodes.h"
 
 namespace MediaServer {
 
@@ -16,6 +17,7 @@ struct MenuContext {
     CDSMenuEntry& main_root;
     CDSMenuEntry& music_root;  ///< gets every music entry at its top level
     const DMSStringBundle& strings;
+    const VideoLibraryNodes& library;
     bool with_radio;  ///< the internet-radio option
 };
 
@@ -47,6 +49,8 @@ private:
     CDSMenuEntry* CreateSmartPlayList(const Entry& entry);
     CDSMenuEntry* CreateRadioContainer(const Entry& entry);
     CDSMenuEntry* CreateSmartContainer(const Entry& entry);
+    CDSMenuEntry* CreateLibraryCategory(const Entry& entry);
+    CDSMenuEntry* CreateLibraryStorage(const Entry& entry);
     CDSMenuEntry* CreateNothing(const Entry&) { return nullptr; }
     std::string DirectoryOf(const Entry& entry);
     void AddCategories(const Entry& entry, Categorizable& node);

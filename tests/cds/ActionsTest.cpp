@@ -39,7 +39,7 @@ struct Reply {
 class ActionsTest : public ClientsTest {
 protected:
     ActionsTest() {
-        directory.LoadMenu(sysroot.Write("menu.xml", kMenu), false, false);
+        directory.LoadMenu(sysroot.Write("menu.xml", kMenu), {}, false);
         content.device_mutex = &mutex;
         content.service_type = "urn:schemas-upnp-org:service:ContentDirectory:1";
         content.state_variables = {{"SystemUpdateID", "41"}, {"SortCapabilities", ""}};

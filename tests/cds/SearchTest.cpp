@@ -17,7 +17,7 @@ constexpr const char* kAlbum = R"(upnp:class = "object.container.album.musicAlbu
 class SearchTest : public ClientsTest {
 protected:
     SearchTest() {
-        directory.LoadMenu(sysroot.Write("menu.xml", "<menu><entrylist/></menu>"), false, false);
+        directory.LoadMenu(sysroot.Write("menu.xml", "<menu><entrylist/></menu>"), {}, false);
         struct Song {
             const char *title, *artist, *album, *composer;
         };

@@ -31,7 +31,7 @@ constexpr const char* kMenu = R"(<?xml version="1.0" encoding="utf-8"?>
   <entry id="x7" type="storagefolder" media="photo"><title>no photo folder</title><directory>a</directory></entry>
   <entry id="x8" type="hologram" media="music"><title>unknown type</title></entry>
   <entry id="x9" type="reelhouse_collection" media="collection"><title>nothing</title></entry>
-  <entry id="x10" type="reelhouse_storagefolder" media="movie"><title>later</title></entry>
+  <entry id="x10" type="reelhouse_categoryfolder" media="movie"><title>no place</title></entry>
   <entry id="x11" type="smartct" media="music"><title>no conjunction</title><rulelist/></entry>
   <entry id="x12" type="smartct" media="music"><title>no rules</title><conjunction>OR</conjunction></entry>
   <entry id="x13" type="radio" media="music"><title>not switched on</title></entry>
@@ -40,12 +40,14 @@ constexpr const char* kMenu = R"(<?xml version="1.0" encoding="utf-8"?>
   <entry><title>last</title></entry>
 </entrylist></menu>)";
 
+using Menu = ContentDirectoryService::Menu;
+
 class MenuTest : public ClientsTest {
 protected:
     MenuTest() { Share("music = /m\nvideo = /v\n"); }
 
     void Share(const std::string& lines) { sysroot.Write("var/packages/MediaServer/etc/media_folders.conf", lines); }
-    bool Load(const std::string& text) { return service.LoadMenu(sysroot.Write("menu.xml", text), false, false); }
+    bool Load(const std::string& text) { return service.LoadMenu(sysroot.Write("menu.xml", text), {}, false); }
     Answer Find(std::string_view id, BrowseFlag flag = BrowseFlag::DirectChildren, const std::string& agent = "") {
         ClientRequest request;
         request.headers["user-agent"] = agent;
@@ -122,7 +124,7 @@ TEST_F(MenuTest, EachSkippedEntryHasItsLogLine) {
     for (const char* line :
          {"entryList entrylist", "Creating node Folder, type=storagefolder, media=video",
           "entry no directory, no directory property", "entry a, invalid directory",
-          "Unknown category flavour on media type music", "entries of type \"reelhouse_storagefolder\" are not offered",
+          "Unknown category flavour on media type music", "entry no place, no directory property",
           "entry no rules, no rulelist el", "Adding menu entry Artists & more:art", "Adding menu entry Root:0"}) {
         EXPECT_THAT(text, HasSubstr(line));
     }
@@ -132,21 +134,71 @@ TEST_F(MenuTest, EachSkippedEntryHasItsLogLine) {
 TEST_F(MenuTest, AFileThatIsNoMenuLeavesAnEmptyRoot) {
     for (const char* text : {"", "<menu>", "<menu/>", "<list><entrylist/></list>", "plain text"}) {
         ContentDirectoryService empty(strings);
-        EXPECT_FALSE(empty.LoadMenu(sysroot.Write("menu.xml", text), false, false)) << text;
+        EXPECT_FALSE(empty.LoadMenu(sysroot.Write("menu.xml", text), {}, false)) << text;
     }
-    EXPECT_FALSE(service.LoadMenu(sysroot / "absent.xml", true, false));
+    EXPECT_FALSE(service.LoadMenu(sysroot / "absent.xml", {.in_template = true}, false));
     const Answer root = Find("0");
     EXPECT_EQ(root.result, 0);
     EXPECT_EQ(root.total, 0);
 }
 
-TEST_F(MenuTest, TheVideoLibraryFollowsTheMenu) {
-    sysroot.Write("var/packages/MediaServer/target/etc/menu_rh_template.xml",
-                  "<menu><entrylist><entry id='rh'><title>Library</title></entry></entrylist></menu>");
-    EXPECT_TRUE(service.LoadMenu(
-        sysroot.Write("menu.xml", "<menu><entrylist><entry id='a'><title>A</title></entry></entrylist></menu>"), true,
-        false));
-    EXPECT_THAT(Find("0").Ids(), ElementsAre("a", "rh"));
+/// Writes down what menus ask for: "media id type [category…] [rule…]", or "folder media id type".
+class NotedLibrary : public VideoLibraryNodes {
+public:
+    CDSMenuEntry& MakeCategoryFolder(MenuNodes& nodes, VideoLibraryEntry entry) const override {
+        std::string text;
+        for (const std::string& category : entry.categories) text += " " + category;
+        for (const std::string& rule : entry.rules) text += " " + rule;
+        return Note(nodes, entry, "", text);
+    }
+    CDSMenuEntry& MakeStorageFolder(MenuNodes& nodes, VideoLibraryEntry entry) const override {
+        return Note(nodes, entry, "folder ", "");
+    }
+    mutable std::vector<std::string> noted;
+
+private:
+    CDSMenuEntry& Note(MenuNodes& nodes, const VideoLibraryEntry& entry, const std::string& kind,
+                       const std::string& more) const {
+        noted.push_back(kind + std::string(entry.media) + " " + entry.id + " " + std::to_string(entry.type) + more);
+        return nodes.Make<CDSMenuEntry>(entry.title, entry.id, entry.parent_id, entry.type);
+    }
+};
+
+TEST_F(MenuTest, TheVideoLibraryFollowsTheMenuAndHasABranchOfTheConsoles) {
+    sysroot.Write("var/packages/MediaServer/target/etc/menu_rh_template.xml", R"(<menu><entrylist>
+        <entry id='rh'><title>Library</title><entrylist>
+          <entry id='c' type='reelhouse_categoryfolder' media='tvshow'><title>C</title><directory/>
+            <categories><category index='1'>genre</category><category>nobody's</category></categories>
+            <rulelist><rule>recent:5</rule><rule>other</rule></rulelist></entry>
+          <entry id='f' type='reelhouse_storagefolder' media='collection'><title>F</title></entry>
+        </entrylist></entry></entrylist></menu>)");
+    const std::string menu =
+        sysroot.Write("menu.xml", "<menu><entrylist><entry id='a'><title>A</title></entry></entrylist></menu>");
+    NotedLibrary library;
+    ContentDirectoryService with(strings, library);
+    EXPECT_TRUE(with.LoadMenu(menu, {.in_template = true}, false));
+    EXPECT_THAT(library.noted, ElementsAre("tvshow c 1 genre nobody's recent:5 other", "folder collection f 15"));
+    const auto ids = [&](Menu of, std::string_view id) {
+        std::vector<std::string> children;
+        for (const CDSObject* child : with.FindNode(of, id)->Children()) {
+            EXPECT_EQ(child->parentId, id);
+            children.push_back(child->id);
+        }
+        return children;
+    };
+    EXPECT_THAT(ids(Menu::Default, "0"), ElementsAre("a", "rh"));
+    EXPECT_THAT(ids(Menu::Full, "15"), ElementsAre("100", "101"));
+
+    library.noted.clear();
+    ContentDirectoryService console(strings, library);
+    EXPECT_TRUE(console.LoadMenu(menu, {.in_full_menu = true}, false));
+    EXPECT_EQ(console.FindNode(Menu::Default, "rh"), nullptr);
+    for (const char* id : {"15", "120", "130", "160"}) EXPECT_NE(console.FindNode(Menu::Full, id), nullptr) << id;
+    ASSERT_EQ(library.noted.size(), 28U);
+    EXPECT_EQ(library.noted[1], "movie 132 15 cast");
+    EXPECT_EQ(library.noted[14], "tvshow 147 15 recent:24");
+    EXPECT_EQ(library.noted[23], "folder home_video 158 15");
+    EXPECT_EQ(library.noted[27], "tv_record 164 15 program");
 }
 
 TEST_F(MenuTest, DirectoriesOfTemplates) {
@@ -166,7 +218,7 @@ TEST_F(MenuTest, DirectoriesOfTemplates) {
 TEST_F(MenuTest, EveryShippedMenuAnswers) {
     for (const char* name : {"simple", "ipod", "advance", "local", "rh_template"}) {
         ContentDirectoryService shipped(strings);
-        ASSERT_TRUE(shipped.LoadMenu(std::string(DMS_SOURCE_DIR "/share/menu_") + name + ".xml", false, true)) << name;
+        ASSERT_TRUE(shipped.LoadMenu(std::string(DMS_SOURCE_DIR "/share/menu_") + name + ".xml", {}, true)) << name;
         std::set<std::string> seen;
         std::vector<std::string> ids{"0"};
         for (std::size_t i = 0; i < ids.size(); ++i) {

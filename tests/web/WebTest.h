@@ -38,7 +38,7 @@ protected:
             </entrylist></entry>
         </entrylist></menu>)");
         directory = std::make_unique<ContentDirectoryService>(strings);
-        EXPECT_TRUE(directory->LoadMenu(root / "menu.xml", false, false));
+        EXPECT_TRUE(directory->LoadMenu(root / "menu.xml", {}, false));
         dirs = std::make_unique<VirtualDirs>(WebContext{*directory,
                                                         clients,
                                                         [this](const std::string& agent) {
