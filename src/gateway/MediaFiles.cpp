@@ -9,13 +9,13 @@
 #include "dlna/DlnaProfiles.h"
 #include "platform/database/MediaInfoDB.h"
 #include "platform/http/HttpFile.h"
+#include "platform/media/Subtitle.h"
 #include "platform/system/Files.h"
 #include "platform/text/Text.h"
 
 namespace MediaServer {
 namespace {
 
-constexpr std::string_view kSubtitleExtension = "srt";
 constexpr std::string_view kSubtitleMime = "text/srt";
 constexpr std::string_view kJpegMime = "image/jpeg";
 
@@ -28,10 +28,6 @@ std::string_view ProfileOf(const MediaUrl& url) {
             return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
         });
     return is_name ? url.profile : std::string_view();
-}
-
-std::string SubtitleBeside(const std::string& video_path) {
-    return std::string(DirName(video_path)) + "/" + std::string(BaseNameWithoutExtension(video_path)) + ".srt";
 }
 
 /// The renditions of a photo by the first segment of the URL.

@@ -3,10 +3,10 @@
 #include <cstdio>
 #include <ctime>
 
-#include <json/json.h>
 #include <sys/stat.h>
 
 #include "model/PropertyFilter.h"
+#include "model/VideoRecord.h"
 #include "platform/media/MediaUrl.h"
 #include "platform/system/Log.h"
 #include "platform/text/Text.h"
@@ -22,27 +22,6 @@ constexpr const char* kLogName = "serializer.cpp";
 constexpr std::size_t kLongestName = 255;
 constexpr std::size_t kLongestPath = 4096;
 constexpr std::size_t kTitleField = 512;
-
-/// A member as text, whatever its JSON type; empty when it is missing. The records come from another program, so
-/// nothing about them is taken for granted.
-std::string MemberText(const Json::Value& object, const char* key) {
-    if (!object.isObject() || !object.isMember(key)) return {};
-    const Json::Value& value = object[key];
-    return value.isConvertibleTo(Json::stringValue) ? value.asString() : std::string();
-}
-
-const Json::Value& Member(const Json::Value& object, const char* key) {
-    return object.isObject() ? object[key] : Json::Value::nullSingleton();
-}
-
-/// File number `index` of an entry; null when it has no such file.
-const Json::Value& FileOf(const Json::Value& record, std::int32_t index) {
-    const Json::Value& files = Member(Member(record, "additional"), "files");
-    if (!files.isArray() || index < 0 || static_cast<Json::ArrayIndex>(index) >= files.size()) {
-        return Json::Value::nullSingleton();
-    }
-    return files[index];
-}
 
 /// Seconds of "hours:minutes:seconds".
 float Duration(const std::string& text) {
@@ -148,7 +127,7 @@ void CDSDIDLSerializer::AppendLibraryMetadata(std::int32_t video_type, const Jso
 void CDSDIDLSerializer::SerializeReelhouseItem(std::string_view id, std::string_view parent_id, std::int32_t video_type,
                                                std::int32_t file_index, bool use_file_name, const Json::Value& record) {
     if (!AreGoodIds(id, parent_id, __LINE__)) return;
-    const NIMB_MEDIA_INFO media = MediaRecordOf(FileOf(record, file_index));
+    const NIMB_MEDIA_INFO media = MediaRecordOf(FileOf(record, static_cast<Json::ArrayIndex>(file_index)));
     const VideoCover cover{kVideoLibrary, false};
     AppendLibraryMetadata(video_type, record);
     AppendVideoArt(media, cover);
@@ -162,7 +141,7 @@ void CDSDIDLSerializer::SerializeReelhouseItem(std::string_view id, std::string_
 void CDSDIDLSerializer::SerializeReelhouseFile(std::string_view id, std::string_view parent_id, std::int32_t video_type,
                                                std::int32_t file_index, bool use_file_name, const Json::Value& record) {
     if (!AreGoodIds(id, parent_id, __LINE__)) return;
-    const Json::Value& file = FileOf(record, file_index);
+    const Json::Value& file = FileOf(record, static_cast<Json::ArrayIndex>(file_index));
     const std::string path = MemberText(file, "path");
     const std::string file_id = MemberText(file, "id");
     if (path.empty() || file_id.empty()) return;

@@ -103,7 +103,7 @@ void CDSDIDLSerializer::AppendVideoRes(const NIMB_MEDIA_INFO& record, bool text,
     AppendResNumber(Property::kResSampleFrequency, "sampleFrequency", record.frequency);
     body_.Append(">");
 
-    ItemUrl url;
+    UrlField<kVideoLibrary.url_field> url;
     if (Option(OptionFlag::kLocalServer)) {
         url.Format("%s", record.path.c_str());
     } else if (transcoded) {
@@ -115,7 +115,7 @@ void CDSDIDLSerializer::AppendVideoRes(const NIMB_MEDIA_INFO& record, bool text,
                    profile_.empty() ? kNoProfile.data() : profile_.c_str(), record.id,
                    static_cast<int>(extension.size()), extension.data());
     }
-    AppendXMLEscaped(body_, url.View());
+    AppendXMLEscaped(body_, url.View().substr(0, origin.url_field - 1));
     body_.Append("</res>");
 }
 

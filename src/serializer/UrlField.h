@@ -25,7 +25,7 @@ private:
     char text_[Size] = "";
 };
 
-/// URL of a photo or video.
+/// URL of a photo.
 using ItemUrl = UrlField<256>;
 
 }  // namespace MediaServer

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace MediaServer {
@@ -12,9 +13,10 @@ struct VideoOrigin {
     const char* path_word;
     const char* transcoder_type;
     const char* art_kind;
+    std::size_t url_field;  ///< bytes of its URLs with the final NUL
 };
-inline constexpr VideoOrigin kMediaLibrary{"v", "video", "vfolderart"};
-inline constexpr VideoOrigin kVideoLibrary{"rh", "Reelhouse", "rhcover"};
+inline constexpr VideoOrigin kMediaLibrary{"v", "video", "vfolderart", 256};
+inline constexpr VideoOrigin kVideoLibrary{"rh", "Reelhouse", "rhcover", 1024};
 
 /// Where a video's cover can be had and what it is.
 struct VideoCover {

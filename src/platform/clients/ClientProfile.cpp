@@ -47,6 +47,7 @@ constexpr FlagName kFlags[] = {
     {"small-640", ClientFlag::kSmall640},
     {"slash-separator", ClientFlag::kSlashSeparator},
     {"original-art", ClientFlag::kOriginalArt},
+    {"video-details", ClientFlag::kVideoDetails},
     {"video-file-names", ClientFlag::kVideoFileNames},
 };
 

@@ -32,6 +32,8 @@ inline constexpr std::uint32_t kMpegMapping = 0x1000;     ///< size-based MPEG p
 inline constexpr std::uint32_t kSmall640 = 0x2000;        ///< 640-pixel small photo renditions (small-640)
 inline constexpr std::uint32_t kSlashSeparator = 0x4000;  ///< identifiers use "/" and "$" (slash-separator)
 inline constexpr std::uint32_t kOriginalArt = 0x8000;     ///< art in original size (original-art)
+inline constexpr std::uint32_t kVideoDetails =
+    0x10000;  ///< people, genres and summaries of the video library, if the filter asks (video-details)
 inline constexpr std::uint32_t kVideoFileNames =
     0x20000;  ///< video titles are file names with extension (video-file-names)
 }  // namespace ClientFlag

@@ -77,6 +77,17 @@ std::vector<std::string> Split(std::string_view text, char separator) {
     }
 }
 
+std::vector<std::string_view> StringExplode(std::string_view text, std::string_view separator) {
+    std::vector<std::string_view> parts;
+    while (!text.empty()) {
+        const std::size_t end = text.find(separator);
+        if (end != 0) parts.push_back(text.substr(0, end));
+        if (end == std::string_view::npos) break;
+        text.remove_prefix(end + separator.size());
+    }
+    return parts;
+}
+
 std::string NLIBCStrTokIndex(std::string_view text, std::string_view separators, int index) {
     for (int token = 0; token <= index; ++token) {
         const std::size_t start = text.find_first_not_of(separators);

@@ -44,6 +44,8 @@ std::int32_t ToInt(std::string_view text);
 std::string StringToLower(std::string_view text);
 bool EqualsIgnoreCase(std::string_view a, std::string_view b);
 std::vector<std::string> Split(std::string_view text, char separator);
+/// The parts of `text` between separators, those that are not empty. The views point into `text`.
+std::vector<std::string_view> StringExplode(std::string_view text, std::string_view separator);
 /// Token `index` (from zero) of `text` split at any character of `separators`, empty tokens skipped; empty if none.
 std::string NLIBCStrTokIndex(std::string_view text, std::string_view separators, int index);
 

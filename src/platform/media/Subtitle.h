@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace MediaServer {
+
+/// Extension of the subtitle files that are announced.
+inline constexpr std::string_view kSubtitleExtension = "srt";
+
+/// Where the subtitle of a video lies when it has one: "<folder>/<name of the video>.srt", at most 4094 bytes. Empty
+/// for the empty path. Whether the file is there is not looked up.
+std::string SubtitleBeside(std::string_view video_path);
+
+}  // namespace MediaServer
