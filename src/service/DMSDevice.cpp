@@ -50,7 +50,8 @@ DMSDevice::~DMSDevice() = default;
 
 ContentDirectoryService& DMSDevice::Directory() {
     if (strings_ == nullptr) strings_ = std::make_unique<DMSStringBundle>(options_.Get(Option::kLanguage));
-    if (directory_ == nullptr) directory_ = std::make_unique<ContentDirectoryService>(*strings_);
+    if (video_library_ == nullptr) video_library_ = std::make_unique<VideoLibrary>(*strings_);
+    if (directory_ == nullptr) directory_ = std::make_unique<ContentDirectoryService>(*strings_, *video_library_);
     return *directory_;
 }
 

@@ -19,6 +19,7 @@
 #include "service/ProfileCache.h"
 #include "service/StartGate.h"
 #include "tree/ContentDirectoryService.h"
+#include "videolib/cdsfolder_rh.h"
 
 namespace MediaServer {
 
@@ -108,6 +109,7 @@ private:
     ServiceOptions options_;
     DeviceDescriptions descriptions_;
     std::unique_ptr<DMSStringBundle> strings_;
+    std::unique_ptr<VideoLibrary> video_library_;
     std::unique_ptr<ContentDirectoryService> directory_;
     std::unique_ptr<VirtualDirs> virtual_dirs_;
     ProfileCache profile_cache_;

@@ -226,15 +226,17 @@ bool DMSDevice::RegisterControlPoint() {
 void DMSDevice::LoadMenu() {
     const bool with_radio = options_.Get(Option::kRadio) == "yes";
     if (IsLocalServer()) {
-        Directory().LoadMenu(options_.Get(Option::kLocalMenu), false, with_radio);
+        Directory().LoadMenu(options_.Get(Option::kLocalMenu), {}, with_radio);
         return;
     }
     const std::string style = options_.Get(Option::kMenuStyle);
     const bool is_built_in =
         std::find(std::begin(kBuiltInStyles), std::end(kBuiltInStyles), style) != std::end(kBuiltInStyles);
     const std::string dir(is_built_in ? kPackageDataDir : kPackageConfigDir);
-    Directory().LoadMenu(SystemPath(dir + "/menu_" + style + ".xml"),
-                         EqualsIgnoreCase(options_.Get(Option::kReelhouse), "yes"), with_radio);
+    const std::string video_library = options_.Get(Option::kReelhouse);
+    Directory().LoadMenu(
+        SystemPath(dir + "/menu_" + style + ".xml"),
+        {.in_template = EqualsIgnoreCase(video_library, "yes"), .in_full_menu = video_library == "yes"}, with_radio);
 }
 
 void DMSDevice::Advertise() {

@@ -64,15 +64,14 @@ const VideoLibraryNodes& NoVideoLibrary() {
 
 void BuildVideoLibraryBranch(MenuNodes& nodes, CDSMenuEntry& videos, const DMSStringBundle& strings,
                              const VideoLibraryNodes& library) {
-    const auto add = [&](CDSMenuEntry& parent, std::string_view title, std::string id) -> CDSMenuEntry& {
-        auto& menu =
-            nodes.Make<CDSMenuEntry>(strings.Translate(title), std::move(id), parent.id, ObjectType::kContainer);
+    const auto add = [&](CDSMenuEntry& parent, const std::string& title, std::string id) -> CDSMenuEntry& {
+        auto& menu = nodes.Make<CDSMenuEntry>(title, std::move(id), parent.id, ObjectType::kContainer);
         parent.AddChild(&menu);
         return menu;
     };
     CDSMenuEntry& top = add(videos, "Reelhouse", "120");
     for (const Group& group : kGroups) {
-        CDSMenuEntry& menu = add(top, group.title, std::to_string(group.id));
+        CDSMenuEntry& menu = add(top, strings.Translate(group.title), std::to_string(group.id));
         int id = group.id;
         for (const Child& child : group.children) {
             const VideoLibraryEntry entry{

@@ -137,6 +137,7 @@ ListQuery CategoryRequest::MakeListQuery() {
     if (category_->by_title && !value.empty()) {
         value = library_.GetFieldValueById(category_->table, value, category_->field);
     }
+    list.by_date = category_->value == kDate;
     if (category_->filter != nullptr) {
         list.*category_->filter = std::move(value);
     } else {

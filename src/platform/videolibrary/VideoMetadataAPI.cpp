@@ -56,13 +56,15 @@ void AddTexts(Conditions& conditions, const VideoKind& kind, const ListQuery& qu
 void AddFilters(Conditions& conditions, const VideoKind& kind, const ListQuery& query) {
     const std::optional<std::string>* const filters[] = {&query.filter1, &query.filter2, &query.filter3,
                                                          &query.filter4};
-    // Kinds with a date give positions of the people to what they have instead.
-    const bool has_people = !kind.date;
-    for (std::size_t i = 0; i < std::size(kNameTables); ++i) {
-        const bool is_name = has_people || kNameTables[i].name == "gnere";
-        if (is_name && *filters[i]) conditions.AddName(kNameTables[i].name, **filters[i]);
+    // The positions of people are partly taken by what a recording has instead, and by the date of a home video.
+    const bool is_recording = kind.type == kTvRecord;
+    const bool by_date = is_recording || (kind.type == kHomeVideo && query.by_date);
+    for (const NameTable& table : kNameTables) {
+        const std::optional<std::string>& filter = *filters[&table - kNameTables];
+        const bool is_taken = (is_recording && table.name != "gnere") || (by_date && table.name == "director");
+        if (filter && !is_taken) conditions.AddName(table.name, *filter);
     }
-    if (kind.date) AddTexts(conditions, kind, query);
+    if (by_date) AddTexts(conditions, kind, query);
     AddYear(conditions, kind, query.year);
 }
 
@@ -81,7 +83,8 @@ std::string WhereText(const VideoKind& kind, const ListQuery& query, Parameters&
     if (!query.show_id.empty() && kind.type == kEpisode) {
         conditions.AddEquals("t.tvshow_id", std::to_string(ParseRowId(query.show_id).value_or(0)));
     }
-    if (query.subtitled) conditions.Add("t.subtitled");
+    // Of the newest records, those with a subtitle; not the newest of these.
+    if (query.subtitled && query.recent <= 0) conditions.Add("t.subtitled");
     return conditions.Where();
 }
 
@@ -93,7 +96,8 @@ std::string SourceText(const VideoKind& kind, const ListQuery& query, Parameters
     const std::string added = kind.type == kTvShow
                                   ? "(SELECT max(e.id) FROM tvshow_episode AS e WHERE e.tvshow_id = t.id)"
                                   : std::string("t.id");
-    return " FROM (SELECT t.*" + rows + " ORDER BY " + added + " DESC LIMIT " + std::to_string(query.recent) + ") AS t";
+    return " FROM (SELECT t.*" + rows + " ORDER BY " + added + " DESC LIMIT " + std::to_string(query.recent) +
+           ") AS t" + (query.subtitled ? " WHERE t.subtitled" : "");
 }
 
 std::string OrderText(const VideoKind& kind, std::string_view sort_by, _ORDER_DIRECTION_ direction) {

@@ -44,10 +44,11 @@ struct ListQuery {
     std::string_view sort_by = {};  ///< "sort_title", "sort_time" or empty for any order; ties are broken by id
     _ORDER_DIRECTION_ direction = kAscending;
     std::string show_id = {};  ///< of episodes: only those of this show
-    /// Of recordings filter1 is the programme's title, filter2 the date and filter3 the channel's name; of home videos
-    /// filter2 is the date; of all others they are row ids: of an actor, a director, a writer and (filter4) a genre.
-    /// Shows are found by what their episodes have.
+    /// Of recordings filter1 is the programme's title, filter2 the date and filter3 the channel's name; of all others
+    /// they are row ids: of an actor, a director, a writer and (filter4) a genre. Shows are found by what their
+    /// episodes have.
     std::optional<std::string> filter1 = {}, filter2 = {}, filter3 = {}, filter4 = {};
+    bool by_date = false;     ///< of home videos: filter2 is the date
     std::string year = {};    ///< "0" finds an unknown year; empty does not filter
     std::int64_t recent = 0;  ///< only so many that were added last; 0 does not filter
     bool subtitled = false;   ///< only videos of one file that has a subtitle file ("<name>.srt") beside it
