@@ -21,6 +21,8 @@
 #include <wavpackfile.h>
 #include <xiphcomment.h>
 
+#include "platform/picture/PictureScaler.h"
+
 extern "C" {
 #include <libavformat/avformat.h>
 #include <libavutil/dict.h>

@@ -1,12 +1,8 @@
 #pragma once
 
-#include <cstddef>
 #include <string>
 
 namespace MediaServer {
-
-/// Largest picture that is taken from anywhere.
-inline constexpr std::size_t kMaxPictureBytes = 32 * 1024 * 1024;
 
 /// The cover picture inside a music file as it is stored: the front cover, else the first picture; by TagLib, and by
 /// FFmpeg for the kinds that TagLib does not read. Empty when there is none, it is larger than kMaxPictureBytes, or the

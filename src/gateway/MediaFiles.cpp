@@ -6,6 +6,8 @@
 #include <string_view>
 #include <utility>
 
+#include <sys/stat.h>
+
 #include "dlna/DlnaProfiles.h"
 #include "platform/database/MediaInfoDB.h"
 #include "platform/http/HttpFile.h"
@@ -33,15 +35,27 @@ std::string_view ProfileOf(const MediaUrl& url) {
 /// The renditions of a photo by the first segment of the URL.
 struct RenditionRow {
     std::string_view prefix;
-    int max_side;  // pixels
-    bool big;      // which of the indexed thumbnails will do
+    int max_side;                                        // pixels
+    std::string (*find)(const std::string& photo_path);  // the indexed thumbnail of that size
 };
-constexpr RenditionRow kRenditions[] = {{"sp", 120, false}, {"bp", 640, true}, {"xlp", 1280, true}};
+constexpr RenditionRow kRenditions[] = {
+    {"sp", kSmallThumbnailSide, [](const std::string& photo_path) { return PhotoThumbnailPath(photo_path, false); }},
+    {"bp", kBigThumbnailSide, [](const std::string& photo_path) { return PhotoThumbnailPath(photo_path, true); }},
+    {"xlp", kExtraBigSide, [](const std::string&) { return std::string(); }},
+};
 
 const RenditionRow* FindRendition(std::string_view prefix) {
     const auto* row = std::find_if(std::begin(kRenditions), std::end(kRenditions),
                                    [&](const RenditionRow& known) { return known.prefix == prefix; });
     return row == std::end(kRenditions) ? nullptr : row;
+}
+
+/// Whether a thumbnail is of the photo as it is now, and was written to its end.
+bool IsCurrent(const std::string& thumbnail, const std::string& photo) {
+    struct stat made {
+    }, taken{};
+    return !thumbnail.empty() && stat(thumbnail.c_str(), &made) == 0 && stat(photo.c_str(), &taken) == 0 &&
+           made.st_size > 0 && made.st_mtim.tv_sec >= taken.st_mtim.tv_sec;
 }
 
 /// The small one stands beside the photo, and so does a big one in JPEG_SM unless it is announced as the photo itself.
@@ -77,7 +91,7 @@ HttpResponse MediaFiles::ServeRendition(const HttpRequest& request, const MediaU
     const RenditionRow& row = *FindRendition(url.prefix);
     const bool converted = photos_are_converted_ || BlNIMBIndexIsRawImage(PathExtension(photo_path));
     const std::string features = PictureDlnaParams(KindOf(url, converted), ProfileOf(url));
-    if (const std::string indexed = PhotoThumbnailPath(photo_path, row.big); NLIBCFileExist(indexed.c_str())) {
+    if (const std::string indexed = row.find(photo_path); IsCurrent(indexed, photo_path)) {
         return ServeFile(request, indexed, kJpegMime, features);
     }
     bool busy = false;

@@ -1,14 +1,18 @@
 #pragma once
 
+#include <condition_variable>
+#include <mutex>
 #include <semaphore>
+#include <set>
 #include <string>
 
 #include "gateway/DescriptorCache.h"
-#include "gateway/PictureScaler.h"
+#include "platform/picture/PictureScaler.h"
 
 namespace MediaServer {
 
-/// Where a picture is: a file that is one, one carried by a media file, or a frame of a video.
+/// Where a picture is: a file that is one (or a camera's raw file that has one), one carried by a media file, or a
+/// frame of a video.
 enum class PictureIn { File, Tags, Video };
 struct PictureOrigin {
     PictureIn kind;
@@ -30,12 +34,17 @@ public:
     UniqueFd Open(const PictureOrigin& origin, PictureFormat format, int max_side, bool& busy);
 
 private:
-    UniqueFd Make(const PictureOrigin& origin, PictureFormat format, int max_side, const struct timespec& modified,
-                  bool& busy);
+    class Place;
+    class Making;
+
+    UniqueFd Make(const PictureOrigin& origin, PictureFormat format, int max_side, const struct timespec& modified);
 
     DescriptorCache kept_;
     std::counting_semaphore<> pending_;
     std::counting_semaphore<> turns_;  // each may take some hundred megabytes for a picture at the limit
+    std::mutex mutex_;
+    std::condition_variable made_;
+    std::set<std::string> making_;  // guarded by mutex_; what Open() makes for its cache right now
 };
 
 }  // namespace MediaServer

@@ -3,8 +3,8 @@
 #include <chrono>
 #include <cstddef>
 
-#include "gateway/EmbeddedArt.h"
 #include "gateway/FfmpegProcess.h"
+#include "platform/picture/PictureScaler.h"
 
 namespace MediaServer {
 namespace {

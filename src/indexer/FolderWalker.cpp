@@ -11,6 +11,7 @@
 
 #include "indexer/MediaTypes.h"
 #include "platform/media/CoverArt.h"
+#include "platform/media/MediaUrl.h"
 #include "platform/system/Files.h"
 #include "platform/system/Log.h"
 #include "platform/text/Text.h"
@@ -21,7 +22,6 @@ namespace {
 /// An index entry of the database must fit a third of a page.
 constexpr std::size_t kMaxPathBytes = 2000;
 constexpr int kMaxDepth = 100;
-constexpr std::string_view kThumbnailFolder = "@eaDir";
 
 struct DirectoryCloser {
     void operator()(DIR* directory) const { closedir(directory); }
@@ -89,9 +89,11 @@ std::vector<MediaFolder> FolderSet::Outermost() const {
     return outermost;
 }
 
-bool FolderSet::Contains(const std::string& path) const {
-    return std::any_of(folders_.begin(), folders_.end(),
-                       [&](const MediaFolder& folder) { return path == folder.path || IsBelow(path, folder.path); });
+const MediaFolder* FolderSet::Find(const std::string& path) const {
+    const auto found = std::find_if(folders_.begin(), folders_.end(), [&](const MediaFolder& folder) {
+        return path == folder.path || IsBelow(path, folder.path);
+    });
+    return found == folders_.end() ? nullptr : &*found;
 }
 
 bool FolderSet::Shares(const std::string& path, MediaKind kind) const {

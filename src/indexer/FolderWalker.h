@@ -51,8 +51,9 @@ public:
     const std::vector<MediaFolder>& All() const { return folders_; }
     /// The folders that lie in no other: walking these walks all.
     std::vector<MediaFolder> Outermost() const;
-    /// True when `path` is a folder or lies in one.
-    bool Contains(const std::string& path) const;
+    /// The first folder that `path` is or lies in; null when there is none.
+    const MediaFolder* Find(const std::string& path) const;
+    bool Contains(const std::string& path) const { return Find(path) != nullptr; }
     /// True when files of that kind are shared in the directory `path`.
     bool Shares(const std::string& path, MediaKind kind) const;
 

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/media/MediaUrl.h"
 #include "platform/system/Log.h"
 #include "platform/text/Text.h"
 
@@ -98,7 +99,8 @@ void FolderWatch::Take(const inotify_event& event, Changes& changes) {
     if (directory == directories_.end()) return;
     if ((event.mask & IN_IGNORED) != 0) {
         directories_.erase(directory);
-    } else if (!name.starts_with('.') && !IsUnfinishedFile(event, directory->second + "/" + std::string(name))) {
+    } else if (!name.starts_with('.') && name != kThumbnailFolder &&
+               !IsUnfinishedFile(event, directory->second + "/" + std::string(name))) {
         changes.directories.insert(directory->second);
     }
 }

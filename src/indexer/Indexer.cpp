@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "indexer/MediaPool.h"
+#include "indexer/Thumbnails.h"
 #include "platform/system/Log.h"
 
 namespace MediaServer {
@@ -43,8 +44,8 @@ std::optional<KnownRow> TakeRow(std::vector<KnownRow>& known, MediaKind kind, co
 }  // namespace
 
 Indexer::Indexer(const FolderSet& folders, Progress& progress, const std::atomic<bool>& stop,
-                 FolderWalker::Listener listener)
-    : folders_(folders), progress_(progress), stop_(stop), listener_(std::move(listener)) {}
+                 FolderWalker::Listener listener, ThumbnailPass* thumbnails)
+    : folders_(folders), progress_(progress), stop_(stop), listener_(std::move(listener)), thumbnails_(thumbnails) {}
 
 ScanResult Indexer::ScanAll() {
     only_new_ = false;
@@ -115,6 +116,7 @@ void Indexer::Visit(Listing& listing) {
     std::sort(known.begin(), known.end(), [](const KnownRow& a, const KnownRow& b) { return a.path < b.path; });
     VisitFiles(listing, known);
     VisitDirectories(listing, known);
+    if (thumbnails_) RemoveStaleThumbnails(listing.path);
     for (const KnownRow& row : known) {
         if (row.id != 0 && MayRemove(row.path)) tables_->MarkGone(row);
     }
@@ -134,6 +136,7 @@ void Indexer::VisitFiles(const Listing& listing, std::vector<KnownRow>& known) {
     if (!was_empty_ && !added.empty()) TakeOverRenamed(listing, added);
     std::copy(changed.begin(), changed.end(), std::back_inserter(added));
     for (const FoundFile* file : added) {
+        if (thumbnails_ && file->kind == MediaKind::Photo) thumbnails_->AddDirectory(listing.id);
         pool_->Add({listing.path + "/" + file->name, file->kind, file->state, listing.id});
     }
 }

@@ -13,6 +13,7 @@
 namespace MediaServer {
 
 class MediaPool;
+class ThumbnailPass;
 
 /// What a scan did.
 struct ScanResult {
@@ -28,8 +29,9 @@ class Indexer {
 public:
     /// @param stop  ends a scan early when set; may be set by a signal handler.
     /// @param listener  told the path of each directory before it is listed.
+    /// @param thumbnails  told of the directories with new photos, outlives this; null: nobody makes thumbnails.
     Indexer(const FolderSet& folders, Progress& progress, const std::atomic<bool>& stop,
-            FolderWalker::Listener listener = {});
+            FolderWalker::Listener listener = {}, ThumbnailPass* thumbnails = nullptr);
 
     /// Scans all shared folders.
     ScanResult ScanAll();
@@ -49,6 +51,7 @@ private:
     Progress& progress_;
     const std::atomic<bool>& stop_;
     FolderWalker::Listener listener_;
+    ThumbnailPass* const thumbnails_;
 
     // Of the scan under way.
     LibraryTables* tables_ = nullptr;

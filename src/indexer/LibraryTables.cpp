@@ -147,6 +147,19 @@ bool LibraryTables::IsEmpty() {
     return PQntuples(Run("SELECT 1 FROM directory LIMIT 1", {}, "look into the library").get()) == 0;
 }
 
+std::vector<KnownRow> LibraryTables::PhotosAfter(std::int32_t id, const std::set<std::int32_t>* directories, int most) {
+    std::string sql = "SELECT 2, id, path, filesize, mtime, inode FROM photo WHERE id > " + std::to_string(id);
+    if (directories) {
+        sql += " AND parent_id = ANY ('{";
+        for (const std::int32_t directory : *directories) {
+            sql.append(sql.ends_with('{') ? "" : ",").append(std::to_string(directory));
+        }
+        sql += "}')";
+    }
+    sql += " ORDER BY id LIMIT " + std::to_string(most);
+    return ReadKnownRows(Run(sql, {}, "look for photos without thumbnails").get());
+}
+
 std::int32_t LibraryTables::PutDirectory(const std::string& path, const std::string& title, std::int32_t parent_id,
                                          std::int64_t mtime) {
     static const std::string sql =

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -41,6 +42,8 @@ public:
     /// Row id of a directory; 0 when it has no row.
     std::int32_t FindDirectory(const std::string& path);
     bool IsEmpty();
+    /// The photos with the next higher row ids, at most `most`. @param directories  null: of all directories.
+    std::vector<KnownRow> PhotosAfter(std::int32_t id, const std::set<std::int32_t>* directories, int most);
 
     /// Adds a directory or brings its row up to date; changes nothing when it is. @param parent_id  0 for the top of a
     /// shared folder. @return its row id.

@@ -3,7 +3,6 @@
 #include <chrono>
 #include <exception>
 #include <iterator>
-#include <mutex>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -11,6 +10,9 @@
 #include <exiv2/exiv2.hpp>
 
 #include "indexer/MediaReader.h"
+#include "platform/media/MediaUrl.h"
+#include "platform/picture/RawPreview.h"
+#include "platform/text/Text.h"
 
 namespace MediaServer {
 namespace {
@@ -20,23 +22,6 @@ constexpr std::int64_t kMostPixels = 500'000'000;
 
 /// EXIF's orientations from this one on are turned by a quarter (EXIF 2.3, 4.6.4.A, tag 274).
 constexpr long kFirstQuarterTurn = 5, kLastQuarterTurn = 8;
-
-/// The library keeps a table of names for XMP, which it asks the program to guard.
-void LockXmp(void* mutex, bool lock) {
-    auto& guard = *static_cast<std::recursive_mutex*>(mutex);
-    lock ? guard.lock() : guard.unlock();
-}
-
-void StartLibrary() {
-    static std::recursive_mutex mutex;
-    static std::once_flag once;
-    std::call_once(once, [] {
-        // Every flaw of a file would go to standard error; the caller logs one line.
-        Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
-        Exiv2::XmpParser::initialize(LockXmp, &mutex);
-        Exiv2::enableBMFF(true);
-    });
-}
 
 /// Value of the first of the EXIF fields that is there.
 std::string Field(const Exiv2::ExifData& fields, std::initializer_list<const char*> names) {
@@ -100,13 +85,24 @@ bool ReadPicture(Exiv2::Image& picture, NIMB_MEDIA_INFO& record, std::string& re
     return true;
 }
 
+/// Of a camera's raw photo only the preview is ever sent.
+void TakePreviewSize(NIMB_MEDIA_INFO& record) {
+    if (!BlNIMBIndexIsRawImage(PathExtension(record.path))) return;
+    if (const std::optional<RawPreview> preview = ReadRawPreview(record.path)) {
+        record.resolutionx = preview->width;
+        record.resolutiony = preview->height;
+    }
+}
+
 }  // namespace
 
 bool ReadPhoto(NIMB_MEDIA_INFO& record, std::string& reason) {
-    StartLibrary();
+    StartExiv2();
     try {
         const Exiv2::Image::AutoPtr picture = Exiv2::ImageFactory::open(record.path);
-        return ReadPicture(*picture, record, reason);
+        if (!ReadPicture(*picture, record, reason)) return false;
+        TakePreviewSize(record);
+        return true;
     } catch (const Exiv2::AnyError& error) {
         // Its texts name the file once more.
         reason = error.code() == Exiv2::kerFileContainsUnknownImageType ? "unknown picture format" : "damaged picture";

@@ -25,7 +25,6 @@ constexpr std::string_view kJpegMime = "image/jpeg";
 constexpr std::uint32_t kPhotoRes =
     Property::kRes | Property::kResResolution | Property::kResProtocolInfo | Property::kResSize;
 
-constexpr std::int32_t kSmallSide = 120, kBigSide = 640, kExtraBigSide = 1280;
 /// Clients that take JPEG_LRG for every picture still refuse a stated size above it.
 constexpr std::int32_t kLargestStatedSide = 1900, kStatedInstead = 1024;
 
@@ -54,7 +53,7 @@ PhotoResource CDSDIDLSerializer::MainPhotoResource(const NIMB_MEDIA_INFO& record
     photo.converted = raw || (Option(OptionFlag::kSendThumb) && (jpeg || IsPngOrBmp(photo.mime)));
     if (photo.converted) {
         DMSGetThumbnailRes(record.resolutionx, record.resolutiony, &photo.width, &photo.height,
-                           client_.Has(ClientFlag::kPhoto1280) ? kExtraBigSide : kBigSide);
+                           client_.Has(ClientFlag::kPhoto1280) ? kExtraBigSide : kBigThumbnailSide);
     }
     if (!client_.dlna_parameters) return photo;
     if (photo.jpeg_like || photo.converted) photo.profile = JpegProfileFor(photo.width, photo.height);
@@ -117,19 +116,19 @@ void CDSDIDLSerializer::AppendPhotoRes(const NIMB_MEDIA_INFO& record, const Phot
 
 void CDSDIDLSerializer::AppendPhotoThumbnails(const NIMB_MEDIA_INFO& record, const PhotoResource& photo) {
     if (!photo.jpeg_like) {
-        if (IsPngOrBmp(photo.mime)) AppendThumbRes(record, kSmallSide, "JPEG_TN");
+        if (IsPngOrBmp(photo.mime)) AppendThumbRes(record, kSmallThumbnailSide, "JPEG_TN");
         return;
     }
     const bool small_640 = client_.Has(ClientFlag::kSmall640);
     if (photo.profile == "JPEG_LRG" || photo.profile == "JPEG_MED") {
         std::int32_t width = 0, height = 0;
-        DMSGetThumbnailRes(record.resolutionx, record.resolutiony, &width, &height, kBigSide);
+        DMSGetThumbnailRes(record.resolutionx, record.resolutiony, &width, &height, kBigThumbnailSide);
         const bool fits = JpegProfileFor(width, height) == "JPEG_SM";
-        AppendThumbRes(record, fits || small_640 ? kBigSide : kSmallSide, "JPEG_SM");
+        AppendThumbRes(record, fits || small_640 ? kBigThumbnailSide : kSmallThumbnailSide, "JPEG_SM");
     } else if (photo.profile.empty() && small_640) {
-        AppendThumbRes(record, kBigSide, "JPEG_SM");
+        AppendThumbRes(record, kBigThumbnailSide, "JPEG_SM");
     }
-    AppendThumbRes(record, kSmallSide, "JPEG_TN");
+    AppendThumbRes(record, kSmallThumbnailSide, "JPEG_TN");
 }
 
 void CDSDIDLSerializer::AppendThumbRes(const NIMB_MEDIA_INFO& record, std::int32_t side, const char* profile) {
@@ -139,7 +138,7 @@ void CDSDIDLSerializer::AppendThumbRes(const NIMB_MEDIA_INFO& record, std::int32
     DMSGetThumbnailRes(record.resolutionx, record.resolutiony, &width, &height, side);
     AppendResolution(width, height);
     ItemUrl url;
-    url.Format("http://%s:%d/%s/%s/%d.jpg", host_.c_str(), kMediaPort, side == kBigSide ? "bp" : "sp", profile,
+    url.Format("http://%s:%d/%s/%s/%d.jpg", host_.c_str(), kMediaPort, side == kBigThumbnailSide ? "bp" : "sp", profile,
                record.id);
     body_.Appendf(">%s</res>", url.View().data());
 }

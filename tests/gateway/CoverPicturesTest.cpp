@@ -1,14 +1,14 @@
+#include <array>
 #include <filesystem>
+#include <set>
 #include <thread>
 #include <vector>
 
 #include <oggfile.h>
-#include <vips/vips8>
 #include <vorbisfile.h>
 #include <xiphcomment.h>
 
 #include "gateway/GatewayTest.h"
-#include "gateway/PictureScaler.h"
 
 namespace MediaServer {
 namespace {
@@ -163,24 +163,23 @@ TEST_F(CoverPicturesTest, MalformedUrlsAre404) {
     EXPECT_EQ(Ask(std::string(kScaler) + "folderart/1.jpg").status, 200);
 }
 
-// Some kilobytes that would be decoded to fifty million pixels and more.
-TEST_F(CoverPicturesTest, BombsAreRefusedByTheirHeader) {
-    const std::string path = media / "bomb.png";
-    vips::VImage::black(7000, 7200).write_to_file(path.c_str());
-    const std::string bomb = ReadWholeFile(path, 1 << 20).value();
-    for (const int side : {0, 160}) {
-        std::string error;
-        EXPECT_FALSE(RenderPicture(bomb, PictureFormat::Jpeg, side, error));
-        EXPECT_NE(error.find("the picture is too large"), std::string::npos) << error;
-    }
-}
-
 TEST_F(CoverPicturesTest, TooManyPendingIsNotTakenForNoPicture) {
     PictureStore full(0);
     const std::string path = Make(Picture("320x160"), "a.jpg");
     bool busy = false;
     EXPECT_FALSE(full.Open({PictureIn::File, path}, PictureFormat::Jpeg, 160, busy));
     EXPECT_TRUE(busy);
+}
+
+TEST_F(CoverPicturesTest, WhatManyAskForAtOnceIsMadeOnce) {
+    const std::string id = AddSongIn("album");
+    Make(Picture("3000x2000"), "album/folder.jpg");
+    std::vector<std::thread> clients;
+    std::array<std::string, 6> tags;
+    for (std::string& tag : tags) clients.emplace_back([&] { tag = Cover("folderart", id).Header("ETag"); });
+    for (std::thread& client : clients) client.join();
+    EXPECT_NE(tags[0], "");
+    EXPECT_EQ(std::set(tags.begin(), tags.end()).size(), 1U) << "each making is another file";
 }
 
 // More requests than pictures may be decoded at once.

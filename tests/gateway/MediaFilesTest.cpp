@@ -117,6 +117,19 @@ TEST_F(MediaFilesTest, RenditionsHaveTheAnnouncedSize) {
     EXPECT_EQ(Ask("/sp/JPEG_TN/4.png").status, 404) << "renditions are JPEG";
 }
 
+TEST_F(MediaFilesTest, AnIndexedThumbnailCountsWhileItIsOfThePhoto) {
+    const std::string id = Add("photo", Make(Picture("1600x800"), "photo.jpg"));
+    media.Write("@eaDir/photo.jpg/NIMBPHOTO_THUMB_B.jpg", "big");
+    EXPECT_EQ(Ask("/bp/JPEG_SM/" + id + ".jpg").body, "big");
+    EXPECT_EQ(FactsOf(Ask("/xlp/JPEG_SM/" + id + ".jpg").body).width, 1280) << "nobody made that one";
+    std::filesystem::last_write_time(media / "photo.jpg",
+                                     std::filesystem::file_time_type::clock::now() + std::chrono::hours(1));
+    EXPECT_EQ(FactsOf(Ask("/bp/JPEG_SM/" + id + ".jpg").body).width, 640) << "the photo was changed since";
+    std::filesystem::resize_file(media / "@eaDir/photo.jpg/NIMBPHOTO_THUMB_B.jpg", 0);
+    std::filesystem::last_write_time(media / "photo.jpg", std::filesystem::file_time_type());
+    EXPECT_EQ(FactsOf(Ask("/bp/JPEG_SM/" + id + ".jpg").body).width, 640) << "a crash left it empty";
+}
+
 TEST_F(MediaFilesTest, TransferModesFollowTheMedia) {
     const auto status = [&](const char* path, const char* mode) {
         return Ask(path, std::string("transferMode.dlna.org: ") + mode + "\r\n").status;

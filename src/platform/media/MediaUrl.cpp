@@ -76,11 +76,14 @@ std::optional<MediaUrl> ParseMediaUrl(std::string_view path) {
     return MediaUrl{row->prefix, row->kind, profile, *id, PathExtension(name)};
 }
 
-std::string PhotoThumbnailPath(std::string_view photo_path, bool big) {
+std::string PhotoThumbnailFolder(std::string_view photo_path) {
     const std::string_view directory = DirName(photo_path);
     std::string folder{directory == "/" ? std::string_view{} : directory};
-    folder.append("/@eaDir/").append(BaseName(photo_path)).append("/");
-    const std::string size = big ? "B" : "S";
+    return folder.append("/").append(kThumbnailFolder).append("/").append(BaseName(photo_path));
+}
+
+std::string PhotoThumbnailPath(std::string_view photo_path, bool big) {
+    const std::string folder = PhotoThumbnailFolder(photo_path) + "/", size = big ? "B" : "S";
     std::string path = folder + "NIMBPHOTO_THUMB_" + size + ".jpg";
     // Folders that were indexed long ago have a colon in the name.
     if (!NLIBCFileExist(path.c_str())) path = folder + "NIMBPHOTO:THUMB_" + size + ".jpg";

@@ -14,6 +14,11 @@ inline constexpr std::string_view kNoProfile = "NDLNA";
 /// Port of the HTTP endpoint that every media URL names.
 inline constexpr std::uint16_t kMediaPort = 50002;
 
+/// Longest sides of the renditions of a photo, in pixels: the two that lie beside it, and one for large screens.
+inline constexpr std::int32_t kSmallThumbnailSide = 120, kBigThumbnailSide = 640, kExtraBigSide = 1280;
+/// Folder beside photos in which their thumbnails lie.
+inline constexpr std::string_view kThumbnailFolder = "@eaDir";
+
 /// A media URL taken apart: "/<prefix>/<profile>/<id>.<extension>", the profile segment being optional.
 struct MediaUrl {
     std::string_view prefix;  ///< "p", "sp", "bp", "xlp", "m", "v" or "rh"
@@ -27,8 +32,10 @@ struct MediaUrl {
 /// a path that ends in "/", a last segment without leading digits or an id beyond 32 bits. The views point into `path`.
 std::optional<MediaUrl> ParseMediaUrl(std::string_view path);
 
-/// Path of a photo's indexed thumbnail: "<dir>/@eaDir/<name>/NIMBPHOTO_THUMB_S.jpg" (or "_B" for the big one), or the
-/// older name with a colon when that file does not exist.
+/// Folder of a photo's thumbnails: "<dir>/@eaDir/<name>".
+std::string PhotoThumbnailFolder(std::string_view photo_path);
+/// Path of a photo's indexed thumbnail: "NIMBPHOTO_THUMB_S.jpg" (or "_B" for the big one) in that folder, or the older
+/// name with a colon when that file does not exist.
 std::string PhotoThumbnailPath(std::string_view photo_path, bool big);
 
 /// Size of an image scaled to fit a square of `max_side`, never enlarged, at least one pixel a side; 0x0 stays 0x0.
