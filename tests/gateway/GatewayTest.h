@@ -77,8 +77,7 @@ protected:
 private:
     static constexpr std::uint32_t kWorkers = 16;
     static HttpServer::Config Config() {
-        HttpServer::Config config;
-        config.address = "127.0.0.1";
+        HttpServer::Config config = OnLoopback();
         config.limits.workers = kWorkers;
         return config;
     }

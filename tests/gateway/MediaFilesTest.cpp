@@ -80,19 +80,6 @@ TEST_F(MediaFilesTest, EveryUrlAnswersAsAnnounced) {
     EXPECT_EQ(Ask("/sp/JPEG_TN/1.jpg").body, "small");
 }
 
-TEST_F(MediaFilesTest, ThreeRangesAreTheFile) {
-    const std::string whole = ReadWholeFile(song, 1 << 20).value();
-    ASSERT_GT(whole.size(), 20000U);
-    std::string joined;
-    for (const char* range : {"0-999", "1000-19999", "20000-"}) {
-        const Answer part = Ask("/m/MP3/1.mp3", std::string("Range: bytes=") + range + "\r\n");
-        EXPECT_EQ(part.status, 206) << range;
-        joined += part.body;
-    }
-    EXPECT_EQ(joined, whole);
-    EXPECT_EQ(Ask("/m/MP3/1.mp3", {}, "HEAD").Header("Content-Length"), std::to_string(whole.size()));
-}
-
 // The resolution is announced before the picture is made.
 TEST_F(MediaFilesTest, RenditionsHaveTheAnnouncedSize) {
     struct {
@@ -128,17 +115,6 @@ TEST_F(MediaFilesTest, AnIndexedThumbnailCountsWhileItIsOfThePhoto) {
     std::filesystem::resize_file(media / "@eaDir/photo.jpg/NIMBPHOTO_THUMB_B.jpg", 0);
     std::filesystem::last_write_time(media / "photo.jpg", std::filesystem::file_time_type());
     EXPECT_EQ(FactsOf(Ask("/bp/JPEG_SM/" + id + ".jpg").body).width, 640) << "a crash left it empty";
-}
-
-TEST_F(MediaFilesTest, TransferModesFollowTheMedia) {
-    const auto status = [&](const char* path, const char* mode) {
-        return Ask(path, std::string("transferMode.dlna.org: ") + mode + "\r\n").status;
-    };
-    EXPECT_EQ(status("/m/MP3/1.mp3", "Streaming"), 200);
-    EXPECT_EQ(status("/m/MP3/1.mp3", "Background"), 200);
-    EXPECT_EQ(status("/m/MP3/1.mp3", "Interactive"), 406);
-    EXPECT_EQ(status("/p/NDLNA/1.jpg", "Interactive"), 200);
-    EXPECT_EQ(status("/p/NDLNA/1.jpg", "Streaming"), 406);
 }
 
 TEST_F(MediaFilesTest, CaptionsAreNamedWhenAskedForAndThere) {

@@ -178,7 +178,7 @@ TEST_F(TranscoderTest, FilmsBecomeTransportStreams) {
 
 class RadioTest : public TranscoderTest {
 protected:
-    RadioTest() : station_(Config(), [this](const HttpRequest& request) { return Play(request.path); }) {
+    RadioTest() : station_(OnLoopback(), [this](const HttpRequest& request) { return Play(request.path); }) {
         EXPECT_EQ(station_.Start(), 0);
         // Accepts and says nothing, ever.
         sockaddr_in address{};
@@ -212,11 +212,6 @@ private:
             answer.headers = {{"Location", "file://" + song_}};
         }
         return answer;
-    }
-    static HttpServer::Config Config() {
-        HttpServer::Config config;
-        config.address = "127.0.0.1";
-        return config;
     }
 
     TempSysroot sysroot_;

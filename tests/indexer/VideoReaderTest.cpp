@@ -112,7 +112,6 @@ TEST(VideoReader, TransportStreamsByTheirPackets) {
         {"mpeg_ts", stream(100, "", 188)},
         {"mpeg_ts_dlna", stream(0, zero, 188)},
         {"mpeg_ts_timestamp", stream(0, std::string("\0\0\0\1", 4), 188)},
-        {"mpeg_ts_dlna", stream(0, zero, 188)},
         {"mpeg_ts_timestamp", stream(40, "abcd", 188)},
         {"mpeg_ts_other", stream(0, "", 204)},
         {"mpeg_ts_other", std::string(10000, 'x')},
@@ -125,12 +124,10 @@ TEST(VideoReader, TransportStreamsByTheirPackets) {
         EXPECT_EQ(TransportStreamName(files.Path("a.ts")), name) << content.size();
     }
     // Time stamps that a recorder left empty, around a real stream.
-    files.Make({"-f",        "lavfi",     "-i",       "testsrc2=s=1280x720:r=50",
-                "-f",        "lavfi",     "-i",       "sine=r=48000",
-                "-t",        "1",         "-c:v",     "libx264",
-                "-preset",   "ultrafast", "-pix_fmt", "yuv420p",
-                "-c:a",      "ac3",       "-b:a",     "384k",
-                "@/plain.ts"});
+    files.Make(
+        Split("-f lavfi -i testsrc2=s=1280x720:r=50 -f lavfi -i sine=r=48000 -t 1 -c:v libx264 -preset ultrafast "
+              "-pix_fmt yuv420p -c:a ac3 -b:a 384k @/plain.ts",
+              ' '));
     const std::string plain = ReadWholeFile(files.Path("plain.ts"), 64 << 20).value();
     std::string stamped;
     for (std::size_t at = 0; at < plain.size(); at += 188) stamped += zero + plain.substr(at, 188);

@@ -1,9 +1,4 @@
-#include <cstring>
-
-#include <arpa/inet.h>
-#include <netinet/in.h>
-
-#include "platform/http/HttpServer.h"
+#include "platform/http/RawClient.h"
 #include "platform/system/Paths.h"
 #include "service/DMSDevice.h"
 #include "service/Discovery.h"
@@ -16,12 +11,6 @@ using namespace std::chrono_literals;
 
 constexpr const char* kRenderer = "urn:schemas-upnp-org:device:MediaRenderer:1";
 constexpr const char* kLoopbackMac = "00:00:00:00:00:01";
-
-HttpServer::Config OnLoopback() {
-    HttpServer::Config config;
-    config.address = "127.0.0.1";
-    return config;
-}
 
 /// A renderer on loopback: a real HTTP server with the descriptions of the cases.
 class Discovery : public ::testing::Test {

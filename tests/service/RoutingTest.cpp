@@ -1,6 +1,3 @@
-#include <filesystem>
-#include <thread>
-
 #include <upnptools.h>
 
 #include "platform/system/Files.h"
@@ -240,26 +237,6 @@ TEST_F(Routing, EventsOfNoInterestAreTakenAndUnknownOnesTold) {
             "Error in TvDeviceCallbackEventHandler: unknown event type " + std::to_string(type) + "\n";
         EXPECT_EQ(ReadWholeFile(log, 1 << 16).value_or("").find(message) == std::string::npos, is_known) << type;
     }
-}
-
-TEST_F(Routing, BeforeSetUpThereIsNoService) {
-    DMSDevice fresh;
-    EXPECT_EQ(fresh.FindService(fresh.UDN(), kDirectoryId), nullptr);
-}
-
-TEST_F(Routing, RequestsSignalsAndReloadsMayMeet) {
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 3; ++t) {
-        threads.emplace_back([&, t] {
-            for (int i = 0; i < 50; ++i) {
-                EXPECT_EQ(Act("GetSystemUpdateID", kDirectoryId, {{"user-agent", t == 0 ? "TV" : "Box"}}).code, 0);
-                if (t == 1) device_->IncrementSystemUpdateID();
-                if (t == 2 && i % 10 == 0) device_->ReloadClients();
-            }
-        });
-    }
-    for (auto& thread : threads) thread.join();
-    EXPECT_EQ(Query("SystemUpdateID").document, "51");
 }
 
 }  // namespace

@@ -29,6 +29,8 @@ TEST(ObjectId, OnlyALastFieldWithAtNamesAnItem) {
     EXPECT_TRUE(NamesContainer("21$8$@7", "/"));
 }
 
+using namespace std::string_view_literals;
+
 // What a stranger may send where a row id belongs.
 constexpr std::string_view kHostileRows[] = {"-1",
                                              "+1",
@@ -44,7 +46,7 @@ constexpr std::string_view kHostileRows[] = {"-1",
                                              "1 OR 1=1",
                                              "1;DROP TABLE music",
                                              "'",
-                                             std::string_view("1\0", 2),
+                                             "1\0"sv,
                                              "١",
                                              "",
                                              "99999999999999999999999999"};

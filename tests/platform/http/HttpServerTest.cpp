@@ -41,8 +41,7 @@ protected:
         std::remove(file_.c_str());
     }
     void Start() {
-        HttpServer::Config config;
-        config.address = "127.0.0.1";
+        HttpServer::Config config = OnLoopback();
         config.methods = {"GET", "HEAD", "POST"};
         config.server_header = "test/1";
         config.limits = limits_;
@@ -347,8 +346,7 @@ TEST_F(HttpServerTest, StopsUnderLoad) {
 
 TEST_F(HttpServerTest, TellsWhyItCannotListen) {
     Start();
-    HttpServer::Config config;
-    config.address = "127.0.0.1";
+    HttpServer::Config config = OnLoopback();
     config.port = server_->Port();
     EXPECT_EQ(HttpServer(config, {}).Start(), EADDRINUSE);
     config.address = "203.0.113.1";

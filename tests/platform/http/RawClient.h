@@ -10,9 +10,17 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include "platform/http/HttpServer.h"
 #include "platform/system/Files.h"
 
 namespace MediaServer {
+
+/// A server's configuration: on loopback, at a port that the system chooses.
+inline HttpServer::Config OnLoopback() {
+    HttpServer::Config config;
+    config.address = "127.0.0.1";
+    return config;
+}
 
 /// A client that sends what it is told, byte for byte, over a socket on loopback. No call waits longer than its limit.
 class RawClient {

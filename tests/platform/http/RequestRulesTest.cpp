@@ -44,29 +44,15 @@ TEST(RequestRules, Target) {
 }
 
 TEST(RequestRules, Host) {
-    struct Case {
-        std::string_view host;
-        bool allowed;
-    };
-    constexpr Case kCases[] = {
-        {"192.168.1.7", true},
-        {"192.168.1.7:50001", true},
-        {"[fe80::1]:50001", true},
-        {"[::1]", true},
-        {"LocalHost:1", true},
-        {"nas.example", false},
-        {"192.168.1", false},
-        {"192.168.1.7.evil.example", false},
-        {"192.168.1.7:evil", false},
-        {"[::1", false},
-        {"[::1]x", false},
-        {"[127.0.0.1]", false},
-        {"", false},
-        {"::1", false},
-        {"localhost.", false},
-        {"127.0.0.1@evil.example", false},
-    };
-    for (const Case& c : kCases) EXPECT_EQ(IsAllowedHost(c.host, {"localhost"}), c.allowed) << c.host;
+    for (const std::string_view host :
+         {"192.168.1.7", "192.168.1.7:50001", "[fe80::1]:50001", "[::1]", "LocalHost:1"}) {
+        EXPECT_TRUE(IsAllowedHost(host, {"localhost"})) << host;
+    }
+    for (const std::string_view host :
+         {"nas.example", "192.168.1", "192.168.1.7.evil.example", "192.168.1.7:evil", "[::1", "[::1]x", "[127.0.0.1]",
+          "", "::1", "localhost.", "127.0.0.1@evil.example"}) {
+        EXPECT_FALSE(IsAllowedHost(host, {"localhost"})) << host;
+    }
 }
 
 TEST(HttpFile, RangeHeader) {

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "platform/http/RawClient.h"
 #include "platform/upnp/DeviceDescription.h"
 #include "platform/upnp/GenaRequest.h"
 #include "platform/upnp/LoopbackRelay.h"
@@ -188,9 +189,7 @@ TEST(Relay, AnswerHead) {
 
 /// A renderer that serves its description well or badly.
 TEST(DescriptionDownload, TakesOnlyWhatIsBoundedAndFromTheSender) {
-    HttpServer::Config config;
-    config.address = "127.0.0.1";
-    HttpServer renderer(config, [](const HttpRequest& request) {
+    HttpServer renderer(OnLoopback(), [](const HttpRequest& request) {
         HttpResponse response;
         response.body = "<root><modelName>R</modelName></root>";
         if (request.path == "/large") response.body.insert(6, UpnpLimits::kDescriptionBytes, ' ');
