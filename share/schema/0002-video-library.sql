@@ -166,11 +166,15 @@ CREATE INDEX directory_with_videos ON directory (parent_id, title, id) WHERE vid
 
 -- Directories whose videos the indexer has yet to describe. The triggers see to it that no change of "video" is missed,
 -- whoever made it and whatever happened to him afterwards.
-CREATE TABLE video_work (directory_id integer PRIMARY KEY);
+CREATE TABLE video_work (
+    directory_id integer PRIMARY KEY,
+    is_described boolean NOT NULL DEFAULT false  -- what lies below it and above has yet to be counted
+);
 
 CREATE FUNCTION note_video_work() RETURNS trigger LANGUAGE plpgsql AS $$
 BEGIN
-    INSERT INTO video_work SELECT DISTINCT parent_id FROM changed WHERE parent_id IS NOT NULL ON CONFLICT DO NOTHING;
+    INSERT INTO video_work SELECT DISTINCT parent_id FROM changed WHERE parent_id IS NOT NULL
+        ON CONFLICT (directory_id) DO UPDATE SET is_described = false;
     RETURN NULL;
 END $$;
 CREATE TRIGGER note_added AFTER INSERT ON video
@@ -192,7 +196,7 @@ BEGIN
     WITH other AS (
         UPDATE video_file SET stamp = '' WHERE mapper_id IN (SELECT mapper_id FROM gone) RETURNING id)
     INSERT INTO video_work SELECT DISTINCT v.parent_id FROM video AS v JOIN other USING (id)
-        WHERE v.parent_id IS NOT NULL ON CONFLICT DO NOTHING;
+        WHERE v.parent_id IS NOT NULL ON CONFLICT (directory_id) DO UPDATE SET is_described = false;
     RETURN NULL;
 END $$;
 CREATE TRIGGER keep_mapper AFTER DELETE ON video_file

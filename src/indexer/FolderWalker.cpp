@@ -53,6 +53,17 @@ void DropCoversOfMusic(std::vector<FoundFile>& files) {
     });
 }
 
+bool IsNfo(std::string_view name) {
+    return EqualsIgnoreCase(PathExtension(name), "nfo");
+}
+
+std::int64_t NextStamp(std::int64_t stamp, const std::string& name, const FileState& state) {
+    const std::string text = name + "/" + std::to_string(state.mtime) + "/" + std::to_string(state.size);
+    auto hash = static_cast<std::uint64_t>(stamp);
+    for (const char c : text) hash = (hash * 1099511628211U) ^ static_cast<unsigned char>(c);
+    return static_cast<std::int64_t>(hash);
+}
+
 /// Names of the entries that are not hidden, in order. Nothing, with errno set, when the directory cannot be read to
 /// its end: what a list cut short lacks would pass for deleted.
 std::optional<std::vector<std::string>> ReadNames(DIR* directory) {
@@ -159,6 +170,10 @@ void FolderWalker::AddEntry(Listing& listing, int directory, const std::string& 
     const bool is_link = S_ISLNK(status.st_mode);
     if (fstatat(directory, name.c_str(), &target, 0) != 0) return;
     const std::optional<MediaKind> kind = FindMediaKind(name);
+    if (S_ISREG(target.st_mode) && IsNfo(name) && folders_.Shares(listing.path, MediaKind::Video)) {
+        listing.nfo_stamp = NextStamp(listing.nfo_stamp, name, StateOf(target));
+        return;
+    }
     const bool is_file = S_ISREG(target.st_mode) && kind && folders_.Shares(listing.path, *kind);
     if (!is_file && !S_ISDIR(target.st_mode)) return;
 

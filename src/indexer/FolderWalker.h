@@ -39,6 +39,7 @@ struct Listing {
     std::string path;
     FileState state;
     std::int32_t id = 0;
+    std::int64_t nfo_stamp = 0;  ///< of names, sizes and times of the descriptions (.nfo) of videos; 0 without any
     std::vector<FoundFile> files;
     std::vector<FoundDirectory> directories;
 };

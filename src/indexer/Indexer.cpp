@@ -8,6 +8,7 @@
 
 #include "indexer/MediaPool.h"
 #include "indexer/Thumbnails.h"
+#include "indexer/VideoCatalogue.h"
 #include "platform/system/Log.h"
 
 namespace MediaServer {
@@ -69,7 +70,9 @@ ScanResult Indexer::Scan(const std::function<void(FolderWalker&)>& walk) {
     try {
         LibraryTables tables(ThreadDBConnection());
         MediaPool pool(kReaderThreads, progress_);
+        VideoCatalogue catalogue(ThreadDBConnection());
         tables_ = &tables;
+        catalogue_ = &catalogue;
         pool_ = &pool;
         was_empty_ = tables.IsEmpty();
         FolderWalker walker(folders_, stop_, true, listener_);
@@ -80,6 +83,8 @@ ScanResult Indexer::Scan(const std::function<void(FolderWalker&)>& walk) {
         // Only a whole look at the folders tells what has gone from what was not reached.
         if (result_.complete) result_.removed = tables.RemoveGone();
         if (result_.stored + result_.removed >= kManyFiles) tables.Analyze();
+        if (result_.complete) result_.described = catalogue.Update(stop_);
+        result_.complete = result_.complete && !stop_;
     } catch (const DatabaseError&) {
         result_.complete = false;
     }
@@ -117,6 +122,7 @@ void Indexer::Visit(Listing& listing) {
     VisitFiles(listing, known);
     VisitDirectories(listing, known);
     if (thumbnails_) RemoveStaleThumbnails(listing.path);
+    catalogue_->See(listing);
     for (const KnownRow& row : known) {
         if (row.id != 0 && MayRemove(row.path)) tables_->MarkGone(row);
     }

@@ -14,12 +14,14 @@ namespace MediaServer {
 
 class MediaPool;
 class ThumbnailPass;
+class VideoCatalogue;
 
 /// What a scan did.
 struct ScanResult {
     bool complete = false;  ///< false when the database failed or the scan was stopped
     std::size_t unchanged = 0, stored = 0, renamed = 0, removed = 0, broken = 0;
-    bool Changed() const { return stored + renamed + removed > 0; }
+    std::size_t described = 0;  ///< videos that the video library tells about anew
+    bool Changed() const { return stored + renamed + removed + described > 0; }
 };
 
 /// Brings the media database in line with the shared folders. A second run over the same files changes nothing.
@@ -56,6 +58,7 @@ private:
     // Of the scan under way.
     LibraryTables* tables_ = nullptr;
     MediaPool* pool_ = nullptr;
+    VideoCatalogue* catalogue_ = nullptr;
     bool was_empty_ = false;
     bool only_new_ = false;  ///< whether known subdirectories are left alone
     ScanResult result_;
