@@ -77,7 +77,11 @@ class Case(unittest.TestCase):
     def serve(self, *arguments):
         """Started in the foreground and serving; the description can be read a moment before actions are answered."""
         process = self.start("--foreground", *arguments)
-        wait_until(self.update_id, 15, "the daemon to serve")
+
+        def serves():
+            self.assertIsNone(process.poll(), self.text("output"))
+            return self.update_id()
+        wait_until(serves, 15, "the daemon to serve")
         return process
 
     def status(self, *arguments, output="output"):

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cerrno>
 #include <string_view>
+#include <utility>
 
 #include <dlfcn.h>
 #include <linux/filter.h>
@@ -14,7 +15,10 @@
 
 namespace {
 
-std::atomic<int> search_socket{-1};
+using namespace MediaServer;
+
+std::atomic<int> search_socket{-1};  // set last, reset first
+std::vector<Subnet> neighbours;      // empty when it is not known who they are
 
 ssize_t NextRecvfrom(int fd, void* buffer, size_t size, int flags, sockaddr* source, socklen_t* source_size) {
     using Recvfrom = ssize_t (*)(int, void*, size_t, int, sockaddr*, socklen_t*);
@@ -24,30 +28,45 @@ ssize_t NextRecvfrom(int fd, void* buffer, size_t size, int flags, sockaddr* sou
     return -1;
 }
 
-/// Only the library's own thread reads the search socket.
-bool IsHeard(std::span<char> datagram, const sockaddr* source) {
-    using namespace MediaServer;
-    static DatagramGate searches(UpnpLimits::kSearches), announcements(UpnpLimits::kAnnouncements);
-    if (!source || source->sa_family != AF_INET) return false;
-    const std::uint32_t address = ntohl(reinterpret_cast<const sockaddr_in*>(source)->sin_addr.s_addr);
-    switch (PrepareDatagram(datagram)) {
-        case DatagramKind::Search:
-            return searches.Admit(address, DatagramGate::Clock::now());
-        case DatagramKind::Announcement:
-            return announcements.Admit(address, DatagramGate::Clock::now());
-        case DatagramKind::Other:
-            break;
-    }
-    return false;
+/// What nobody bound hears on every address. The library's other sockets are on loopback.
+bool IsUnbound(int fd) {
+    sockaddr_in name{};
+    socklen_t size = sizeof name;
+    return getsockname(fd, reinterpret_cast<sockaddr*>(&name), &size) == 0 && name.sin_family == AF_INET &&
+           name.sin_addr.s_addr == htonl(INADDR_ANY);
+}
+
+bool IsNeighbour(std::uint32_t address) {
+    return neighbours.empty() || std::any_of(neighbours.begin(), neighbours.end(),
+                                             [address](const Subnet& subnet) { return subnet.Contains(address); });
+}
+
+/// Only the library's own thread reads its sockets.
+bool IsHeard(std::span<char> datagram, const sockaddr& source, bool is_search_socket) {
+    static DatagramGate searches(UpnpLimits::kSearches), announcements(UpnpLimits::kAnnouncements),
+        answers(UpnpLimits::kAnswers);
+    if (source.sa_family != AF_INET) return false;
+    const std::uint32_t address = ntohl(reinterpret_cast<const sockaddr_in&>(source).sin_addr.s_addr);
+    const DatagramKind kind = PrepareDatagram(datagram);
+    if (kind == DatagramKind::Other || is_search_socket != (kind != DatagramKind::Answer)) return false;
+    // The search socket's are the kernel's to choose.
+    if (!is_search_socket && !IsNeighbour(address)) return false;
+    DatagramGate& gate = kind == DatagramKind::Search         ? searches
+                         : kind == DatagramKind::Announcement ? announcements
+                                                              : answers;
+    return gate.Admit(address, DatagramGate::Clock::now());
 }
 
 }  // namespace
 
-/// Stands before the C library's for the whole process; see GuardSearchSocket.
+/// Stands before the C library's for the whole process; see GuardSearchSocket. Nobody but the UPnP library asks who
+/// sent something.
 extern "C" ssize_t recvfrom(int fd, void* buffer, size_t size, int flags, sockaddr* source, socklen_t* source_size) {
     const ssize_t got = NextRecvfrom(fd, buffer, size, flags, source, source_size);
-    if (got <= 0 || fd != search_socket) return got;
-    if (IsHeard({static_cast<char*>(buffer), std::min(static_cast<std::size_t>(got), size)}, source)) return got;
+    const int guarded = search_socket;
+    if (got <= 0 || guarded < 0 || !source || (fd != guarded && !IsUnbound(fd))) return got;
+    const std::span datagram(static_cast<char*>(buffer), std::min(static_cast<std::size_t>(got), size));
+    if (IsHeard(datagram, *source, fd == guarded)) return got;
     errno = EAGAIN;
     return -1;
 }
@@ -56,7 +75,7 @@ namespace MediaServer {
 
 namespace {
 
-constexpr std::string_view kSearchStart = "M-SEARCH ", kAnnouncementStart = "NOTIFY ";
+constexpr std::string_view kSearchStart = "M-SEARCH ", kAnnouncementStart = "NOTIFY ", kAnswerStart = "HTTP/1.1 200 ";
 
 bool IsDigit(char c) {
     return c >= '0' && c <= '9';
@@ -127,10 +146,11 @@ bool DatagramGate::Admit(std::uint32_t source, Clock::time_point now) {
 DatagramKind PrepareDatagram(std::span<char> datagram) {
     const std::string_view text(datagram.data(), datagram.size());
     if (text.starts_with(kAnnouncementStart)) return DatagramKind::Announcement;
+    if (text.starts_with(kAnswerStart)) return DatagramKind::Answer;
     return text.starts_with(kSearchStart) && BoundSearch(datagram) ? DatagramKind::Search : DatagramKind::Other;
 }
 
-bool GuardSearchSocket(int fd, const std::vector<Subnet>& subnets) {
+bool GuardSearchSocket(int fd, std::vector<Subnet> subnets) {
     constexpr std::uint32_t kSourceAddress = 12;  // in the IPv4 header
     constexpr std::uint32_t kWhole = 0xffffffff;
     constexpr std::size_t kMostSubnets = 64;  // a filter has a bound of its own
@@ -148,6 +168,9 @@ bool GuardSearchSocket(int fd, const std::vector<Subnet>& subnets) {
         program.push_back(BPF_STMT(BPF_RET | BPF_K, 0));
         const sock_fprog filter{static_cast<unsigned short>(program.size()), program.data()};
         if (setsockopt(fd, SOL_SOCKET, SO_ATTACH_FILTER, &filter, sizeof filter) != 0) return false;
+        neighbours = std::move(subnets);
+    } else {
+        neighbours.clear();
     }
     search_socket = fd;
     return true;

@@ -39,13 +39,13 @@ private:
     Bucket all_;
 };
 
-/// What a datagram of the SSDP port is: its first bytes tell, and nothing may stand before them.
-enum class DatagramKind { Search, Announcement, Other };
+/// What a datagram is: its first bytes tell, and nothing may stand before them. The first two belong to the SSDP port,
+/// answers to our own searches to the socket that those are sent from.
+enum class DatagramKind { Search, Announcement, Answer, Other };
 
 /// Classifies a datagram and makes it safe for the library: the MX of a search comes down to
 /// UpnpLimits::kLongestSearchDelay, in place. Other is whatever the library has no business with, among it searches
-/// whose header block could be read in two ways, and those that name no MX or several. Answers to our own searches do
-/// not come here: the library sends those from a socket without a name and hears the answers there.
+/// whose header block could be read in two ways, and those that name no MX or several.
 DatagramKind PrepareDatagram(std::span<char> datagram);
 
 /// Makes a bound UDP socket of the UPnP library its search socket: the kernel passes it only what comes from one of
@@ -53,8 +53,11 @@ DatagramKind PrepareDatagram(std::span<char> datagram);
 /// forgotten. A subnet of a single address (a tunnel, a routed host) says nothing about who the neighbours are; with
 /// one the kernel passes all. @return false when the kernel takes no filter.
 ///
+/// From then on the socket that the library sends its own searches from, which nobody binds, hears answers from
+/// `subnets` and nothing else, also through a gate.
+///
 /// The gates work because the executable defines recvfrom() itself; whatever the library calls comes here first.
-bool GuardSearchSocket(int fd, const std::vector<Subnet>& subnets);
+bool GuardSearchSocket(int fd, std::vector<Subnet> subnets);
 /// Before the library closes the socket for good.
 void ForgetSearchSocket();
 

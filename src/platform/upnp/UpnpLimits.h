@@ -42,6 +42,8 @@ struct DatagramRates {
 inline constexpr DatagramRates kSearches{20, 4, 100, 40};
 // Announcements of others. A device with many services sends each of its dozens two or three times in a row.
 inline constexpr DatagramRates kAnnouncements{120, 10, 400, 60};
+// Answers to our searches for renderers, which a device may repeat.
+inline constexpr DatagramRates kAnswers{10, 2, 100, 20};
 /// Longest MX (seconds to spread the answers over) of a search; UPnP Device Architecture 1.1 has it treat all beyond
 /// 5 so. The library keeps a record of the search for as long as MX says, be it years.
 inline constexpr char kLongestSearchDelay = '5';

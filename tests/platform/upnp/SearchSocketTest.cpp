@@ -30,7 +30,8 @@ TEST(SearchSocket, OnlyPlainSearchesAndAnnouncementsAreHeard) {
         {"and line ends", "\r\n" + Search("MX: 3\r\n"), kOther},
         {"an announcement behind a tab", "\tNOTIFY * HTTP/1.1\r\n\r\n", kOther},
         {"another method that begins alike", "M-SEARCHES * HTTP/1.1\r\nMX: 1\r\n\r\n", kOther},
-        {"an answer: those come to another socket", "HTTP/1.1 200 OK\r\nST: ssdp:all\r\n\r\n", kOther},
+        {"an answer", "HTTP/1.1 200 OK\r\nST: ssdp:all\r\n\r\n", DatagramKind::Answer},
+        {"a refusal", "HTTP/1.1 404 Not Found\r\n\r\n", kOther},
         {"another request", "GET / HTTP/1.1\r\n\r\n", kOther},
         {"garbage", std::string("\xff\x00\x01", 3), kOther},
         {"method alone", "M-SEARCH ", kOther},
@@ -83,20 +84,33 @@ protected:
     ~GuardedSocketTest() override { ForgetSearchSocket(); }
 
     /// What the guarded socket hears of a datagram; empty when nothing.
-    std::string Heard(const std::string& datagram) {
-        sendto(sender_.get(), datagram.data(), datagram.size(), 0, Name(), sizeof name_);
+    std::string Heard(const std::string& datagram) { return Heard(datagram, sender_, guarded_); }
+    /// What a socket without a name of its own hears when somebody answers it.
+    std::string HeardAsAnswer(const std::string& datagram) {
+        Heard("M-SEARCH", sender_, guarded_);  // gives it a port
+        socklen_t size = sizeof name_;
+        getsockname(sender_.get(), Name(), &size);
+        name_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        const std::string heard = Heard(datagram, guarded_, sender_);
+        getsockname(guarded_.get(), Name(), &size);
+        return heard;
+    }
+
+    const UniqueFd guarded_{socket(AF_INET, SOCK_DGRAM, 0)}, sender_{socket(AF_INET, SOCK_DGRAM, 0)};
+
+    static constexpr const char* kAnswer = "HTTP/1.1 200 OK\r\n\r\n";
+
+private:
+    std::string Heard(const std::string& datagram, const UniqueFd& from, const UniqueFd& to) {
+        sendto(from.get(), datagram.data(), datagram.size(), 0, Name(), sizeof name_);
         char buffer[1024];
         sockaddr_in source{};
         socklen_t size = sizeof source;
         // Loopback delivers before sendto returns.
         const ssize_t got =
-            recvfrom(guarded_.get(), buffer, sizeof buffer, MSG_DONTWAIT, reinterpret_cast<sockaddr*>(&source), &size);
+            recvfrom(to.get(), buffer, sizeof buffer, MSG_DONTWAIT, reinterpret_cast<sockaddr*>(&source), &size);
         return std::string(buffer, got > 0 ? static_cast<std::size_t>(got) : 0);
     }
-
-    const UniqueFd guarded_{socket(AF_INET, SOCK_DGRAM, 0)}, sender_{socket(AF_INET, SOCK_DGRAM, 0)};
-
-private:
     sockaddr* Name() { return reinterpret_cast<sockaddr*>(&name_); }
     sockaddr_in name_{};
 };
@@ -121,6 +135,7 @@ TEST_F(GuardedSocketTest, HearsTheSubnetsOfItsInterface) {
         setsockopt(guarded_.get(), SOL_SOCKET, SO_DETACH_FILTER, &none, sizeof none);
         ASSERT_TRUE(GuardSearchSocket(guarded_.get(), c.subnets));
         EXPECT_EQ(Heard(announcement), c.is_heard ? announcement : "");
+        EXPECT_EQ(HeardAsAnswer(kAnswer), c.is_heard ? kAnswer : "");
     }
 }
 
@@ -128,10 +143,20 @@ TEST_F(GuardedSocketTest, TheLibrarySeesWhatWasPrepared) {
     ASSERT_TRUE(GuardSearchSocket(guarded_.get(), {{0x7f000001, 0xff000000}}));
     EXPECT_EQ(Heard(Search("MX: 86400\r\n")), Search("MX: 00005\r\n"));
     EXPECT_EQ(Heard(" " + Search("MX: 86400\r\n")), "");
-    EXPECT_EQ(Heard("HTTP/1.1 200 OK\r\n\r\n"), "");
+    EXPECT_EQ(Heard(kAnswer), "") << "belongs to the socket of our own searches";
     int heard = 0;
     for (int i = 0; i < 1000; ++i) heard += !Heard("NOTIFY * HTTP/1.1\r\n\r\n").empty();
     EXPECT_LT(heard, 500) << "announcements have a bound as well";
+}
+
+TEST_F(GuardedSocketTest, OurOwnSearchesHearAnswersOnly) {
+    EXPECT_EQ(HeardAsAnswer(Search("MX: 1\r\n")), Search("MX: 1\r\n")) << "nothing is guarded yet";
+    ASSERT_TRUE(GuardSearchSocket(guarded_.get(), {{0x7f000001, 0xff000000}}));
+    EXPECT_EQ(HeardAsAnswer(Search("MX: 1\r\n")), "");
+    EXPECT_EQ(HeardAsAnswer("NOTIFY * HTTP/1.1\r\n\r\n"), "");
+    int heard = 0;
+    for (int i = 0; i < 1000; ++i) heard += !HeardAsAnswer(kAnswer).empty();
+    EXPECT_TRUE(heard > 0 && heard < 100) << heard;
 }
 
 TEST(DatagramGate, HearsAFewOfEachAndMoreOfAll) {
