@@ -77,7 +77,8 @@ class Browser(Guest):
                 self.expect((object_id, page.total), (object_id, self.known.setdefault(object_id, page.total)))
             self.expect(self.server.browse(object_id, "BrowseMetadata").returned, 1)
         headers = {"User-Agent": "Mozilla/5.0"}
-        self.expect(upnp.request(f"{stage.base}/cds/", headers=headers)[0], 200)
+        if (status := upnp.request(f"{stage.base}/cds/", headers=headers)[0]) != 503:  # a few pages are made at a time
+            self.expect(status, 200)
         self.expect(upnp.request(stage.description, headers=headers)[0], 200)
 
 
