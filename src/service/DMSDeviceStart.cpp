@@ -192,9 +192,9 @@ bool DMSDevice::PrepareDescriptions() {
         return false;
     }
     // A local server is started for each user session; its addresses never change, so the first one's files serve all.
-    if (!IsLocalServer() || !NLIBCFileExist(DataFile(kRegistrationDescription).c_str())) {
-        descriptions_.WriteAll(library_.UpnpGetServerIpAddress(), port_);
-    }
+    // Some may still be missing: the first one was killed while it wrote them, or the temporary directory was emptied.
+    const bool has_first = IsLocalServer() && NLIBCFileExist(DataFile(kRegistrationDescription).c_str());
+    descriptions_.WriteAll(library_.UpnpGetServerIpAddress(), port_, has_first);
     for (const char* icon : kIcons) FileCopy(DataFile(icon), SystemPath(std::string(kTempDir) + "/" + icon));
     return true;
 }

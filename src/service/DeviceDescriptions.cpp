@@ -80,14 +80,16 @@ bool DeviceDescriptions::IsConformanceTest() const {
            NLIBCFileExist(PathIn(kPackageDataDir, kConformanceTemplate).c_str());
 }
 
-void DeviceDescriptions::WriteAll(const std::string& address, std::uint16_t port) {
+void DeviceDescriptions::WriteAll(const std::string& address, std::uint16_t port, bool only_missing) {
     address_ = address;
     port_ = port;
     const bool is_test = IsConformanceTest();
     for (const Generation& row : kGenerations) {
         if (row.when != When::Always && is_test != (row.when == When::ConformanceTest)) continue;
+        const std::string output = PathIn(row.output_dir, row.output_name);
+        if (only_missing && NLIBCFileExist(output.c_str())) continue;
         WriteDescription(row.model_name == nullptr ? DMSGetProductModel() : row.model_name,
-                         PathIn(kPackageDataDir, row.template_name), PathIn(row.output_dir, row.output_name));
+                         PathIn(kPackageDataDir, row.template_name), output);
     }
 }
 

@@ -18,7 +18,8 @@ public:
 
     /// Fills every template of the table, in its order. One that cannot be used leaves the file of an earlier run.
     /// @param address,port  where the UPnP library serves.
-    void WriteAll(const std::string& address, std::uint16_t port);
+    /// @param only_missing  leaves those that exist.
+    void WriteAll(const std::string& address, std::uint16_t port, bool only_missing = false);
 
     /// Fills the five "%s" of a template with host name, `model_name`, serial number, UDN and presentation URL, each
     /// escaped for XML; "%%" stands for a per cent sign. Paths as they are, no prefix is added.

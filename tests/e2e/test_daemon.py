@@ -197,6 +197,12 @@ class LocalServer(Case):
             wait_until(lambda: not self.runs(pid), 15, "the daemon to end")
             self.assertEqual(self.pid(), 0)
 
+    def test_what_an_earlier_start_did_not_finish(self):
+        """Killed after the first of its files, or the temporary directory was emptied since."""
+        self.stop(self.serve("-localserver"))
+        shutil.rmtree(f"{self.root}/tmp/dms")
+        self.stop(self.serve("-localserver"))
+
     def test_a_torn_list_and_missing_files_do_not_stop_it(self):
         torn = '{"ClientList": {"00:00'
         self.write(CLIENT_LIST, torn)
