@@ -32,3 +32,8 @@ SET jit = off;
 \echo * 50 tracks of a directory
 :explain SELECT * FROM music WHERE (parent_id = (SELECT id FROM directory WHERE path = :'top' || '/0 Flat'))
     ORDER BY :tracks LIMIT 50;
+
+\echo * a smart playlist by year: all ids, once for each change of the library
+:explain SELECT array_agg(listed_id) FROM (SELECT *, id AS listed_id FROM music ORDER BY year DESC, id LIMIT 1500001) AS list;
+\echo * 50 tracks of it
+:explain SELECT * FROM music WHERE id IN (:ids) ORDER BY year DESC, id LIMIT 50;

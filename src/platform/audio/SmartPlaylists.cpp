@@ -40,8 +40,8 @@ const SmartPlaylist* At(const Playlists& playlists, std::int32_t index) {
                : nullptr;
 }
 
-std::int32_t CountSongs(const SmartPlaylist& playlist) {
-    MediaDB db(MediaKind::Music);
+/// @param db  of the music table; restricted to the songs of the playlist.
+std::int32_t CountSongs(const SmartPlaylist& playlist, MediaDB& db) {
     db.AddCondition(playlist.condition);
     const std::int32_t all = db.SelectTotal();
     return playlist.limit > 0 ? std::min(all, playlist.limit) : all;
@@ -72,7 +72,9 @@ std::string SmartPLSGetName(std::int32_t index) {
 std::int32_t SmartPLSGetSongCount(std::int32_t index, bool) {
     const Playlists playlists = All();
     const SmartPlaylist* playlist = At(playlists, index);
-    return playlist ? CountSongs(*playlist) : 0;
+    if (playlist == nullptr) return 0;
+    MediaDB db(MediaKind::Music);
+    return CountSongs(*playlist, db);
 }
 
 std::int32_t SmartPLSListSongs(std::int32_t index, std::int32_t start, std::int32_t count, std::int32_t& total,
@@ -81,14 +83,14 @@ std::int32_t SmartPLSListSongs(std::int32_t index, std::int32_t start, std::int3
     const SmartPlaylist* playlist = At(playlists, index);
     total = 0;
     if (playlist == nullptr) return 0;
-    const std::int32_t all = CountSongs(*playlist);
+    MediaDB db(MediaKind::Music);
+    const std::int32_t all = CountSongs(*playlist, db);
     if (all < 0) return all;
     total = all;
     const std::int32_t first = std::clamp(start, 0, all);
     const std::int32_t wanted = count > 0 ? std::min(count, all - first) : all - first;
     if (wanted == 0) return 0;
-    MediaDB db(MediaKind::Music);
-    db.AddCondition(playlist->condition);
+    db.KeepIds();
     if (db.Select("*", playlist->order, first, wanted) < 0) return -1;
     for (NIMB_MEDIA_INFO record; db.NextRow();) {
         db.FetchMediaItem(record);

@@ -146,7 +146,7 @@ std::int32_t MediaDB::Select(std::string_view fields, std::string_view order, st
     if (!group.empty()) {
         if (const auto count = SelectKeptGroups(SelectText(fields, tail), offset, limit)) return *count;
     }
-    if (offset >= kDeepOffset && limit > 0 && limit <= kChunkRows && !order.empty()) {
+    if ((keeps_ids_ || offset >= kDeepOffset) && limit > 0 && limit <= kChunkRows && !order.empty()) {
         return SelectDeepPage(std::string(fields), tail, group.empty() ? "id" : "min(id)", offset, limit);
     }
     if (generation_ != 0 || limit <= 0) return SelectPage(SelectText(fields, tail), offset, limit);

@@ -34,6 +34,9 @@ public:
     void AddSubtreeCondition(std::string_view directory);
     /// Takes the library as `other` found it, so that totals of both belong together and cost one question less.
     void ShareGeneration(const MediaDB& other) { generation_ = other.generation_; }
+    /// Finds every page through a list of all ids that is made once for each change of the library: for conditions and
+    /// orders that no index may serve.
+    void KeepIds() { keeps_ids_ = true; }
     /// Leaves out rows of that video codec (only meaningful on the video table).
     void AddExcludeVideoCodec(std::string_view codec);
 
@@ -85,6 +88,7 @@ private:
     std::string where_;
     std::int64_t generation_ = 0;           ///< of the library when this object first asked; 0 before
     std::shared_ptr<const PGresult> rows_;  ///< shared with the cache of groups
+    bool keeps_ids_ = false;
     bool failed_ = false;
     int row_ = -1;        ///< current row of rows_
     int end_ = 0;         ///< row of rows_ after the last that belongs to the query
