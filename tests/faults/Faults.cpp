@@ -104,6 +104,13 @@ void operator delete[](void* memory, std::size_t) noexcept {
 
 extern "C" {
 
+/// A function of the system as before, unless it is to fail: then `failed` comes back, and errno is `error`.
+#define FAILING(result, name, parameters, arguments, kind, error, failed)   \
+    result name parameters {                                                \
+        static const auto next = Next<result parameters>(#name);            \
+        return Fails(kind) ? Error<result>(error, failed) : next arguments; \
+    }
+
 ssize_t read(int fd, void* buffer, size_t size) {
     static const auto next = Next<ssize_t(int, void*, size_t)>("read");
     return MayFail(fd) && Fails(kRead) ? Error<ssize_t>(EIO, -1) : next(fd, buffer, size);
@@ -112,22 +119,13 @@ ssize_t write(int fd, const void* buffer, size_t size) {
     static const auto next = Next<ssize_t(int, const void*, size_t)>("write");
     return MayFail(fd) && Fails(kWrite) ? Error<ssize_t>(ENOSPC, -1) : next(fd, buffer, size);
 }
-ssize_t recv(int fd, void* buffer, size_t size, int flags) {
-    static const auto next = Next<ssize_t(int, void*, size_t, int)>("recv");
-    return Fails(kReceive) ? Error<ssize_t>(ECONNRESET, -1) : next(fd, buffer, size, flags);
-}
-ssize_t send(int fd, const void* buffer, size_t size, int flags) {
-    static const auto next = Next<ssize_t(int, const void*, size_t, int)>("send");
-    return Fails(kSend) ? Error<ssize_t>(ECONNRESET, -1) : next(fd, buffer, size, flags);
-}
-int socket(int domain, int type, int protocol) {
-    static const auto next = Next<int(int, int, int)>("socket");
-    return Fails(kSocket) ? Error(EMFILE, -1) : next(domain, type, protocol);
-}
-int accept4(int fd, sockaddr* address, socklen_t* size, int flags) {
-    static const auto next = Next<int(int, sockaddr*, socklen_t*, int)>("accept4");
-    return Fails(kSocket) ? Error(EMFILE, -1) : next(fd, address, size, flags);
-}
+FAILING(ssize_t, recv, (int fd, void* buffer, size_t size, int flags), (fd, buffer, size, flags), kReceive, ECONNRESET,
+        -1)
+FAILING(ssize_t, send, (int fd, const void* buffer, size_t size, int flags), (fd, buffer, size, flags), kSend,
+        ECONNRESET, -1)
+FAILING(int, socket, (int domain, int type, int protocol), (domain, type, protocol), kSocket, EMFILE, -1)
+FAILING(int, accept4, (int fd, sockaddr* address, socklen_t* size, int flags), (fd, address, size, flags), kSocket,
+        EMFILE, -1)
 // The names with 64 are what programs call that know large files.
 int open(const char* path, int flags, ...) {
     va_list arguments;
@@ -143,58 +141,28 @@ int open64(const char* path, int flags, ...) {
     va_end(arguments);
     return fd;
 }
-FILE* fopen64(const char* path, const char* mode) {
-    static const auto next = Next<FILE*(const char*, const char*)>("fopen64");
-    return Fails(kOpen) ? Error<FILE*>(EMFILE, nullptr) : next(path, mode);
-}
-DIR* opendir(const char* path) {
-    static const auto next = Next<DIR*(const char*)>("opendir");
-    return Fails(kOpen) ? Error<DIR*>(EMFILE, nullptr) : next(path);
-}
-int mkostemp64(char* name, int flags) {
-    static const auto next = Next<int(char*, int)>("mkostemp64");
-    return Fails(kOpen) ? Error(ENOSPC, -1) : next(name, flags);
-}
-ssize_t pread64(int fd, void* buffer, size_t size, off64_t offset) {
-    static const auto next = Next<ssize_t(int, void*, size_t, off64_t)>("pread64");
-    return Fails(kRead) ? Error<ssize_t>(EIO, -1) : next(fd, buffer, size, offset);
-}
-ssize_t sendfile64(int socket, int file, off64_t* offset, size_t size) {
-    static const auto next = Next<ssize_t(int, int, off64_t*, size_t)>("sendfile64");
-    return Fails(kSend) ? Error<ssize_t>(EIO, -1) : next(socket, file, offset, size);
-}
-ssize_t sendmsg(int fd, const msghdr* message, int flags) {
-    static const auto next = Next<ssize_t(int, const msghdr*, int)>("sendmsg");
-    return Fails(kSend) ? Error<ssize_t>(ECONNRESET, -1) : next(fd, message, flags);
-}
-int fsync(int fd) {
-    static const auto next = Next<int(int)>("fsync");
-    return Fails(kWrite) ? Error(EIO, -1) : next(fd);
-}
-int rename(const char* from, const char* to) {
-    static const auto next = Next<int(const char*, const char*)>("rename");
-    return Fails(kWrite) ? Error(ENOSPC, -1) : next(from, to);
-}
-int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*run)(void*), void* argument) {
-    static const auto next = Next<int(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>("pthread_create");
-    return Fails(kThread) ? EAGAIN : next(thread, attributes, run, argument);
-}
-int PQsendQueryParams(void* connection, const char* sql, int count, const unsigned* types, const char* const* values,
-                      const int* lengths, const int* formats, int result_format) {
-    static const auto next =
-        Next<int(void*, const char*, int, const unsigned*, const char* const*, const int*, const int*, int)>(
-            "PQsendQueryParams");
-    return Fails(kQuery) ? 0 : next(connection, sql, count, types, values, lengths, formats, result_format);
-}
-int PQsendPrepare(void* connection, const char* name, const char* sql, int count, const unsigned* types) {
-    static const auto next = Next<int(void*, const char*, const char*, int, const unsigned*)>("PQsendPrepare");
-    return Fails(kQuery) ? 0 : next(connection, name, sql, count, types);
-}
-int PQsendQueryPrepared(void* connection, const char* name, int count, const char* const* values, const int* lengths,
-                        const int* formats, int result_format) {
-    static const auto next =
-        Next<int(void*, const char*, int, const char* const*, const int*, const int*, int)>("PQsendQueryPrepared");
-    return Fails(kQuery) ? 0 : next(connection, name, count, values, lengths, formats, result_format);
-}
+FAILING(FILE*, fopen64, (const char* path, const char* mode), (path, mode), kOpen, EMFILE, nullptr)
+FAILING(DIR*, opendir, (const char* path), (path), kOpen, EMFILE, nullptr)
+FAILING(int, mkostemp64, (char* name, int flags), (name, flags), kOpen, ENOSPC, -1)
+FAILING(ssize_t, pread64, (int fd, void* buffer, size_t size, off64_t offset), (fd, buffer, size, offset), kRead, EIO,
+        -1)
+FAILING(ssize_t, sendfile64, (int socket, int file, off64_t* offset, size_t size), (socket, file, offset, size), kSend,
+        EIO, -1)
+FAILING(ssize_t, sendmsg, (int fd, const msghdr* message, int flags), (fd, message, flags), kSend, ECONNRESET, -1)
+FAILING(int, fsync, (int fd), (fd), kWrite, EIO, -1)
+FAILING(int, rename, (const char* from, const char* to), (from, to), kWrite, ENOSPC, -1)
+FAILING(int, pthread_create,
+        (pthread_t * thread, const pthread_attr_t* attributes, void* (*run)(void*), void* argument),
+        (thread, attributes, run, argument), kThread, EAGAIN, EAGAIN)
+FAILING(int, PQsendQueryParams,
+        (void* connection, const char* sql, int count, const unsigned* types, const char* const* values,
+         const int* lengths, const int* formats, int result_format),
+        (connection, sql, count, types, values, lengths, formats, result_format), kQuery, EIO, 0)
+FAILING(int, PQsendPrepare, (void* connection, const char* name, const char* sql, int count, const unsigned* types),
+        (connection, name, sql, count, types), kQuery, EIO, 0)
+FAILING(int, PQsendQueryPrepared,
+        (void* connection, const char* name, int count, const char* const* values, const int* lengths,
+         const int* formats, int result_format),
+        (connection, name, count, values, lengths, formats, result_format), kQuery, EIO, 0)
 
 }  // extern "C"

@@ -69,36 +69,30 @@ struct PlanCase {
     const char* why;
     const char* sql;
 };
+#define IN_ORDER " ORDER BY album, disc, track, path, id LIMIT 50"
+#define VALUES(of, where) \
+    "SELECT " of " as cateval, MIN(id) as minid FROM music" where " GROUP BY cateval ORDER BY cateval"
 constexpr PlanCase kPlanCases[] = {
     {"one object", "SELECT * FROM music WHERE id=4711"},
     {"an object by path", "SELECT id FROM directory WHERE path='/m/17'"},
     {"songs of a folder",
-     "SELECT * FROM music WHERE parent_id = (SELECT id FROM directory WHERE path = '/m/17')"
-     " ORDER BY album, disc, track, path, id LIMIT 50"},
+     "SELECT * FROM music WHERE parent_id = (SELECT id FROM directory WHERE path = '/m/17')" IN_ORDER},
     {"folders of a folder",
      "SELECT id, title FROM directory WHERE parent_id = (SELECT id FROM directory WHERE path = '/m')"
      " ORDER BY title, id LIMIT 50"},
     {"number of songs of a folder",
      "SELECT count(*) FROM music WHERE parent_id = (SELECT id FROM directory WHERE path = '/m/17')"},
     {"a small part of the tree", "SELECT count(*) FROM music WHERE path LIKE '/m/17/%'"},
-    {"all songs", "SELECT * FROM music ORDER BY album, disc, track, path, id LIMIT 50"},
-    {"all songs below the top folder",
-     "SELECT * FROM music WHERE path LIKE '/m/%' ORDER BY album, disc, track, path, id LIMIT 50"},
-    {"songs of an artist",
-     "SELECT * FROM music WHERE artist='artist 5' ORDER BY album, disc, track, path, id LIMIT 50"},
-    {"songs of an album", "SELECT * FROM music WHERE album='album 77' ORDER BY album, disc, track, path, id LIMIT 50"},
-    {"songs of an artist's album",
-     "SELECT * FROM music WHERE artist='artist 5' and album='album 77' ORDER BY album, disc, track, path, id LIMIT 50"},
-    {"songs of a year", "SELECT * FROM music WHERE year='1983' ORDER BY album, disc, track, path, id LIMIT 50"},
-    {"songs of a month",
-     "SELECT * FROM music WHERE to_char(date, 'YYYY/MM')='2020/05' ORDER BY album, disc, track, path, id LIMIT 50"},
-    {"albums of a genre",
-     "SELECT album as cateval, MIN(id) as minid FROM music WHERE genre = 'genre 3' GROUP BY cateval ORDER BY cateval"},
-    {"albums of an artist",
-     "SELECT album as cateval, MIN(id) as minid FROM music WHERE artist = 'artist 3' GROUP BY cateval ORDER BY "
-     "cateval"},
-    {"first page of albums",
-     "SELECT album as cateval, MIN(id) as minid FROM music GROUP BY cateval ORDER BY cateval LIMIT 50"},
+    {"all songs", "SELECT * FROM music" IN_ORDER},
+    {"all songs below the top folder", "SELECT * FROM music WHERE path LIKE '/m/%'" IN_ORDER},
+    {"songs of an artist", "SELECT * FROM music WHERE artist='artist 5'" IN_ORDER},
+    {"songs of an album", "SELECT * FROM music WHERE album='album 77'" IN_ORDER},
+    {"songs of an artist's album", "SELECT * FROM music WHERE artist='artist 5' and album='album 77'" IN_ORDER},
+    {"songs of a year", "SELECT * FROM music WHERE year='1983'" IN_ORDER},
+    {"songs of a month", "SELECT * FROM music WHERE to_char(date, 'YYYY/MM')='2020/05'" IN_ORDER},
+    {"albums of a genre", VALUES("album", " WHERE genre = 'genre 3'")},
+    {"albums of an artist", VALUES("album", " WHERE artist = 'artist 3'")},
+    {"first page of albums", VALUES("album", "") " LIMIT 50"},
     {"artists of a letter",
      "SELECT artist as cateval, MIN(id) as minid FROM music WHERE upper(substr(artist, 1,1)) = 'B'"
      " GROUP BY cateval ORDER BY upper(artist), cateval LIMIT 50"},
