@@ -48,6 +48,7 @@ constexpr CoverKind kCoverKinds[] = {
     {"folderart", MediaKind::Music, kBesideSong},
     {"albumart", MediaKind::Music, kOfAlbum},
     {"vfolderart", MediaKind::Video, kOfVideo},
+    {"rhcover", MediaKind::Video, kOfVideo},  // an entry of the video library has the id of its file
 };
 
 struct FormatRow {

@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <optional>
+#include <string>
 
 #include "gateway/CoverPictures.h"
 #include "platform/http/HttpFile.h"
@@ -12,8 +13,18 @@ namespace {
 
 constexpr std::string_view kScalerPrefix = "/transcoder/jpegtnscaler.cgi/";
 constexpr std::string_view kTranscoderPrefix = "/transcoder/genericoder.cgi/";
-/// Entries of the video library, which has no catalogue here yet.
-constexpr std::string_view kLibraryPrefix = "rh";
+/// The files of the video library have the ids of the videos that they are.
+constexpr std::string_view kLibraryPrefix = "/rh/";
+
+/// The library calls the subtitle of a video "s_<id of the video>.srt" where it is listed for itself: the path without
+/// that mark, which then names the subtitle as any video's.
+std::string WithoutSubtitleMark(std::string path) {
+    constexpr std::string_view kMark = "s_", kSubtitle = ".srt";
+    const std::size_t name = path.rfind('/') + 1;
+    const bool is_marked =
+        path.starts_with(kLibraryPrefix) && path.ends_with(kSubtitle) && path.compare(name, kMark.size(), kMark) == 0;
+    return is_marked ? path.erase(name, kMark.size()) : path;
+}
 
 }  // namespace
 
@@ -39,9 +50,9 @@ HttpResponse Gateway::Route(const HttpRequest& request) {
     if (path.starts_with(kTranscoderPrefix)) {
         return transcoder_.Serve(request, path.substr(kTranscoderPrefix.size()));
     }
-    const std::optional<MediaUrl> url = ParseMediaUrl(path);
-    if (!url || url->prefix == kLibraryPrefix) return PlainResponse(404);
-    return files_.Serve(request, *url);
+    const std::string file = WithoutSubtitleMark(request.path);
+    const std::optional<MediaUrl> url = ParseMediaUrl(file);
+    return url ? files_.Serve(request, *url) : PlainResponse(404);
 }
 
 }  // namespace MediaServer

@@ -71,7 +71,7 @@ HttpResponse MediaFiles::Serve(const HttpRequest& request, const MediaUrl& url) 
     const Lookup lookup = FindMediaPath(url.kind, url.id, path);
     if (lookup != Lookup::Found) return PlainResponse(lookup == Lookup::Failed ? 503 : 404);
     if (FindRendition(url.prefix) != nullptr) return ServeRendition(request, url, path);
-    return url.prefix == "v" ? ServeVideo(request, url, path) : ServeWhole(request, url, path);
+    return url.kind == MediaKind::Video ? ServeVideo(request, url, path) : ServeWhole(request, url, path);
 }
 
 HttpResponse MediaFiles::ServeWhole(const HttpRequest& request, const MediaUrl& url, const std::string& path) const {
@@ -108,8 +108,9 @@ HttpResponse MediaFiles::ServeVideo(const HttpRequest& request, const MediaUrl& 
     const bool answered = response.status == 200 || response.status == 206;
     if (answered && request.Header("getcaptioninfo.sec") == "1" && NLIBCFileExist(SubtitleBeside(path).c_str())) {
         response.headers.emplace_back("CaptionInfo.sec", "http://" + request.local_address + ":" +
-                                                             std::to_string(port_) + "/v/" + std::string(kNoProfile) +
-                                                             "/" + std::to_string(url.id) + ".srt");
+                                                             std::to_string(port_) + "/" + std::string(url.prefix) +
+                                                             "/" + std::string(kNoProfile) + "/" +
+                                                             std::to_string(url.id) + ".srt");
     }
     return response;
 }

@@ -9,6 +9,7 @@
 #include "indexer/FolderWalker.h"
 #include "indexer/NfoReader.h"
 #include "indexer/VideoNames.h"
+#include "platform/media/Subtitle.h"
 #include "platform/system/Files.h"
 #include "platform/system/Log.h"
 #include "platform/text/Text.h"
@@ -86,7 +87,7 @@ std::string YearAsDate(std::int32_t year) {
 }  // namespace
 
 bool VideoDescriber::HasSubtitle(const std::string& path) {
-    return NLIBCFileExist(WithName(path, BaseNameWithoutExtension(path), ".srt").c_str());
+    return NLIBCFileExist(SubtitleBeside(path).c_str());
 }
 
 std::string VideoDescriber::StampOf(const CatalogueFile& file) const {

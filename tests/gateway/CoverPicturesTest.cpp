@@ -101,6 +101,12 @@ TEST_F(CoverPicturesTest, VideoCoverInTheFormatOfTheUrl) {
               "DLNA.ORG_PN=PNG_TN;DLNA.ORG_FLAGS=00f00000000000000000000000000000");
     EXPECT_EQ(png.body.substr(16, 8), std::string("\0\0\0\x50\0\0\0\xA0", 8)) << "80 by 160";
     EXPECT_EQ(Cover("vfolderart_orig", id, "png").body, ReadWholeFile(media / "film.png", 1 << 20));
+    // The video library announces JPEG whatever the poster is.
+    ExpectThumbnail(Cover("rhcover", id), 80, 160);
+    ExpectThumbnail(Cover("rhcover_orig", id), 320, 640);
+    const std::string other = Add("video", media.Write("other.mkv", "x"));
+    Make(Picture("90x60"), "other-poster.jpg");
+    ExpectThumbnail(Cover("rhcover", other), 90, 60);
 }
 
 TEST_F(CoverPicturesTest, VideoWithoutACoverShowsAFrame) {

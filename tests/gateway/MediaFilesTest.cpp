@@ -42,7 +42,15 @@ constexpr FileCase kCases[] = {
     {"the subtitle beside a video", "/v/NDLNA/2.srt", 200, "text/srt", ""},
     {"no subtitle beside it", "/v/NDLNA/1.srt", 404, "", ""},
     {"a text item is its own file", "/v/NDLNA/3.srt", 200, "text/srt", ""},
-    {"the video library", "/rh/NDLNA/1.mkv", 404, "", ""},
+    {"an entry of the video library", "/rh/MPEG_TS_HD_NA_T/1.m2ts", 200, "video/vnd.dlna.mpeg-tts",
+     "DLNA.ORG_PN=MPEG_TS_HD_NA_T;" STREAMING},
+    {"its subtitle", "/rh/NDLNA/2.srt", 200, "text/srt", ""},
+    {"its subtitle, listed for itself", "/rh/NDLNA/s_2.srt", 200, "text/srt", ""},
+    {"no subtitle beside the entry", "/rh/NDLNA/s_1.srt", 404, "", ""},
+    {"no entry", "/rh/NDLNA/s_99.srt", 404, "", ""},
+    {"only subtitles are marked", "/rh/NDLNA/s_2.mkv", 404, "", ""},
+    {"only in the video library", "/v/NDLNA/s_2.srt", 404, "", ""},
+    {"a mark alone", "/rh/s_.srt", 404, "", ""},
     {"the transcoder", "/transcoder/genericoder.cgi/id=1.wav?format=WAV", 404, "", ""},
     {"nothing at all", "/", 404, "", ""},
 };
@@ -76,7 +84,7 @@ TEST_F(MediaFilesTest, EveryUrlAnswersAsAnnounced) {
         EXPECT_EQ(answer.Header("Content-Type"), c.type);
         EXPECT_EQ(answer.Header("contentFeatures.dlna.org"), c.features);
     }
-    EXPECT_EQ(Ask("/v/NDLNA/2.srt").body, "words");
+    for (const char* path : {"/v/NDLNA/2.srt", "/rh/NDLNA/s_2.srt"}) EXPECT_EQ(Ask(path).body, "words");
     EXPECT_EQ(Ask("/sp/JPEG_TN/1.jpg").body, "small");
 }
 
@@ -120,6 +128,7 @@ TEST_F(MediaFilesTest, AnIndexedThumbnailCountsWhileItIsOfThePhoto) {
 TEST_F(MediaFilesTest, CaptionsAreNamedWhenAskedForAndThere) {
     constexpr const char* kAsk = "getCaptionInfo.sec: 1\r\n";
     EXPECT_EQ(Ask("/v/NDLNA/2.mkv", kAsk).Header("CaptionInfo.sec"), "http://127.0.0.1:50002/v/NDLNA/2.srt");
+    EXPECT_EQ(Ask("/rh/NDLNA/2.mkv", kAsk).Header("CaptionInfo.sec"), "http://127.0.0.1:50002/rh/NDLNA/2.srt");
     EXPECT_EQ(Ask("/v/NDLNA/2.mkv").Header("CaptionInfo.sec"), "");
     EXPECT_EQ(Ask("/v/NDLNA/1.m2ts", kAsk).Header("CaptionInfo.sec"), "");
 }

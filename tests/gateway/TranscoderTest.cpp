@@ -167,7 +167,8 @@ TEST_F(TranscoderTest, FilmsBecomeTransportStreams) {
                  copied ? "a.mkv" : "b.mkv");
         const std::string id = std::to_string(database.Insert(
             "video", "path, video_codec, audio_codec", "'" + film + "', '" + (copied ? "h264" : "mpeg4") + "', 'ac3'"));
-        const Answer answer = Ask("/transcoder/genericoder.cgi/id=" + id + ".m2ts?format=m2ts&type=video");
+        const Answer answer =
+            Ask("/transcoder/genericoder.cgi/id=" + id + ".m2ts?format=m2ts&type=" + (copied ? "video" : "Reelhouse"));
         EXPECT_EQ(answer.status, 200);
         EXPECT_EQ(answer.Header("Content-Type"), "video/mpeg");
         std::ofstream(media / "made.ts", std::ios::binary) << answer.body;

@@ -34,8 +34,8 @@ std::string FindFolderCover(std::string_view song_path) {
 
 std::string FindVideoCover(std::string_view video_path) {
     const std::string own = std::string(DirName(video_path)) + "/" + std::string(BaseNameWithoutExtension(video_path));
-    for (const char* extension : {".jpg", ".png"}) {
-        if (IsRegularFile(own + extension)) return own + extension;
+    for (const char* end : {".jpg", ".png", "-poster.jpg", "-poster.png"}) {
+        if (IsRegularFile(own + end)) return own + end;
     }
     return FindFolderCover(video_path);
 }
