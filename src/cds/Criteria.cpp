@@ -293,7 +293,9 @@ std::string XBoxIsArtistAlbumsQuery(std::string_view container_id, std::string_v
         SysLogError("%s:%d Regular expression is not matched", DMS_SOURCE_FILE, __LINE__);
         return {};
     }
-    std::string artist(matches.Group(1));
+    const std::string text(matches.Group(1));
+    // With comparisons behind it the pattern runs on to the last quote of all; no artist is called like that.
+    std::string artist = Unquote("\"" + text + "\"").value_or(text);
     DMSPrintf(3, "%s: match artist %s \n", "XBoxIsArtistAlbumsQuery", artist.c_str());
     return artist;
 }

@@ -170,6 +170,8 @@ TEST_F(SearchTest, ConsolesBrowseWithASearch) {
     EXPECT_THAT(Search("Console", "1", R"(upnp:artist = "O'Hara")").Ids(), ElementsAre("8$3$3"));
     EXPECT_EQ(Search("Console", "1", R"(upnp:artist = "nobody")").Ids(), Search("Console", "8", "").Ids());
     AddRow("music", "/m/x.mp3", "X", "artist, album", "'', 'Odd'");
+    AddRow("music", "/m/y.mp3", "Y", "artist, album", R"('The "Q\', 'Odd')");
+    EXPECT_THAT(Search("Console", "1", R"(upnp:artist = "The \"Q\\")").Ids(), ElementsAre("8$6$6"));
     EXPECT_THAT(Search("Console", "1", R"(upnp:artist = "nobody")").Ids(), ElementsAre("8$5$5")) << "those of nobody";
     EXPECT_THAT(Search("Console", "7", "").Titles(), ElementsAre("50% off_er", "First", "Live@Night", "Odd"));
     EXPECT_EQ(Search("Console", "1", "").total, 6) << "the entries of the node";
