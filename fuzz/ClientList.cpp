@@ -31,13 +31,6 @@ std::string Written(DMSClientList& list, const std::string& file) {
     return ReadWholeFile(file, ~std::size_t{0}).value_or("");
 }
 
-bool IsUtf8(std::string_view text) {
-    std::size_t length;
-    for (; !text.empty(); text.remove_prefix(length))
-        if ((length = Utf8SequenceLength(text)) == 0) return false;
-    return true;
-}
-
 void TryRoundTrip(DMSClientList& list, const std::string& file, const std::string& profiles) {
     const std::string once = Written(list, file);
     // Not the file itself: the first list would take it for changed by its owner and leave it alone from then on.

@@ -12,15 +12,6 @@ using namespace MediaServer;
 
 namespace {
 
-bool IsUtf8(std::string_view text) {
-    while (!text.empty()) {
-        const std::size_t length = Utf8SequenceLength(text);
-        if (length == 0) return false;
-        text.remove_prefix(length);
-    }
-    return true;
-}
-
 bool IsPlain(std::string_view text) {
     return text.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ &<>\"'") ==
            std::string_view::npos;

@@ -5,19 +5,6 @@
 
 using namespace MediaServer;
 
-namespace {
-
-bool IsUtf8(std::string_view text) {
-    while (!text.empty()) {
-        const std::size_t length = Utf8SequenceLength(text);
-        if (length == 0) return false;
-        text.remove_prefix(length);
-    }
-    return true;
-}
-
-}  // namespace
-
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     std::string_view text = AsText(data, size);
     const std::string_view extension = TakeLine(text);

@@ -34,15 +34,6 @@ bool IsBelow(const std::string& path, const std::string& folder) {
     return path.size() > folder.size() && path[folder.size()] == '/' && path.starts_with(folder);
 }
 
-bool IsUtf8(std::string_view text) {
-    while (!text.empty()) {
-        const std::size_t length = Utf8SequenceLength(text);
-        if (length == 0) return false;
-        text.remove_prefix(length);
-    }
-    return true;
-}
-
 /// Beside songs, a picture that is called like a cover is one: nobody looks for it among the photos.
 void DropCoversOfMusic(std::vector<FoundFile>& files) {
     const auto is_song = [](const FoundFile& file) { return file.kind == MediaKind::Music; };

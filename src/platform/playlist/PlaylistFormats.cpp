@@ -15,13 +15,6 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 /// Every entry of the XML formats is a few elements.
 constexpr int kMaxXmlElements = 800'000;
 
-bool IsUtf8(std::string_view text) {
-    std::size_t length;
-    for (; !text.empty(); text.remove_prefix(length))
-        if ((length = Utf8SequenceLength(text)) == 0) return false;
-    return true;
-}
-
 void AppendUtf8(std::string& out, unsigned code) {
     if (code < 0x80) {
         out.push_back(static_cast<char>(code));

@@ -135,6 +135,13 @@ std::size_t Utf8SequenceLength(std::string_view text) {
     return length;
 }
 
+bool IsUtf8(std::string_view text) {
+    std::size_t length;
+    for (; !text.empty(); text.remove_prefix(length))
+        if ((length = Utf8SequenceLength(text)) == 0) return false;
+    return true;
+}
+
 std::string XMLEscape(std::string_view text, std::string_view offending) {
     std::string escaped;
     escaped.reserve(text.size() + text.size() / 2);  // markup inside a SOAP answer grows by about a third

@@ -21,6 +21,8 @@ void AppendXMLEscaped(TextBuffer& out, std::string_view text, std::string_view o
 
 /// Length in bytes of the UTF-8 sequence (RFC 3629) at the start of `text`; 0 when it is broken or `text` is empty.
 std::size_t Utf8SequenceLength(std::string_view text);
+/// True when `text` is UTF-8 to its end.
+bool IsUtf8(std::string_view text);
 
 /// Percent-encodes everything but the unreserved characters of RFC 3986.
 std::string URLEncode(std::string_view text);

@@ -18,13 +18,6 @@ std::string_view View(const xmlChar* text) {
     return text ? std::string_view(reinterpret_cast<const char*>(text)) : std::string_view();
 }
 
-bool IsUtf8(std::string_view text) {
-    std::size_t length;
-    for (; !text.empty(); text.remove_prefix(length))
-        if ((length = Utf8SequenceLength(text)) == 0) return false;
-    return true;
-}
-
 std::string_view WithoutTrail(std::string_view document) {
     constexpr std::string_view kTrail("\0 \t\r\n", 5);
     const std::size_t last = document.find_last_not_of(kTrail);
