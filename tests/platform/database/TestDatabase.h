@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -46,8 +47,7 @@ private:
     void Create();
 
     std::string directory_;
-    int lifeline_ = -1;    ///< closing it, or dying, tells the guardian to clean up
-    int cleaned_up_ = -1;  ///< end of file when the guardian has finished
+    FILE* lifeline_ = nullptr;  ///< closing it, or dying, tells the guardian to clean up
     PGconn* connection_ = nullptr;
 };
 
