@@ -1,0 +1,206 @@
+"""The video library, walked by category and by folder, as clients that take more or less of it."""
+import os
+import tempfile
+import unittest
+
+from lxml import etree
+
+from harness import upnp
+from harness.server import wait_until
+from harness.stage import Stage
+from harness.video_library import (EPISODES, HOME_VIDEOS, IN_PARTS, MOVIES, RECORDINGS, SHOWS, SUBTITLE, SUBTITLED, Library)
+
+OPTION = 'integrateReelhouse_mediaservice="yes"\n'
+# One device each: plain, shown subtitle files, told of people and stories, and the one with the menu of fixed ids.
+PLAIN, WITH_SUBTITLES, WITH_DETAILS, CONSOLE = AGENTS = ["television", "Philips", "Kodi/20", "Xbox/2.0"]
+MOVIE_FILES = MOVIES + len(IN_PARTS)
+MOVIES_TOLD = 18  # have a description
+TITLE = upnp.DC + "title"
+
+
+def setUpModule():
+    global stage, videos
+    folder = tempfile.TemporaryDirectory(prefix="dmsvideos")
+    unittest.addModuleCleanup(folder.cleanup)
+    os.chmod(folder.name, 0o755)
+    videos = Library(folder.name)
+    stage = Stage(hosts=2 + len(AGENTS), media=videos.roots)
+    os.makedirs(os.path.dirname(stage.server.config("dmsinfo.conf")))
+    with open(stage.server.config("dmsinfo.conf"), "w") as file:
+        file.write(OPTION)
+    stage.server.start()
+
+
+def titles(page):
+    return [element.findtext(TITLE) for element in page.elements]
+
+
+def ids(page):
+    return [element.get("id") for element in page.elements]
+
+
+def is_container(element):
+    return element.tag == upnp.DIDL + "container"
+
+
+def identity(element):
+    """What is said of an object wherever it stands."""
+    if not is_container(element):
+        return etree.tostring(element, with_tail=False)
+    return element.get("id"), element.get("parentID"), element.findtext(TITLE), element.findtext(upnp.UPNP + "class")
+
+
+class Videos(unittest.TestCase):
+    def client(self, agent=PLAIN):
+        self.enterContext(stage.others[AGENTS.index(agent)].entered())
+        return upnp.MediaServer(stage.description, agent)
+
+    def check_walk(self, server, top):
+        """Everything below a node: numbers are true, pages are pieces of the whole, and each id leads back."""
+        waiting, items = [top], []
+        while waiting:
+            object_id = waiting.pop(0)
+            page = server.browse(object_id)
+            with self.subTest(object_id):
+                self.assertEqual((page.returned, page.total), (len(page.elements),) * 2)
+                self.assertGreater(page.total, 0, "nothing to see there")
+                self.assertEqual(len(set(ids(page))), page.total)
+                for start in range(0, page.total + 1, 7):
+                    piece = server.browse(object_id, start=start, count=7)
+                    self.assertEqual(ids(piece), ids(page)[start:start + 7])
+                    self.assertEqual(piece.total, page.total if start < page.total else 0)
+                for element in page.elements:
+                    self.assertEqual(element.get("parentID"), object_id)
+                    alone = server.browse(element.get("id"), "BrowseMetadata")
+                    self.assertEqual((alone.returned, alone.total), (1, 1))
+                    self.assertEqual(identity(alone.elements[0]), identity(element))
+            waiting += [element.get("id") for element in page.elements if is_container(element)]
+            items += [element for element in page.elements if not is_container(element)]
+        return items
+
+    def test_every_id_leads_back(self):
+        files = {"rh-movie-all": MOVIE_FILES, "rh-movie-folder": MOVIE_FILES, "rh-movie-year": MOVIE_FILES,
+                 "rh-movie-genre": MOVIE_FILES, "rh-movie-director": MOVIE_FILES, "rh-movie-writer": MOVIE_FILES,
+                 "rh-movie-cast": MOVIE_FILES + MOVIES_TOLD, "rh-tvshow-all": EPISODES, "rh-tvshow-folder": EPISODES,
+                 "rh-tvshow-genre": EPISODES, "rh-tvshow-recent": EPISODES,
+                 "rh-home-all": HOME_VIDEOS, "rh-home-date": HOME_VIDEOS, "rh-home-folder": HOME_VIDEOS,
+                 "rh-record-all": len(RECORDINGS), "rh-record-date": len(RECORDINGS),
+                 "rh-record-channel": len(RECORDINGS), "rh-record-program": len(RECORDINGS)}
+        others = ["rh-movie-all", "rh-movie-folder", "rh-movie-genre", "rh-tvshow-folder", "rh-record-program"]
+        for agent, nodes in ((PLAIN, files), (WITH_SUBTITLES, others), (WITH_DETAILS, others)):
+            server = self.client(agent)
+            for node in nodes:
+                with self.subTest(node=node, agent=agent):
+                    items = self.check_walk(server, node)
+                    # Beside the movies of one file, and beside one part of a movie in two.
+                    more = len(SUBTITLED) + 1 if agent == WITH_SUBTITLES and "movie" in node else 0
+                    self.assertEqual(len(items), files[node] + more)
+
+    def test_categories(self):
+        server = self.client()
+        movie, show, home, record = (server.browse(f"rh-{kind}").elements for kind in ("movie", "tvshow", "home", "record"))
+        self.assertEqual((len(movie), len(show), len(home), len(record)), (8, 8, 5, 5))
+        page = server.browse("rh-movie-all")
+        self.assertEqual(len(page.elements), MOVIES)
+        self.assertEqual({element.findtext(TITLE) for element in page.elements if is_container(element)}, IN_PARTS)
+        self.assertEqual(titles(page), sorted(titles(page)))
+        self.assertEqual(len(server.browse("rh-movie-recent").elements), 24)
+        self.assertEqual(titles(server.browse("rh-movie-year")), [str(1990 + year) for year in range(7)])
+        self.assertEqual(server.browse("rh-movie-year$1990").total, 5)
+        cast = server.browse("rh-movie-cast")
+        self.assertEqual(titles(cast), ["Unknown", *(f"Actor {number}" for number in range(5)), "Zoë O'Hara"])
+        self.assertEqual([server.browse(value).total for value in ids(cast)],
+                         [MOVIES - MOVIES_TOLD, 4, 4, 3, 3, 4, MOVIES_TOLD])
+        shows = server.browse("rh-tvshow-all")
+        self.assertEqual(titles(shows), list(SHOWS))
+        self.assertEqual(titles(server.browse(ids(shows)[1])),
+                         ["Bread & Butter-S00E01-Making of", "Bread & Butter-S01E01-Part 1", "Bread & Butter-S01E02-Part 2"])
+        channels = server.browse("rh-record-channel")
+        self.assertEqual([(title, server.browse(value).total) for title, value in zip(titles(channels), ids(channels))],
+                         [("One", 3), ("Two", 3)])
+        programs = server.browse("rh-record-program")
+        self.assertEqual([(title, server.browse(value).total) for title, value in zip(titles(programs), ids(programs))],
+                         [("Film", 1), ("News", 3), ("O'Neill's", 1), ("Weather", 1)])
+        self.assertEqual(server.browse("rh-record-date$2026-01-02").total, 3)
+
+    def test_folders(self):
+        server = self.client()
+        roots = server.browse("rh-movie-folder")
+        self.assertEqual(titles(roots), ["Films(1)", "Films(2)"])
+        self.assertEqual(titles(server.browse("rh-home-folder")), ["Films"])
+        first = max(ids(roots), key=lambda root: server.browse(root).total)
+        self.assertNotIn("nothing here", titles(server.browse(first)))
+        old = server.child(first, "old")
+        self.assertEqual(titles(server.browse(old)), [f"Movie {n:02d} ({1990 + n % 7})" for n in (5, 15, 25)])
+
+    def test_subtitles_and_bytes(self):
+        server = self.client(WITH_SUBTITLES)
+        page = server.browse("rh-movie-all")
+        self.assertEqual((page.total, page.returned), (MOVIES + len(SUBTITLED),) * 2)
+        texts = page.elements[MOVIES:]
+        self.assertEqual({element.findtext(upnp.UPNP + "class") for element in texts}, {"object.item.textItem"})
+        for element in texts:
+            alone, = server.browse(element.get("id"), "BrowseMetadata").elements
+            status, _, body = upnp.request(alone.findtext(upnp.DIDL + "res"), headers=server.agent)
+            self.assertEqual((status, body.decode()), (200, SUBTITLE))
+        movie = next(element for element in page.elements if not is_container(element))
+        status, _, body = upnp.request(movie.findtext(upnp.DIDL + "res"), headers=server.agent)
+        with open(videos.folder + "/seed.mkv", "rb") as file:
+            self.assertEqual((status, body), (200, file.read()))
+
+    def test_people_and_stories(self):
+        def told(agent, requested):
+            movie, = (element for element in self.client(agent).browse("rh-movie-all", filter=requested).elements
+                      if element.findtext(TITLE).startswith("Movie 01"))
+            return {name: [element.text for element in movie.findall(upnp.UPNP + name)]
+                    for name in ("actor", "director", "author", "genre", "longDescription")}
+        everything = {"actor": ["Actor 1", "Zoë O'Hara"], "director": ["Director 1"], "author": ["Writer 1"],
+                      "genre": ["Comedy"], "longDescription": ["Story <1> & more"]}
+        nothing = dict.fromkeys(everything, [])
+        self.assertEqual(told(WITH_DETAILS, "*"), everything)
+        self.assertEqual(told(WITH_DETAILS, "dc:title,upnp:actor"), {**nothing, "actor": everything["actor"]})
+        self.assertEqual(told(PLAIN, "*"), nothing)
+
+    def test_the_menu_of_fixed_ids(self):
+        console = self.client(CONSOLE)
+
+        def children(object_id):
+            return console.browse(object_id, ContainerID=object_id)
+        self.assertEqual(ids(children("15")), ["100", "101", "120"])
+        self.assertEqual(ids(children("120")), ["130", "140", "150", "160"])
+        for group, last in (("13", 8), ("14", 8), ("15", 8), ("16", 4)):
+            self.assertEqual(ids(children(group + "0")), [f"{group}{number}" for number in range(1, last + 1)])
+        self.assertEqual(children("131").total, MOVIES)
+        self.assertEqual(children("164").total, 4)
+        self.assertEqual({element.findtext(upnp.UPNP + "class") for element in children("141").elements},
+                         {"object.container.storageFolder"})
+
+    def test_what_comes_and_goes(self):
+        server = self.client()
+        root = server.child("rh-movie-folder", "Films(2)")
+        if server.browse(root).total > 1:
+            root = server.child("rh-movie-folder", "Films(1)")
+        self.assertEqual(server.browse(root).total, 1)
+        kept = ids(server.browse(root))[0]
+        path = videos.add("More/Films/Zulu (2020).mkv")
+        wait_until(lambda: server.browse("rh-movie-all").total == MOVIES + 1, 30, "the new movie")
+        self.assertEqual(server.browse(root).total, 2, "the folder is found by the same key")
+        new = next(element for element in server.browse(root).elements if element.findtext(TITLE).startswith("Zulu"))
+        os.unlink(path)
+        wait_until(lambda: server.browse("rh-movie-all").total == MOVIES, 30, "the movie to go")
+        for object_id in (new.get("id"), "rh-movie-all$" + new.get("id").rsplit("$", 1)[1]):
+            self.assertEqual(server.browse(object_id, "BrowseMetadata").returned, 0)
+        self.assertEqual(ids(server.browse(root)), [kept])
+
+    def test_what_nobody_wrote(self):
+        server = self.client()
+        for object_id in ("rh-movie-all$1 OR 1=1", "rh-movie-all$../etc", "rh-movie-cast$x", "rh-movie-year$'"):
+            with self.assertRaises(upnp.UpnpError) as caught:
+                server.browse(object_id)
+            self.assertEqual(caught.exception.code, 701)
+        for object_id in ("rh-movie-all$999999", "rh-movie-folder$999999L0", "rh-movie-folder$1L99", "rh-movie-folder$x"):
+            self.assertEqual(server.browse(object_id).total, 0)
+
+
+if __name__ == "__main__":
+    unittest.main()
