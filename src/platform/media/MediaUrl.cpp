@@ -21,6 +21,9 @@ constexpr PrefixKind kPrefixes[] = {
     {"m", MediaKind::Music}, {"v", MediaKind::Video},  {"rh", MediaKind::Video},
 };
 
+/// The video library lists subtitles as files of their own: "s_" and the id of the video.
+constexpr std::string_view kSubtitleMark = "s_";
+
 using NameCode = std::pair<std::string_view, std::int32_t>;
 
 constexpr NameCode kContainers[] = {
@@ -67,7 +70,8 @@ std::optional<MediaUrl> ParseMediaUrl(std::string_view path) {
     if (row == std::end(kPrefixes)) return std::nullopt;
 
     const std::size_t last_slash = path.rfind('/');
-    const std::string_view name = path.substr(last_slash + 1);
+    std::string_view name = path.substr(last_slash + 1);
+    if (prefix == "rh" && name.starts_with(kSubtitleMark)) name.remove_prefix(kSubtitleMark.size());
     const std::size_t digits = std::min(name.find_first_not_of("0123456789"), name.size());
     const std::optional<std::int32_t> id = ParseRowId(name.substr(0, digits));
     if (!id) return std::nullopt;

@@ -21,6 +21,7 @@ constexpr UrlCase kGoodUrls[] = {
     {"photo renditions", "/sp/JPEG_TN/7.jpg", "sp", MediaKind::Photo, "JPEG_TN", 7, "jpg"},
     {"large rendition", "/xlp/NDLNA/7.jpg", "xlp", MediaKind::Photo, "NDLNA", 7, "jpg"},
     {"video library", "/rh/NDLNA/9.mkv", "rh", MediaKind::Video, "NDLNA", 9, "mkv"},
+    {"subtitle in the video library", "/rh/NDLNA/s_9.srt", "rh", MediaKind::Video, "NDLNA", 9, "srt"},
     {"largest id", "/v/NDLNA/2147483647.ts", "v", MediaKind::Video, "NDLNA", 2147483647, "ts"},
     {"id ends at the first non-digit", "/m/NDLNA/12abc.mp3", "m", MediaKind::Music, "NDLNA", 12, "mp3"},
     {"no extension", "/p/NDLNA/12", "p", MediaKind::Photo, "NDLNA", 12, ""},
@@ -41,9 +42,9 @@ TEST(ParseMediaUrl, TakesPathsApart) {
 }
 
 TEST(ParseMediaUrl, RefusesTheRest) {
-    for (const std::string_view path :
-         {"", "/", "/m", "/m/", "m/1.mp3", "/mm/1.mp3", "/M/1.mp3", "/cds/1.mp3", "/m/MP3/", "/m/MP3/.mp3",
-          "/m/MP3/-1.mp3", "/m/MP3/a1.mp3", "/m/2147483648.mp3", "/m/99999999999999999999.mp3", "//1.mp3"}) {
+    for (const std::string_view path : {"", "/", "/m", "/m/", "m/1.mp3", "/mm/1.mp3", "/M/1.mp3", "/cds/1.mp3",
+                                        "/m/MP3/", "/v/NDLNA/s_9.srt", "/m/MP3/.mp3", "/m/MP3/-1.mp3", "/m/MP3/a1.mp3",
+                                        "/m/2147483648.mp3", "/m/99999999999999999999.mp3", "//1.mp3"}) {
         EXPECT_FALSE(ParseMediaUrl(path)) << path;
     }
 }
