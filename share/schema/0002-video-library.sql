@@ -161,6 +161,7 @@ CREATE INDEX gnere_map_records ON gnere_map (gnere_id, type, mapper_id);
 ALTER TABLE directory
     ADD COLUMN videos      integer NOT NULL DEFAULT 0,  -- files of the video library
     ADD COLUMN first_video integer NOT NULL DEFAULT 0,  -- the smallest id of them
+    ADD COLUMN video_kinds integer NOT NULL DEFAULT 0,  -- which kinds are among them: the bits 1 << type
     ADD COLUMN nfo_stamp   bigint NOT NULL DEFAULT 0;   -- names and times of the descriptions (.nfo) directly in it
 CREATE INDEX directory_with_videos ON directory (parent_id, title, id) WHERE videos > 0;
 

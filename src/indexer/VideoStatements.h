@@ -122,11 +122,12 @@ inline constexpr const char* kCountDirectories[] = {
     "SELECT d.id, d.parent_id, d.path FROM directory AS d JOIN video_work AS w ON w.directory_id = d.id"
     " WHERE w.is_described UNION"
     " SELECT d.id, d.parent_id, d.path FROM directory AS d JOIN counted ON counted.parent_id = d.id)"
-    " UPDATE directory AS d SET videos = below.files, first_video = below.first"
-    " FROM counted CROSS JOIN LATERAL (SELECT count(*) AS files, coalesce(min(v.id), 0) AS first"
+    " UPDATE directory AS d SET videos = below.files, first_video = below.first, video_kinds = below.kinds"
+    " FROM counted CROSS JOIN LATERAL (SELECT count(*) AS files, coalesce(min(v.id), 0) AS first,"
+    " coalesce(bit_or(1 << f.type), 0) AS kinds"
     " FROM video AS v JOIN video_file AS f ON f.id = v.id"
     " WHERE v.path ~>=~ (counted.path || '/') AND v.path ~<~ (counted.path || '0')) AS below"
-    " WHERE d.id = counted.id AND (d.videos, d.first_video) <> (below.files, below.first)",
+    " WHERE d.id = counted.id AND (d.videos, d.first_video, d.video_kinds) <> (below.files, below.first, below.kinds)",
     "DELETE FROM video_work WHERE is_described",
 };
 

@@ -111,7 +111,7 @@ bool FolderRequest::ListFolder(const std::string& directory, RecordWindow& windo
     }
     const auto fetch = [&](Page page, Json::Value& folders, std::int32_t& size) {
         Json::Value reply;
-        if (!GetDirInfo(reply, directory, page)) return false;
+        if (!GetDirInfo(reply, directory, TableNames()[node_.Kind()], page)) return false;
         size = ToInt(MemberText(reply, "total"));
         folders = std::move(reply["objects"]);
         return true;

@@ -60,7 +60,8 @@ protected:
         const std::string below =
             " FROM video AS v JOIN video_file AS f USING (id) WHERE starts_with(v.path, d.path || '/')";
         database.Execute("UPDATE directory AS d SET videos = (SELECT count(*)" + below +
-                         "), first_video = coalesce((SELECT min(v.id)" + below + "), 0)");
+                         "), first_video = coalesce((SELECT min(v.id)" + below +
+                         "), 0), video_kinds = coalesce((SELECT bit_or(1 << f.type)" + below + "), 0)");
     }
 
     CDSCategoryFolder_RH& Node(Kind kind, const std::string& category = "") {

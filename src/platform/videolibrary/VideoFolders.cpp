@@ -11,8 +11,11 @@
 namespace MediaServer::LibReelhouse {
 namespace {
 
-/// Files below the directory "d", through the index of paths by their bytes: what follows '/' in them is '0'.
-constexpr char kIsBelow[] = "v.path ~>=~ (d.path || '/') AND v.path ~<~ (d.path || '0')";
+/// Condition of the directories that have videos of a kind; the files of shows are those of their episodes.
+std::string HasKind(const VideoKind& kind) {
+    const int type = kind.type == kTvShow ? kEpisode : kind.type;
+    return "videos > 0 AND video_kinds & " + std::to_string(1 << type) + " <> 0";
+}
 
 /// Reads rows with the columns "id", "path" and "title".
 bool ReadFolders(const std::string& sql, const Parameters& parameters, Json::Value& reply) {
@@ -114,23 +117,21 @@ bool VideoMetadataAPI::GetFileIdPathByDirPath(std::string_view directory, std::s
 bool NIMBVideoGetRootDirByVideoType(Json::Value& reply, std::string_view table) {
     const VideoKind* const kind = FindVideoKind(table);
     if (!kind) return false;
-    // The files of shows are those of their episodes.
-    const int type = kind->type == kTvShow ? kEpisode : kind->type;
     return ReadFolders(
-        "SELECT d.id, d.path, d.title FROM directory AS d WHERE d.parent_id IS NULL AND d.videos > 0"
-        " AND EXISTS (SELECT 1 FROM video AS v JOIN video_file AS f ON f.id = v.id WHERE f.type = " +
-            std::to_string(type) + " AND " + kIsBelow + ") ORDER BY d.title, d.id",
+        "SELECT id, path, title FROM directory WHERE parent_id IS NULL AND " + HasKind(*kind) + " ORDER BY title, id",
         {}, reply);
 }
 
-bool GetDirInfo(Json::Value& reply, std::string_view directory, Page page) {
+bool GetDirInfo(Json::Value& reply, std::string_view directory, std::string_view table, Page page) {
+    const VideoKind* const kind = FindVideoKind(table);
+    if (!kind) return false;
     Parameters path;
     const PgResult rows =
         Ask("SELECT id FROM directory WHERE path = " + path.Bind(directory), path, "look up a directory");
     if (!rows || PQntuples(rows.get()) == 0) return false;
     Parameters parameters;
     const std::string source =
-        " FROM directory WHERE videos > 0 AND parent_id = " + parameters.Bind(Field(rows.get(), 0, 0));
+        " FROM directory WHERE " + HasKind(*kind) + " AND parent_id = " + parameters.Bind(Field(rows.get(), 0, 0));
     const auto total = AskNumber("SELECT count(*)" + source, parameters, "count directories with videos");
     if (!total ||
         !ReadFolders("SELECT id, path, title" + source + " ORDER BY title, id" + PageText(page), parameters, reply)) {

@@ -40,8 +40,8 @@ INSERT INTO actor_map (mapper_id, actor_id, type, position) VALUES (1, 2, 1, 1),
 INSERT INTO gnere (gnere) VALUES ('Drama');
 INSERT INTO gnere_map (mapper_id, gnere_id, type, position) VALUES (7, 1, 3, 1), (8, 1, 4, 1);
 INSERT INTO summary VALUES (1, 'What happens');
-UPDATE directory SET (videos, first_video) = (SELECT count(*), coalesce(min(v.id), 0) FROM video AS v
-    WHERE v.path ~>=~ (directory.path || '/') AND v.path ~<~ (directory.path || '0')))";
+UPDATE directory SET (videos, first_video, video_kinds) = (SELECT count(*), coalesce(min(v.id), 0),
+    coalesce(bit_or(1 << f.type), 0) FROM video AS v JOIN video_file AS f USING (id) WHERE v.path ~>=~ (directory.path || '/') AND v.path ~<~ (directory.path || '0')))";
 
 constexpr std::uint32_t kAll = 255;
 
@@ -228,13 +228,17 @@ TEST_F(VideoMetadataAPITest, FoldersWithVideos) {
     EXPECT_EQ(reply["objects"][0]["type"], "folder");
     EXPECT_FALSE(NIMBVideoGetRootDirByVideoType(reply, "directory"));
 
-    ASSERT_TRUE(GetDirInfo(reply, "/v", {}));
-    EXPECT_EQ(Join(reply["objects"], "title"), "films,filmsx,show") << "the empty one is hidden";
-    ASSERT_TRUE(GetDirInfo(reply, "/v", {1, 1}));
-    EXPECT_EQ(Join(reply["objects"], "title"), "filmsx");
-    EXPECT_EQ(reply["total"].asInt(), 3);
-    EXPECT_EQ(reply["path"][0], "/v");
-    EXPECT_FALSE(GetDirInfo(reply, "/v/none", {}));
+    ASSERT_TRUE(GetDirInfo(reply, "/v", "movie", {}));
+    EXPECT_EQ(Join(reply["objects"], "title"), "films") << "those without movies are hidden";
+    ASSERT_TRUE(GetDirInfo(reply, "/v", "tvshow", {}));
+    EXPECT_EQ(Join(reply["objects"], "title"), "show");
+    ASSERT_TRUE(GetDirInfo(reply, "/v/films", "movie", {0, 1}));
+    EXPECT_EQ(Join(reply["objects"], "title"), "old");
+    ASSERT_TRUE(GetDirInfo(reply, "/v/films", "movie", {1, 1}));
+    EXPECT_EQ(Join(reply["objects"], "title"), "");
+    EXPECT_EQ(reply["total"].asInt(), 1);
+    EXPECT_EQ(reply["path"][0], "/v/films");
+    EXPECT_FALSE(GetDirInfo(reply, "/v/none", "movie", {}));
 
     std::int32_t count = -1;
     ASSERT_TRUE(api.GetDirFilesCount("2", count));
@@ -297,7 +301,7 @@ TEST_F(VideoMetadataAPITest, WithoutADatabaseEverythingFails) {
     EXPECT_FALSE(api.CategoryBrowse(kMovie, kCast, {}, kAscending, nullptr, reply, number, number));
     EXPECT_FALSE(api.ListDir(kMovie, kAll, "/v", {}, false, reply, number));
     EXPECT_FALSE(NIMBVideoGetRootDirByVideoType(reply, "movie"));
-    EXPECT_FALSE(GetDirInfo(reply, "/v", {}));
+    EXPECT_FALSE(GetDirInfo(reply, "/v", "movie", {}));
     EXPECT_FALSE(api.GetDirFilesCount("1", number));
     EXPECT_FALSE(api.GetFileIdPathByDirPath("/v", text, text));
     EXPECT_FALSE(api.GetFieldMapByKey("movie", "mapper_id", "1", fields));

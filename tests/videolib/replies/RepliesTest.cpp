@@ -53,7 +53,7 @@ bool NIMBVideoGetRootDirByVideoType(Json::Value& reply, std::string_view) {
     reply = g_reply;
     return true;
 }
-bool GetDirInfo(Json::Value& reply, std::string_view, Page) {
+bool GetDirInfo(Json::Value& reply, std::string_view, std::string_view, Page) {
     reply = g_reply;
     return true;
 }
