@@ -89,19 +89,20 @@ Outcome Receive(PGconn* connection, bool is_sent, std::chrono::milliseconds pati
 
 /// Runs one statement.
 Outcome Execute(PGconn* connection, const char* sql, std::span<const char* const> params,
-                std::chrono::milliseconds patience, PgResult& result) {
+                std::chrono::milliseconds patience, RowFormat format, PgResult& result) {
     const int sent = PQsendQueryParams(connection, sql, static_cast<int>(params.size()), nullptr, params.data(),
-                                       nullptr, nullptr, 0);
+                                       nullptr, nullptr, static_cast<int>(format));
     return Receive(connection, sent != 0, patience, result);
 }
 
 /// Runs a statement that came before on this thread's connection.
 /// @return nothing when it did not, or when the prepared statement fails: then it has to be run as it stands.
 std::optional<Outcome> ExecutePrepared(Connection& own, const char* sql, std::chrono::milliseconds patience,
-                                       PgResult& result) {
+                                       RowFormat format, PgResult& result) {
     if (own.statements.size() == kMaxStatements && !own.statements.contains(sql)) {
         own.statements.clear();
-        if (Execute(own.handle, "DEALLOCATE ALL", {}, patience, result) == Outcome::Late) return Outcome::Late;
+        if (Execute(own.handle, "DEALLOCATE ALL", {}, patience, RowFormat::Text, result) == Outcome::Late)
+            return Outcome::Late;
     }
     const auto [statement, is_new] = own.statements.try_emplace(sql);
     if (is_new) return std::nullopt;
@@ -111,7 +112,8 @@ std::optional<Outcome> ExecutePrepared(Connection& own, const char* sql, std::ch
         const bool sent = PQsendPrepare(own.handle, name.c_str(), sql, 0, nullptr) != 0;
         if (Receive(own.handle, sent, patience, result) == Outcome::Late) return Outcome::Late;
     }
-    const bool sent = PQsendQueryPrepared(own.handle, name.c_str(), 0, nullptr, nullptr, nullptr, 0) != 0;
+    const bool sent =
+        PQsendQueryPrepared(own.handle, name.c_str(), 0, nullptr, nullptr, nullptr, static_cast<int>(format)) != 0;
     if (Receive(own.handle, sent, patience, result) == Outcome::Late) return Outcome::Late;
     if (HasRows(result.get())) return Outcome::Answered;
     own.statements.erase(statement);
@@ -225,7 +227,7 @@ PGconn* ThreadDBConnection() {
 }
 
 PgResult Query(PGconn* connection, const char* sql, std::span<const char* const> params, const char* what,
-               std::chrono::milliseconds patience) noexcept {
+               std::chrono::milliseconds patience, RowFormat format) noexcept {
     // Inside a transaction a lost connection has lost work that only the caller can do again.
     const PGTransactionStatusType transaction = PQtransactionStatus(connection);
     const bool may_repeat = transaction == PQTRANS_IDLE || transaction == PQTRANS_UNKNOWN;
@@ -234,14 +236,14 @@ PgResult Query(PGconn* connection, const char* sql, std::span<const char* const>
     // A prepared statement that fails would end a transaction before the plain one could say why.
     const bool may_prepare = connection && connection == own.handle && transaction == PQTRANS_IDLE && params.empty() &&
                              std::string_view(sql).starts_with("SELECT");
-    std::optional<Outcome> outcome = may_prepare ? ExecutePrepared(own, sql, patience, result) : std::nullopt;
-    if (!outcome) outcome = Execute(connection, sql, params, patience, result);
+    std::optional<Outcome> outcome = may_prepare ? ExecutePrepared(own, sql, patience, format, result) : std::nullopt;
+    if (!outcome) outcome = Execute(connection, sql, params, patience, format, result);
     if (outcome == Outcome::Answered && !HasRows(result.get()) && connection &&
         PQstatus(connection) == CONNECTION_BAD && may_repeat) {
         // The server restarted while the connection was idle; libpq notices only now.
         PQreset(connection);
         if (connection == own.handle) own.statements.clear();
-        outcome = Execute(connection, sql, params, patience, result);
+        outcome = Execute(connection, sql, params, patience, format, result);
     }
     if (HasRows(result.get())) return result;
     const char* reason = connection ? PQerrorMessage(connection) : "no database connection";

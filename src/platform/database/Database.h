@@ -27,12 +27,15 @@ PGconn* ThreadDBConnection();
 /// it lives.
 inline constexpr std::chrono::milliseconds kQueryPatience{12000};
 
+/// How the values of the rows come: as text, or as the server's binary forms, which cost both sides less.
+enum class RowFormat { Text = 0, Binary = 1 };  // libpq's numbers
+
 /// Runs `sql` with bound parameters (null entries become SQL NULL).
 /// @param what  completes "could not …" in the log, e.g. "list children of container \"21$3\"".
 /// @param patience  how long the answer may take; the connection is lost with one that takes longer.
 /// @return the rows (or an empty result for a command), or null after the reason was logged at level 0.
 PgResult Query(PGconn* connection, const char* sql, std::span<const char* const> params, const char* what,
-               std::chrono::milliseconds patience = kQueryPatience) noexcept;
+               std::chrono::milliseconds patience = kQueryPatience, RowFormat format = RowFormat::Text) noexcept;
 
 /// Brings the schema up to date: runs each migration of `directory` ("0001-….sql", in name order) that the database
 /// has not seen, each in a transaction of its own; safe when several processes start at once.

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
+#include <chrono>
 #include <cstring>
 #include <variant>
 
@@ -48,14 +50,82 @@ std::string_view TableName(MediaKind table) {
     return kTables[static_cast<std::size_t>(table)];
 }
 
-void Store(std::string_view text, std::string& value) {
-    value.assign(text);
+/// A value as the server sent it.
+struct Field {
+    std::string_view bytes;
+    Oid type = 0;  ///< of a binary value; 0 for text
+};
+
+// The types that the media tables have (pg_type.dat of the server).
+constexpr Oid kInt8 = 20, kInt4 = 23, kFloat4 = 700, kTimestamp = 1114;
+
+template <typename Number>
+Number FromNetworkOrder(std::string_view bytes) {
+    std::array<char, sizeof(Number)> native{};
+    if (bytes.size() == native.size()) {
+        if constexpr (std::endian::native == std::endian::little)
+            std::reverse_copy(bytes.begin(), bytes.end(), native.begin());
+        else
+            std::copy(bytes.begin(), bytes.end(), native.begin());
+    }
+    return std::bit_cast<Number>(native);
+}
+
+/// As the server would write it: "2015-01-02 03:04:05", perhaps with a fraction. Empty outside the years 1 to 9999.
+std::string TimestampText(std::int64_t microseconds) {
+    using namespace std::chrono;
+    constexpr sys_days kEpoch{year{2000} / 1 / 1}, kFirst{year{1} / 1 / 1}, kEnd{year{10000} / 1 / 1};
+    const auto time = std::chrono::microseconds(microseconds);
+    if (time < kFirst - kEpoch || time >= kEnd - kEpoch) return {};
+    const sys_days day = floor<days>(kEpoch + time);
+    const year_month_day date(day);
+    const hh_mm_ss clock(kEpoch + time - day);
+    std::string text;
+    const auto add = [&text](char before, unsigned number, unsigned unit) {
+        if (before != '\0') text.push_back(before);
+        for (; unit > 0; unit /= 10) text.push_back(static_cast<char>('0' + number / unit % 10));
+    };
+    add('\0', static_cast<unsigned>(static_cast<int>(date.year())), 1000);
+    add('-', static_cast<unsigned>(date.month()), 10);
+    add('-', static_cast<unsigned>(date.day()), 10);
+    add(' ', static_cast<unsigned>(clock.hours().count()), 10);
+    add(':', static_cast<unsigned>(clock.minutes().count()), 10);
+    add(':', static_cast<unsigned>(clock.seconds().count()), 10);
+    if (const auto fraction = clock.subseconds().count(); fraction != 0)
+        add('.', static_cast<unsigned>(fraction), 100000);
+    return text;
+}
+
+void Store(const Field& field, std::string& value) {
+    if (field.type == kTimestamp)
+        value = TimestampText(FromNetworkOrder<std::int64_t>(field.bytes));
+    else
+        value.assign(field.bytes);
 }
 
 template <typename Number>
-void Store(std::string_view text, Number& value) {
-    value = 0;
-    std::from_chars(text.data(), text.data() + text.size(), value);
+void Store(const Field& field, Number& value) {
+    switch (field.type) {
+        case kInt4:
+            value = static_cast<Number>(FromNetworkOrder<std::int32_t>(field.bytes));
+            break;
+        case kInt8:
+            value = static_cast<Number>(FromNetworkOrder<std::int64_t>(field.bytes));
+            break;
+        case kFloat4:
+            value = static_cast<Number>(FromNetworkOrder<float>(field.bytes));
+            break;
+        default:
+            value = 0;
+            std::from_chars(field.bytes.data(), field.bytes.data() + field.bytes.size(), value);
+    }
+}
+
+/// @param column  -1 for one that the rows lack.
+Field FieldOf(const PGresult* rows, int row, int column) {
+    if (column < 0) return {};
+    return {{PQgetvalue(rows, row, column), static_cast<std::size_t>(PQgetlength(rows, row, column))},
+            PQfformat(rows, column) == 0 ? Oid{0} : PQftype(rows, column)};
 }
 
 /// Column of that exact name; PQfnumber would allocate a folded copy of the name for each field of each row.
@@ -117,8 +187,8 @@ std::string MediaDB::SelectText(std::string_view fields, std::string_view tail) 
     return sql;
 }
 
-PgResult MediaDB::Run(const std::string& sql, const char* what) {
-    PgResult rows = Query(connection_, sql.c_str(), {}, what);
+PgResult MediaDB::Run(const std::string& sql, const char* what, RowFormat format) {
+    PgResult rows = Query(connection_, sql.c_str(), {}, what, kQueryPatience, format);
     if (!rows) DMSPrintf(2, "the query was: %s", sql.c_str());
     return rows;
 }
@@ -127,9 +197,7 @@ PgResult MediaDB::Run(const std::string& sql, const char* what) {
 std::int64_t MediaDB::Generation() {
     if (generation_ != 0) return generation_;
     const PgResult rows = Run(kGeneration, "read the library's generation");
-    if (rows && PQntuples(rows.get()) == 1) {
-        Store({PQgetvalue(rows.get(), 0, 0), static_cast<std::size_t>(PQgetlength(rows.get(), 0, 0))}, generation_);
-    }
+    if (rows && PQntuples(rows.get()) == 1) Store(FieldOf(rows.get(), 0, 0), generation_);
     return generation_;
 }
 
@@ -137,6 +205,8 @@ std::int32_t MediaDB::Select(std::string_view fields, std::string_view order, st
                              std::string_view group) {
     CloseCursor();
     ShowRows(nullptr, 0, 0);
+    // Whole records have fields of many types; of the other lists the fields are shown as the server writes them.
+    format_ = fields.starts_with('*') ? RowFormat::Binary : RowFormat::Text;
     offset = std::max(offset, 0);
     // Pages of records must join even when nobody cares in which order.
     if (order.empty() && group.empty() && fields.starts_with('*') && (offset > 0 || limit > 0)) order = "id";
@@ -152,7 +222,7 @@ std::int32_t MediaDB::Select(std::string_view fields, std::string_view order, st
     if (generation_ != 0 || limit <= 0) return SelectPage(SelectText(fields, tail), offset, limit);
     // The total is asked for next: the page brings the generation along, which saves that a round trip.
     const std::int32_t count = SelectPage(SelectText(std::string(fields).append(kWithGeneration), tail), offset, limit);
-    if (count > 0 && rows_) Store(PQgetvalue(rows_.get(), 0, PQnfields(rows_.get()) - 1), generation_);
+    if (count > 0 && rows_) Store(FieldOf(rows_.get(), 0, PQnfields(rows_.get()) - 1), generation_);
     return count;
 }
 
@@ -209,7 +279,7 @@ std::int32_t MediaDB::SelectPage(const std::string& select, std::int32_t offset,
     const std::string page = offset > 0 ? select + " OFFSET " + std::to_string(offset) : select;
     const bool fits = limit > 0 && limit <= kChunkRows;
     // One row more than a chunk tells whether a cursor is needed at all; nearly always it is not.
-    PgResult rows = Run(page + " LIMIT " + std::to_string(fits ? limit : kChunkRows + 1), "list media");
+    PgResult rows = Run(page + " LIMIT " + std::to_string(fits ? limit : kChunkRows + 1), "list media", format_);
     if (!rows) return -1;
     const std::int32_t count = PQntuples(rows.get());
     if (count <= kChunkRows) return ShowRows(std::move(rows), 0, count);
@@ -237,7 +307,7 @@ std::int32_t MediaDB::OpenCursor(const std::string& select) {
 }
 
 bool MediaDB::FetchChunk() {
-    PgResult rows = Run("FETCH " + std::to_string(kChunkRows) + " FROM " + cursor_, "read a list of media");
+    PgResult rows = Run("FETCH " + std::to_string(kChunkRows) + " FROM " + cursor_, "read a list of media", format_);
     failed_ = !rows;
     const int count = rows ? PQntuples(rows.get()) : 0;
     return ShowRows(std::move(rows), 0, count) > 0;
@@ -276,18 +346,17 @@ bool MediaDB::NextRow() {
     return row_ < end_;
 }
 
-std::string_view MediaDB::Value(int column) const {
-    if (column < 0 || !rows_ || row_ < 0 || row_ >= end_) return {};
-    return {PQgetvalue(rows_.get(), row_, column), static_cast<std::size_t>(PQgetlength(rows_.get(), row_, column))};
+bool MediaDB::HasRow() const {
+    return rows_ && row_ >= 0 && row_ < end_;
 }
 
 std::string_view MediaDB::FetchField(const char* name) const {
-    return rows_ ? Value(FindColumn(rows_.get(), name)) : std::string_view{};
+    return HasRow() ? FieldOf(rows_.get(), row_, FindColumn(rows_.get(), name)).bytes : std::string_view{};
 }
 
 std::int32_t MediaDB::FetchFieldAsInt(const char* name) const {
-    std::int32_t value;
-    Store(FetchField(name), value);
+    std::int32_t value = 0;
+    if (HasRow()) Store(FieldOf(rows_.get(), row_, FindColumn(rows_.get(), name)), value);
     return value;
 }
 
@@ -298,8 +367,8 @@ void MediaDB::FetchMediaItem(NIMB_MEDIA_INFO& record) const {
         }
     }
     for (std::size_t i = 0; i < std::size(kMediaColumns); ++i) {
-        const std::string_view text = Value(record_columns_[i]);
-        std::visit([&](auto member) { Store(text, record.*member); }, kMediaColumns[i].member);
+        const Field field = HasRow() ? FieldOf(rows_.get(), row_, record_columns_[i]) : Field{};
+        std::visit([&](auto member) { Store(field, record.*member); }, kMediaColumns[i].member);
     }
 }
 

@@ -62,14 +62,15 @@ public:
     bool NextRow();
     /// True when the database failed while the rows of a long list came in; those that came are not all.
     bool Failed() const { return failed_; }
-    /// Text of a field of the current row; empty when NULL or unknown. Valid until the next NextRow or Select.
+    /// Text of a field of the current row; empty when NULL or unknown. Of whole records ("*") it gives only the columns
+    /// that are text themselves. Valid until the next NextRow or Select.
     std::string_view FetchField(const char* name) const;
     std::int32_t FetchFieldAsInt(const char* name) const;
     /// Fills `record` from the current row of a Select of "*"; columns that the table lacks give 0 or empty.
     void FetchMediaItem(NIMB_MEDIA_INFO& record) const;
 
 private:
-    PgResult Run(const std::string& sql, const char* what);
+    PgResult Run(const std::string& sql, const char* what, RowFormat format = RowFormat::Text);
     std::string SelectText(std::string_view fields, std::string_view tail) const;
     std::optional<std::int32_t> SelectKeptGroups(const std::string& select, std::int32_t offset, std::int32_t limit);
     std::int32_t SelectDeepPage(const std::string& fields, const std::string& tail, const char* key,
@@ -81,12 +82,13 @@ private:
     std::int32_t OpenCursor(const std::string& select);
     bool FetchChunk();
     void CloseCursor();
-    std::string_view Value(int column) const;
+    bool HasRow() const;
 
     MediaKind table_;
     PGconn* connection_;
     std::string where_;
     std::int64_t generation_ = 0;           ///< of the library when this object first asked; 0 before
+    RowFormat format_ = RowFormat::Text;    ///< of the rows
     std::shared_ptr<const PGresult> rows_;  ///< shared with the cache of groups
     bool keeps_ids_ = false;
     bool failed_ = false;
