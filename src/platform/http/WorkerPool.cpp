@@ -23,13 +23,18 @@ WorkerPool::~WorkerPool() {
 bool WorkerPool::Submit(const std::string& owner, Task task) noexcept {
     std::list<Task> displaced;
     bool accepted = false;
+    Worker* woken = nullptr;
     try {
         const std::lock_guard lock(mutex_);
         accepted = Accept(owner, task, displaced);
+        if (accepted && !idle_.empty()) {
+            woken = idle_.back();
+            idle_.pop_back();
+        }
     } catch (const std::bad_alloc&) {
         // Not accepted, though one may have been displaced for it.
     }
-    if (accepted) wake_.notify_one();
+    if (woken) woken->wake.notify_one();
     for (const Task& each : displaced) each(true);
     return accepted;
 }
@@ -38,19 +43,26 @@ bool WorkerPool::Submit(const std::string& owner, Task task) noexcept {
 bool WorkerPool::Accept(const std::string& owner, Task& task, std::list<Task>& displaced) {
     if (stopping_) return false;
     const std::size_t under_way = running_ + waiting_;
-    if (under_way >= threads_.size() && threads_.size() < most_threads_) {
-        try {
-            threads_.emplace_back([this] { Run(); });
-        } catch (const std::exception&) {
-            // Out of threads or memory: those that exist take the task too.
-            if (threads_.empty()) return false;
-        }
-    }
+    // Out of threads or memory those that exist take the task too.
+    const bool needs_worker = under_way >= workers_.size() && workers_.size() < most_threads_;
+    if (needs_worker && !StartWorker() && workers_.empty()) return false;
     Share& share = ShareOf(owner);
     if (under_way >= most_threads_ + most_queued_ && !Displace(share, displaced)) return false;
     share.waiting.push_back(std::move(task));
     ++waiting_;
     return true;
+}
+
+bool WorkerPool::StartWorker() {
+    try {
+        Worker& worker = workers_.emplace_back();
+        idle_.reserve(workers_.size());  // so that going to sleep cannot fail
+        worker.thread = std::thread([this, &worker] { Run(worker); });
+        return true;
+    } catch (const std::exception&) {
+        if (!workers_.empty() && !workers_.back().thread.joinable()) workers_.pop_back();
+        return false;
+    }
 }
 
 WorkerPool::Share& WorkerPool::ShareOf(const std::string& owner) {
@@ -78,11 +90,15 @@ WorkerPool::Shares::iterator WorkerPool::Next() {
     return next->running == 0 || running_ + kept_threads_ < most_threads_ ? next : shares_.end();
 }
 
-void WorkerPool::Run() {
+void WorkerPool::Run(Worker& self) {
     std::unique_lock lock(mutex_);
     for (;;) {
         Shares::iterator next;
-        wake_.wait(lock, [&] { return stopping_ || (next = Next()) != shares_.end(); });
+        while (!stopping_ && (next = Next()) == shares_.end()) {
+            idle_.push_back(&self);
+            self.wake.wait(lock);
+            std::erase(idle_, &self);  // still there when nobody woke it
+        }
         if (stopping_) return;
         Share& share = *next;
         const Task task = std::move(share.waiting.front());
@@ -107,10 +123,11 @@ void WorkerPool::Stop() {
         stopping_ = true;
         for (Share& share : shares_) abandoned.splice(abandoned.end(), share.waiting);
     }
-    wake_.notify_all();
+    for (Worker& worker : workers_) worker.wake.notify_one();
     for (const Task& task : abandoned) task(true);
-    for (std::thread& thread : threads_) thread.join();
-    threads_.clear();
+    // The workers stay until the pool goes: who has just handed in a task may be about to wake one.
+    for (Worker& worker : workers_)
+        if (worker.thread.joinable()) worker.thread.join();
 }
 
 }  // namespace MediaServer

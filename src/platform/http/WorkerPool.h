@@ -17,6 +17,8 @@ namespace MediaServer {
 /// - a quarter of the threads is kept for owners that have none;
 /// - when the queue is full, the owner with the longest one loses its newest task to one with a shorter.
 ///
+/// Of the free threads the one works that did so last, for its memory and its database connection are still at hand.
+///
 /// Every accepted task is run exactly once: by a worker, or with `abandoned` true by Stop or by who takes its place, so
 /// that what waits for it is always released. Threads: Submit from any; Stop from one, once. A task must not throw.
 class WorkerPool {
@@ -41,7 +43,14 @@ private:
     };
     using Shares = std::list<Share>;
 
-    void Run();
+    /// A thread and what it sleeps on.
+    struct Worker {
+        std::condition_variable wake;
+        std::thread thread;
+    };
+
+    void Run(Worker& self);
+    bool StartWorker();
     bool Accept(const std::string& owner, Task& task, std::list<Task>& displaced);
     Share& ShareOf(const std::string& owner);
     bool Displace(const Share& newcomer, std::list<Task>& displaced);
@@ -51,12 +60,12 @@ private:
     const std::size_t most_queued_;
     const std::size_t kept_threads_;
     std::mutex mutex_;
-    std::condition_variable wake_;
-    Shares shares_;                     // guarded by mutex_; who was served longest ago comes first
-    std::vector<std::thread> threads_;  // guarded by mutex_ until stopping_
-    std::size_t waiting_ = 0;           // guarded by mutex_
-    std::size_t running_ = 0;           // guarded by mutex_
-    bool stopping_ = false;             // guarded by mutex_
+    Shares shares_;              // guarded by mutex_; who was served longest ago comes first
+    std::list<Worker> workers_;  // guarded by mutex_ until stopping_
+    std::vector<Worker*> idle_;  // guarded by mutex_; the last one is the next to work
+    std::size_t waiting_ = 0;    // guarded by mutex_
+    std::size_t running_ = 0;    // guarded by mutex_
+    bool stopping_ = false;      // guarded by mutex_
 };
 
 }  // namespace MediaServer
