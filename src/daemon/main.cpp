@@ -4,6 +4,7 @@
 #include <vector>
 
 #include <getopt.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include "daemon/PidFile.h"
@@ -33,7 +34,18 @@ bool WantsForeground(int argc, char** argv) {
     return is_wanted;
 }
 
+/// The C library gives every thread an arena of its own, and what a page took back to the kernel as soon as it is sent:
+/// the next page then begins with a page fault for every 4 KiB. Two arenas, each of which keeps a large page's worth.
+void TuneMemory() {
+    constexpr int kArenas = 2;
+    constexpr int kKeptBytes = 4 << 20;
+    mallopt(M_ARENA_MAX, kArenas);
+    mallopt(M_TRIM_THRESHOLD, kKeptBytes);
+    mallopt(M_MMAP_THRESHOLD, kKeptBytes);
+}
+
 int Main(int argc, char** argv) {
+    TuneMemory();
     const bool in_foreground = WantsForeground(argc, argv);
     PidFile pid_file(argv[0]);
     if (const pid_t holder = pid_file.Lock(); holder != 0) {

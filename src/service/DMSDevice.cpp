@@ -128,7 +128,8 @@ void DMSDevice::LearnInterfaces() {
 }
 
 std::string DMSDevice::MacOfClient(const std::string& address) const {
-    return FindClientMAC(interfaces_, address);
+    return neighbours_.Find(address, kUnknownMAC,
+                            [this](const std::string& asked) { return FindClientMAC(interfaces_, asked); });
 }
 
 std::optional<std::string> DMSDevice::RecogniseClient(const std::string& address, const HeaderMap& headers) {
@@ -141,9 +142,9 @@ std::optional<std::string> DMSDevice::RecogniseClient(const std::string& address
     if (FindKey(mac, "isAccess") == "false") return std::nullopt;
     if (!is_neighbour) return OrDefault(FindKey(mac, "profileName"));
 
-    HeaderMap known = headers;
-    std::string& user_agent = known["user-agent"];
-    if (user_agent.empty()) user_agent = kNoUserAgent;
+    const auto header = headers.find("user-agent");
+    const std::string user_agent =
+        header == headers.end() || header->second.empty() ? std::string(kNoUserAgent) : header->second;
     const std::string before = FindKey(mac, "browse_user-agent");
     if (!before.empty() && before != AsStored(user_agent)) {
         // Another program on the same machine, or new firmware: nothing of what was known need hold any more.
@@ -153,6 +154,8 @@ std::optional<std::string> DMSDevice::RecogniseClient(const std::string& address
     std::uint64_t generation = 0;
     std::string profile_name = profile_cache_.Find(mac, generation);
     if (profile_name.empty()) {
+        HeaderMap known = headers;
+        known["user-agent"] = user_agent;
         UpdateKeys("HandleActionRequest", mac, address, known);
         profile_name = FindKey(mac, "profileName");
         if (!profile_name.empty()) profile_cache_.Store(mac, profile_name, generation);

@@ -16,6 +16,7 @@
 #include "platform/upnp/UpnpLibrary.h"
 #include "service/DeviceDescriptions.h"
 #include "service/DownloadGate.h"
+#include "service/NeighbourCache.h"
 #include "service/ProfileCache.h"
 #include "service/StartGate.h"
 #include "tree/ContentDirectoryService.h"
@@ -112,6 +113,7 @@ private:
     std::unique_ptr<VideoLibrary> video_library_;
     std::unique_ptr<ContentDirectoryService> directory_;
     std::unique_ptr<VirtualDirs> virtual_dirs_;
+    mutable NeighbourCache neighbours_;
     ProfileCache profile_cache_;
     DownloadGate downloads_;
     StartGate start_gate_;
