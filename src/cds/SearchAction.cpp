@@ -40,11 +40,12 @@ int SearchAction(const CDSContext& context, ClientRequest& request, DMSService& 
     if (serializer.IsBroken()) return -kActionFailed;
 
     const std::string_view text = serializer.Text();
-    AddOutput(response, kSearch, service, "Result", std::string(kDIDLOpen).append(text).append(kDIDLClose));
+    DMSPrintf(4, "\n%.*s\n", static_cast<int>(text.size()), text.data());
+    request.result = serializer.TakeDocument();
+    AddOutput(response, kSearch, service, "Result", "");
     AddOutput(response, kSearch, service, "NumberReturned", std::to_string(written));
     AddOutput(response, kSearch, service, "TotalMatches", std::to_string(total));
     AddOutput(response, kSearch, service, "UpdateID", "0");
-    DMSPrintf(4, "\n%.*s\n", static_cast<int>(text.size()), text.data());
     DMSPrintf(3, "ContainerID=%s, result=%d, total=%d\n", container_id.c_str(), written, total);
     return 0;
 }

@@ -95,7 +95,7 @@ void CDSDIDLSerializer::SerializeMusicItem(std::string_view id, std::string_view
 
 void CDSDIDLSerializer::AppendMusicMetadata(const NIMB_MEDIA_INFO& record) {
     const bool roles = client_.role_attributes;
-    if (record.year != 0 && Wants(Property::kDate)) body_.Appendf("<dc:date>%d-01-01</dc:date>", record.year);
+    if (record.year != 0 && Wants(Property::kDate)) body_.Append("<dc:date>", record.year, "-01-01</dc:date>");
     AppendElement(Property::kAlbum, "upnp:album", record.album);
     AppendElement(Property::kAlbumArtist, roles ? "upnp:artist role=\"AlbumArtist\"" : "upnp:albumArtist",
                   record.album_artist);
@@ -104,7 +104,7 @@ void CDSDIDLSerializer::AppendMusicMetadata(const NIMB_MEDIA_INFO& record) {
     AppendElement(Property::kGenre, "upnp:genre", record.genre);
     AppendElement(Property::kAuthor, roles ? "upnp:author role=\"Composer\"" : "upnp:author", record.composer);
     if (record.track != 0 && Wants(Property::kTrackNumber)) {
-        body_.Appendf("<upnp:originalTrackNumber>%d</upnp:originalTrackNumber>", record.track);
+        body_.Append("<upnp:originalTrackNumber>", record.track, "</upnp:originalTrackNumber>");
     }
 }
 
@@ -119,9 +119,9 @@ void CDSDIDLSerializer::AppendMusicArt(const NIMB_MEDIA_INFO& record) {
 
 void CDSDIDLSerializer::AppendAlbumArt(const char* kind, std::string_view key, bool with_profile) {
     if (!Wants(Property::kAlbumArtURI | Property::kAlbumArtProfile)) return;
-    body_.Appendf("<upnp:albumArtURI %s>", with_profile ? kArtProfile : "");
-    if (!Option(OptionFlag::kLocalServer)) body_.Appendf("http://%s:%d/transcoder/", host_.c_str(), kMediaPort);
-    body_.Appendf("jpegtnscaler.cgi/%s%s/", kind, client_.Has(ClientFlag::kOriginalArt) ? "_orig" : "");
+    body_.Append("<upnp:albumArtURI ", with_profile ? kArtProfile : "", ">");
+    if (!Option(OptionFlag::kLocalServer)) body_.Append("http://", host_, ":", kMediaPort, "/transcoder/");
+    body_.Append("jpegtnscaler.cgi/", kind, client_.Has(ClientFlag::kOriginalArt) ? "_orig" : "", "/");
     AppendXMLEscaped(body_, key);
     body_.Append(".jpg</upnp:albumArtURI>");
 }
@@ -142,7 +142,7 @@ void CDSDIDLSerializer::AppendMusicRes(const NIMB_MEDIA_INFO& record, Rendition 
     AppendResNumber(Property::kResSize, "size", RenditionBytes(record, rendition));
     // Bytes a second (UPnP ContentDirectory:1, res@bitrate), those of the file for its renditions too.
     if (record.audio_bitrate != 0 && Wants(Property::kResBitrate)) {
-        body_.Appendf(" bitrate=\"%d\"", static_cast<int>(record.audio_bitrate / 8));
+        body_.Append(" bitrate=\"", static_cast<int>(record.audio_bitrate / 8), "\"");
     }
     AppendResDuration(record.duration);
     AppendResNumber(Property::kResNrAudioChannels, "nrAudioChannels", record.channel);
@@ -151,14 +151,14 @@ void CDSDIDLSerializer::AppendMusicRes(const NIMB_MEDIA_INFO& record, Rendition 
 
     MusicUrl url;
     if (Option(OptionFlag::kLocalServer)) {
-        url.Format("%s", record.path.c_str());
+        url.Compose(record.path);
     } else if (rendition == Rendition::Native) {
-        url.Format("http://%s:%d/m/%s/%d.%.*s", host_.c_str(), kMediaPort,
-                   profile_.empty() ? kNoProfile.data() : profile_.c_str(), record.id,
-                   static_cast<int>(extension.size()), extension.data());
+        url.Compose("http://", host_, ":", kMediaPort, "/m/", profile_.empty() ? kNoProfile : profile_, "/", record.id,
+                    ".", extension);
     } else {
-        url.Format("http://%s:%d/transcoder/genericoder.cgi/id=%d.wav?format=%s&downsample=%s", host_.c_str(),
-                   kMediaPort, record.id, pcm ? "PCM" : "WAV", Option(OptionFlag::kDownsample) ? "true" : "false");
+        url.Compose("http://", host_, ":", kMediaPort, "/transcoder/genericoder.cgi/id=", record.id,
+                    ".wav?format=", pcm ? "PCM" : "WAV",
+                    "&downsample=", Option(OptionFlag::kDownsample) ? "true" : "false");
     }
     body_.Append(">");
     AppendXMLEscaped(body_, url.View());
@@ -168,7 +168,7 @@ void CDSDIDLSerializer::AppendMusicRes(const NIMB_MEDIA_INFO& record, Rendition 
 void CDSDIDLSerializer::SerializeRadioItem(std::string_view id, std::string_view parent_id,
                                            const RadioStation& station) {
     if (station.bitrate > 0 && Wants(Property::kArtist)) {
-        body_.Appendf("<upnp:artist>%dKbps</upnp:artist>", station.bitrate >> 10);
+        body_.Append("<upnp:artist>", station.bitrate >> 10, "Kbps</upnp:artist>");
     }
     AppendElement(Property::kAlbum, "upnp:album", station.album);
     if (WantsRes()) {
@@ -181,14 +181,14 @@ void CDSDIDLSerializer::SerializeRadioItem(std::string_view id, std::string_view
 void CDSDIDLSerializer::AppendRadioRes(const RadioStation& station, Rendition rendition) {
     const bool pcm = rendition == Rendition::L16;
     OpenRes("radio", mime_.GetMimeType(pcm ? ".l16" : ".wav"), nullptr);
-    if (station.bitrate > 0 && Wants(Property::kResBitrate)) body_.Appendf(" bitrate=\"%d\"", station.bitrate / 8);
-    body_.Appendf(" size=\"%lld\"", static_cast<long long>(kRadioBytes));
+    if (station.bitrate > 0 && Wants(Property::kResBitrate)) body_.Append(" bitrate=\"", station.bitrate / 8, "\"");
+    body_.Append(" size=\"", kRadioBytes, "\"");
     AppendResNumber(Property::kResNrAudioChannels, "nrAudioChannels", kRadioChannels);
     AppendResNumber(Property::kResSampleFrequency, "sampleFrequency", kRadioFrequency);
     if (pcm && Wants(Property::kResBitsPerSample)) body_.Append(" bitsPerSample=\"16\"");
     RadioUrl url;
-    url.Format("http://%s:%d/transcoder/genericoder.cgi/id=radio.wav?radio=%s%s", host_.c_str(), kMediaPort,
-               URLEncode(station.url).c_str(), pcm ? "&format=PCM" : "");
+    url.Compose("http://", host_, ":", kMediaPort,
+                "/transcoder/genericoder.cgi/id=radio.wav?radio=", URLEncode(station.url), pcm ? "&format=PCM" : "");
     body_.Append(">");
     AppendXMLEscaped(body_, url.View());
     body_.Append("</res>");

@@ -102,13 +102,12 @@ void CDSDIDLSerializer::AppendPhotoRes(const NIMB_MEDIA_INFO& record, const Phot
 
     ItemUrl url;
     if (Option(OptionFlag::kLocalServer)) {
-        url.Format("%s", record.path.c_str());
+        url.Compose(record.path);
     } else {
         const char* rendition = client_.Has(ClientFlag::kPhoto1280) ? "xlp" : "bp";
-        const std::string_view extension = photo.converted ? "jpg" : PathExtension(record.path);
-        url.Format("http://%s:%d/%s/%s/%d.%.*s", host_.c_str(), kMediaPort, photo.converted ? rendition : "p",
-                   photo.profile.empty() ? kNoProfile.data() : photo.profile.data(), record.id,
-                   static_cast<int>(extension.size()), extension.data());
+        url.Compose("http://", host_, ":", kMediaPort, "/", photo.converted ? rendition : "p", "/",
+                    photo.profile.empty() ? kNoProfile : photo.profile, "/", record.id, ".",
+                    photo.converted ? "jpg" : PathExtension(record.path));
     }
     AppendXMLEscaped(body_, url.View());
     body_.Append("</res>");
@@ -138,9 +137,9 @@ void CDSDIDLSerializer::AppendThumbRes(const NIMB_MEDIA_INFO& record, std::int32
     DMSGetThumbnailRes(record.resolutionx, record.resolutiony, &width, &height, side);
     AppendResolution(width, height);
     ItemUrl url;
-    url.Format("http://%s:%d/%s/%s/%d.jpg", host_.c_str(), kMediaPort, side == kBigThumbnailSide ? "bp" : "sp", profile,
-               record.id);
-    body_.Appendf(">%s</res>", url.View().data());
+    url.Compose("http://", host_, ":", kMediaPort, side == kBigThumbnailSide ? "/bp/" : "/sp/", profile, "/", record.id,
+                ".jpg");
+    body_.Append(">", url.View(), "</res>");
 }
 
 void CDSDIDLSerializer::AppendResolution(std::int32_t width, std::int32_t height) {

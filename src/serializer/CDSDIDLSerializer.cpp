@@ -10,13 +10,13 @@
 
 namespace MediaServer {
 
-const char* const kDIDLOpen =
+const std::string_view kDIDLOpen =
     "<DIDL-Lite xmlns=\"urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/\" "
     "xmlns:dc=\"http://purl.org/dc/elements/1.1/\" "
     "xmlns:upnp=\"urn:schemas-upnp-org:metadata-1-0/upnp/\" "
     "xmlns:sec=\"http://www.sec.co.kr/\" "
     "xmlns:dlna=\"urn:schemas-dlna-org:metadata-1-0/\">";
-const char* const kDIDLClose = "</DIDL-Lite>";
+const std::string_view kDIDLClose = "</DIDL-Lite>";
 
 namespace {
 
@@ -40,7 +40,9 @@ CDSDIDLSerializer::CDSDIDLSerializer(const DMSClientChecker& client, const MimeT
       host_(std::move(host)),
       options_(options),
       filter_(FilterFor(client, filter_mask)),
-      title_format_(TitleFormatOf(title_format, options)) {}
+      title_format_(TitleFormatOf(title_format, options)) {
+    buffer_.Append(kDIDLOpen);
+}
 
 void CDSDIDLSerializer::SerializeObject(const CDSObject& object) {
     SerializeContainerObject(object);
@@ -73,13 +75,9 @@ void CDSDIDLSerializer::AppendEscaped(TextBuffer& out, std::string_view text) co
 
 void CDSDIDLSerializer::AppendElement(std::uint32_t property, std::string_view tag, std::string_view value) {
     if (value.empty() || !Wants(property)) return;
-    body_.Append("<");
-    body_.Append(tag);
-    body_.Append(">");
+    body_.Append("<", tag, ">");
     AppendEscaped(body_, value);
-    body_.Append("</");
-    body_.Append(tag.substr(0, tag.find(' ')));
-    body_.Append(">");
+    body_.Append("</", tag.substr(0, tag.find(' ')), ">");
 }
 
 void CDSDIDLSerializer::OpenRes(std::string_view kind, std::string_view mime, const NIMB_MEDIA_INFO* record) {
@@ -92,12 +90,12 @@ void CDSDIDLSerializer::OpenRes(std::string_view kind, std::string_view mime, co
 }
 
 void CDSDIDLSerializer::AppendResNumber(std::uint32_t property, const char* name, std::int64_t value) {
-    if (value > 0 && Wants(property)) body_.Appendf(" %s=\"%lld\"", name, static_cast<long long>(value));
+    if (value > 0 && Wants(property)) body_.Append(" ", name, "=\"", value, "\"");
 }
 
 void CDSDIDLSerializer::AppendResDuration(float seconds) {
     if (!(seconds > 0) || !Wants(Property::kResDuration)) return;
-    body_.Appendf(" duration=\"%s\"", DMSFormatUPNPDuration(WholeSeconds(seconds)).c_str());
+    body_.Append(" duration=\"", DMSFormatUPNPDuration(WholeSeconds(seconds)), "\"");
 }
 
 // Identifiers are escaped without the client's offending characters: a changed identifier would name nothing.

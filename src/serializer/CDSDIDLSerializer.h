@@ -10,8 +10,8 @@
 namespace MediaServer {
 
 /// The DIDL-Lite start tag and end tag around a serializer's text (UPnP ContentDirectory:1, 2.5.4).
-extern const char* const kDIDLOpen;
-extern const char* const kDIDLClose;
+extern const std::string_view kDIDLOpen;
+extern const std::string_view kDIDLClose;
 
 struct PhotoResource;
 struct VideoCover;
@@ -46,7 +46,7 @@ public:
     void SerializeReelhouseFile(std::string_view id, std::string_view parent_id, std::int32_t video_type,
                                 std::int32_t file_index, bool use_file_name, const Json::Value& record) override;
     const DMSClientChecker* GetClientChecker() const override { return &client_; }
-    std::string GetResult() const override { return std::string(buffer_.View()); }
+    std::string GetResult() const override { return std::string(Text()); }
     void SerializeMusicAlbum(std::string_view id, std::string_view parent_id, std::string_view title,
                              std::string_view art_key, std::string_view album, std::string_view artist) override;
     std::uint32_t GetOptions() const override { return options_; }
@@ -54,7 +54,12 @@ public:
     /// True when memory ran out: the text is then not whole.
     bool IsBroken() const { return buffer_.IsBroken() || body_.IsBroken(); }
     /// The accumulated text without a copy; valid until the next object.
-    std::string_view Text() const { return buffer_.View(); }
+    std::string_view Text() const { return buffer_.View().substr(kDIDLOpen.size()); }
+    /// The text as a whole document. Nothing can be written afterwards.
+    TextBuffer TakeDocument() {
+        buffer_.Append(kDIDLClose);
+        return std::move(buffer_);
+    }
 
 private:
     /// How dc:title of a music track is composed.
@@ -137,7 +142,7 @@ private:
     const std::uint32_t filter_;
     const TitleFormat title_format_;
 
-    TextBuffer buffer_;  // what has been written
+    TextBuffer buffer_;  // the start tag and what has been written
     // Scratch for the item at hand, kept so that a page of items does not allocate for each.
     TextBuffer body_;  // its metadata and res elements
     std::string title_;

@@ -105,15 +105,13 @@ void CDSDIDLSerializer::AppendVideoRes(const NIMB_MEDIA_INFO& record, bool text,
 
     UrlField<kVideoLibrary.url_field> url;
     if (Option(OptionFlag::kLocalServer)) {
-        url.Format("%s", record.path.c_str());
+        url.Compose(record.path);
     } else if (transcoded) {
-        url.Format("http://%s:%d/transcoder/genericoder.cgi/id=%d.m2ts?format=m2ts&type=%s", host_.c_str(), kMediaPort,
-                   record.id, origin.transcoder_type);
+        url.Compose("http://", host_, ":", kMediaPort, "/transcoder/genericoder.cgi/id=", record.id,
+                    ".m2ts?format=m2ts&type=", origin.transcoder_type);
     } else {
-        const std::string_view extension = PathExtension(record.path);
-        url.Format("http://%s:%d/%s/%s/%d.%.*s", host_.c_str(), kMediaPort, origin.path_word,
-                   profile_.empty() ? kNoProfile.data() : profile_.c_str(), record.id,
-                   static_cast<int>(extension.size()), extension.data());
+        url.Compose("http://", host_, ":", kMediaPort, "/", origin.path_word, "/",
+                    profile_.empty() ? kNoProfile : profile_, "/", record.id, ".", PathExtension(record.path));
     }
     AppendXMLEscaped(body_, url.View().substr(0, origin.url_field - 1));
     body_.Append("</res>");

@@ -1,8 +1,11 @@
 #pragma once
 
-#include <cstdarg>
+#include <algorithm>
+#include <charconv>
+#include <concepts>
 #include <cstddef>
-#include <cstdio>
+#include <cstring>
+#include <iterator>
 #include <string_view>
 
 namespace MediaServer {
@@ -12,17 +15,28 @@ namespace MediaServer {
 template <std::size_t Size>
 class UrlField {
 public:
-    [[gnu::format(printf, 2, 3)]] void Format(const char* format, ...) {
-        va_list arguments;
-        va_start(arguments, format);
-        std::vsnprintf(text_, Size, format, arguments);
-        va_end(arguments);
+    /// Texts and whole numbers, one after another.
+    template <typename... Parts>
+    void Compose(const Parts&... parts) {
+        size_ = 0;
+        (Add(parts), ...);
     }
-    /// Nul-terminated.
-    std::string_view View() const { return text_; }
+    std::string_view View() const { return {text_, size_}; }
 
 private:
-    char text_[Size] = "";
+    void Add(std::string_view part) {
+        const std::size_t fits = std::min(part.size(), Size - 1 - size_);  // the field ends with a NUL
+        std::memcpy(text_ + size_, part.data(), fits);
+        size_ += fits;
+    }
+    template <std::integral Number>
+    void Add(Number number) {
+        char digits[24];
+        Add({digits, static_cast<std::size_t>(std::to_chars(digits, std::end(digits), number).ptr - digits)});
+    }
+
+    char text_[Size];
+    std::size_t size_ = 0;
 };
 
 /// URL of a photo.

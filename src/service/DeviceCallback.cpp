@@ -59,7 +59,7 @@ int CallHandler(const ActionHandler& handler, ClientRequest& client, DMSService&
 
 int HandleActionRequest(DMSDevice& device, ActionRequestEvent& event) {
     device.WhileStarting().Pass();
-    ClientRequest client{event.headers, {}, event.client_address, {}};
+    ClientRequest client{std::move(event.headers), {}, event.client_address, {}, {}};
     const auto profile = device.RecogniseClient(client.client_address, client.headers);
     if (!profile) return -1;
 
@@ -76,7 +76,9 @@ int HandleActionRequest(DMSDevice& device, ActionRequestEvent& event) {
     const auto action = service->actions.find(action_name);
     if (action == service->actions.end()) return SetActionError(request, kInvalidAction, "Invalid Action");
     client.profile_name = *profile;
-    return CallHandler(action->second, client, *service, request);
+    const int code = CallHandler(action->second, client, *service, request);
+    event.result = std::move(client.result);
+    return code;
 }
 
 void HandleGetVar(DMSDevice& device, UpnpStateVarRequest* request) {

@@ -71,6 +71,10 @@ protected:
         for (IXML_Node* node = outputs != nullptr ? ixmlNode_getFirstChild(outputs) : nullptr; node != nullptr;
              node = ixmlNode_getNextSibling(node)) {
             reply.outputs.emplace_back(ixmlNode_getNodeName(node), NodeText(node));
+            if (client.result.View().starts_with("<DIDL") && reply.outputs.back().first == "Result") {
+                EXPECT_EQ(reply.outputs.back().second, "") << "one of the two holds it";
+                reply.outputs.back().second = client.result.View();
+            }
         }
         EXPECT_EQ(reply.outputs.empty(), reply.code != 0) << "outputs on success, and only then";
         return reply;
@@ -98,12 +102,12 @@ TEST_F(ActionsTest, BrowseAnswersWithAWholeDocument) {
     EXPECT_EQ(reply.code, 0);
     EXPECT_THAT(
         reply.outputs,
-        ElementsAre(
-            Pair("Result", kDIDLOpen + std::string("<container id=\"a$1$1\"  parentID=\"a$1\"  restricted=\"1\">\n"
+        ElementsAre(Pair("Result", std::string(kDIDLOpen) +
+                                       std::string("<container id=\"a$1$1\"  parentID=\"a$1\"  restricted=\"1\">\n"
                                                    "<dc:title>First</dc:title>\n"
                                                    "<upnp:class>object.container.album.musicAlbum</upnp:class>\n"
                                                    "</container>\n</DIDL-Lite>")),
-            Pair("NumberReturned", "1"), Pair("TotalMatches", "1"), Pair("UpdateID", "0")));
+                    Pair("NumberReturned", "1"), Pair("TotalMatches", "1"), Pair("UpdateID", "0")));
 }
 
 TEST_F(ActionsTest, BrowseReadsItsArguments) {

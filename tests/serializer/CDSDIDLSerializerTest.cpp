@@ -4,7 +4,7 @@ namespace MediaServer {
 namespace {
 
 TEST(DIDLFrame, DeclaresTheNamespacesInOrder) {
-    EXPECT_STREQ(kDIDLOpen,
+    EXPECT_EQ(kDIDLOpen,
                  "<DIDL-Lite xmlns=\"urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/\" "
                  "xmlns:dc=\"http://purl.org/dc/elements/1.1/\" xmlns:upnp=\"urn:schemas-upnp-org:metadata-1-0/upnp/\" "
                  "xmlns:sec=\"http://www.sec.co.kr/\" xmlns:dlna=\"urn:schemas-dlna-org:metadata-1-0/\">");

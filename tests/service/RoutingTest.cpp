@@ -40,7 +40,7 @@ protected:
         device_->FindService(device_->UDN(), kDirectoryId)->actions["Probe"] =
             [this](ClientRequest& request, DMSService& service, IXML_Document*, IXML_Document** response,
                    std::string& error) {
-                seen_ = request;
+                seen_ = std::move(request);
                 AddOutput(response, "Probe", service, "Out", "value");
                 if (throws_) throw std::runtime_error("broken handler");
                 error = probe_error_;
@@ -65,7 +65,7 @@ protected:
         UpnpActionRequest_strcpy_DevUDN(request, udn.empty() ? device_->UDN().c_str() : udn.c_str());
         UpnpActionRequest_set_ErrCode(request, kUntouched);
         UpnpActionRequest_set_ActionRequest(request, arguments.get());
-        ActionRequestEvent event{request, headers, address};
+        ActionRequestEvent event{request, headers, address, {}};
         EXPECT_EQ(DeviceCallback(UPNP_CONTROL_ACTION_REQUEST, &event, device_.get()), 0);
         IxmlDocument result(UpnpActionRequest_get_ActionResult(request));
         Answer answer{UpnpActionRequest_get_ErrCode(request),

@@ -1,5 +1,8 @@
+#include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstring>
+#include <utility>
 
 #include "platform/text/Text.h"
 #include "platform/text/TextBuffer.h"
@@ -36,66 +39,83 @@ constexpr bool IsSecondByte(unsigned char lead, char second) {
     }
 }
 
-/// ASCII characters that cannot be copied as they stand, and the first bytes of everything beyond ASCII.
-constexpr std::array<bool, 256> MakeSpecialBytes() {
-    std::array<bool, 256> special{};
-    for (std::size_t i = 0; i < 0x20; ++i) special[i] = true;
-    for (std::size_t i = 0x80; i < 0x100; ++i) special[i] = true;
-    for (const char c : {'&', '<', '>', '"', '\''}) special[static_cast<unsigned char>(c)] = true;
-    for (const char c : {'\t', '\n', '\r'}) special[static_cast<unsigned char>(c)] = false;
-    return special;
-}
-constexpr std::array<bool, 256> kSpecialBytes = MakeSpecialBytes();
+/// What each byte becomes. Every text is at most eight bytes wide, so that it is written as one word whatever its size.
+struct EscapeTable {
+    struct alignas(16) Entry {
+        char text[8] = "";
+        std::uint8_t size = 0;  ///< 0 for what has to be looked at with its neighbours
+    };
+    std::array<Entry, 256> entries;
 
-bool IsSpecial(char c, std::string_view offending) {
-    return kSpecialBytes[static_cast<unsigned char>(c)] ||
-           (!offending.empty() && offending.find(c) != std::string_view::npos);
-}
+    constexpr void Set(char c, std::string_view text) {
+        Entry& entry = entries[static_cast<unsigned char>(c)];
+        for (std::size_t i = 0; i < text.size(); ++i) entry.text[i] = text[i];
+        entry.size = static_cast<std::uint8_t>(text.size());
+    }
+};
 
-/// The entity of each ASCII character that has one, otherwise empty.
-constexpr std::array<std::string_view, 256> MakeEntities() {
-    std::array<std::string_view, 256> entities{};
-    entities['&'] = "&amp;";
-    entities['<'] = "&lt;";
-    entities['>'] = "&gt;";
-    entities['"'] = "&quot;";
-    entities['\''] = "&apos;";
-    return entities;
+constexpr EscapeTable MakeEscapeTable() {
+    EscapeTable table;
+    for (unsigned c = 0; c < 0x80; ++c) {
+        const char text = static_cast<char>(c);
+        const bool is_allowed = c >= 0x20 || text == '\t' || text == '\n' || text == '\r';
+        table.Set(text, is_allowed ? std::string_view(&text, 1) : kReplacementCharacter);
+    }
+    table.Set('&', "&amp;");
+    table.Set('<', "&lt;");
+    table.Set('>', "&gt;");
+    table.Set('"', "&quot;");
+    table.Set('\'', "&apos;");
+    return table;
 }
-constexpr std::array<std::string_view, 256> kEntities = MakeEntities();
+constexpr EscapeTable kEscapeTable = MakeEscapeTable();
+constexpr std::size_t kWidestText = sizeof EscapeTable::Entry::text;
 
-/// What stands in the place of one character; the character itself when it may stay.
-std::string_view Replacement(std::string_view character, std::string_view offending) {
-    if (!offending.empty() && offending.find(character) != std::string_view::npos) return "_";
-    const auto first = static_cast<unsigned char>(character.front());
-    if (!kEntities[first].empty()) return kEntities[first];
-    if (character.size() == 1 && kSpecialBytes[first]) return kReplacementCharacter;
+/// Of the characters beyond ASCII, what stands in the place of the one that `text` begins with, and its size there.
+std::pair<std::string_view, std::size_t> ReplaceSequence(std::string_view text, std::string_view offending) {
+    const std::size_t length = Utf8SequenceLength(text);
+    if (length == 0) return {kReplacementCharacter, 1};
+    const std::string_view character = text.substr(0, length);
+    if (!offending.empty() && offending.find(character) != std::string_view::npos) return {"_", length};
     // The two noncharacters at the end of the basic plane are all that XML forbids beyond broken sequences.
-    if (character == "\xEF\xBF\xBE" || character == "\xEF\xBF\xBF") return kReplacementCharacter;
-    return character;
+    const bool is_forbidden = character == "\xEF\xBF\xBE" || character == "\xEF\xBF\xBF";
+    return {is_forbidden ? kReplacementCharacter : character, length};
 }
 
-/// Runs of plain text go out whole, everything else character by character.
+/// A page is mostly markup, so specials come every few bytes: each byte is looked up and written without a branch on
+/// what it is.
+template <typename Append>
+void EscapeWith(const EscapeTable& table, std::string_view text, std::string_view offending, Append append) {
+    char block[4096];
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    while (at < end) {
+        char* out = block;
+        const char* const enough = at + std::min<std::size_t>(end - at, sizeof block / kWidestText);
+        while (at < enough) {
+            const EscapeTable::Entry& entry = table.entries[static_cast<unsigned char>(*at)];
+            if (entry.size != 0) [[likely]] {
+                std::memcpy(out, entry.text, kWidestText);
+                out += entry.size;
+                ++at;
+                continue;
+            }
+            const auto [replacement, size] = ReplaceSequence({at, static_cast<std::size_t>(end - at)}, offending);
+            std::memcpy(out, replacement.data(), replacement.size());
+            out += replacement.size();
+            at += size;
+        }
+        append(std::string_view(block, static_cast<std::size_t>(out - block)));
+    }
+}
+
 template <typename Append>
 void Escape(std::string_view text, std::string_view offending, Append append) {
-    std::size_t run = 0;  // start of what is not yet written
-    std::size_t at = 0;
-    while (at < text.size()) {
-        if (!IsSpecial(text[at], offending)) {
-            ++at;
-            continue;
-        }
-        const std::size_t length = Utf8SequenceLength(text.substr(at));
-        const std::string_view character = text.substr(at, length == 0 ? 1 : length);
-        const std::string_view replacement = length == 0 ? kReplacementCharacter : Replacement(character, offending);
-        if (replacement.data() != character.data()) {
-            append(text.substr(run, at - run));
-            append(replacement);
-            run = at + character.size();
-        }
-        at += character.size();
-    }
-    append(text.substr(run));
+    if (offending.empty()) return EscapeWith(kEscapeTable, text, offending, append);
+    EscapeTable table = kEscapeTable;
+    for (const char c : offending)
+        if (static_cast<unsigned char>(c) < 0x80) table.Set(c, "_");
+    EscapeWith(table, text, offending, append);
 }
 
 std::string EscapeForSql(std::string_view value, std::string_view backslashed) {
@@ -144,9 +164,13 @@ bool IsUtf8(std::string_view text) {
 
 std::string XMLEscape(std::string_view text, std::string_view offending) {
     std::string escaped;
-    escaped.reserve(text.size() + text.size() / 2);  // markup inside a SOAP answer grows by about a third
-    Escape(text, offending, [&escaped](std::string_view part) { escaped.append(part); });
+    escaped.reserve(text.size() + text.size() / 2);
+    AppendXMLEscaped(escaped, text, offending);
     return escaped;
+}
+
+void AppendXMLEscaped(std::string& out, std::string_view text, std::string_view offending) {
+    Escape(text, offending, [&out](std::string_view part) { out.append(part); });
 }
 
 void AppendXMLEscaped(TextBuffer& out, std::string_view text, std::string_view offending) {

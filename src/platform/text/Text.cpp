@@ -143,10 +143,14 @@ std::string GetAbsolutePath(std::string_view path) {
 
 std::string DMSFormatUPNPDuration(std::int64_t seconds) {
     seconds = std::max<std::int64_t>(seconds, 0);
-    char text[48];
-    const int length = std::snprintf(text, sizeof text, "%lld:%02d:%02d", static_cast<long long>(seconds / 3600),
-                                     static_cast<int>(seconds / 60 % 60), static_cast<int>(seconds % 60));
-    return {text, static_cast<std::size_t>(length)};
+    const std::int64_t minute = seconds / 60 % 60, second = seconds % 60;
+    std::string text = std::to_string(seconds / 3600);
+    for (const std::int64_t part : {minute, second}) {
+        text.push_back(':');
+        text.push_back(static_cast<char>('0' + part / 10));
+        text.push_back(static_cast<char>('0' + part % 10));
+    }
+    return text;
 }
 
 std::string DMSFormatUPNPDate(std::string_view date) {

@@ -18,6 +18,7 @@ std::string XMLEscape(std::string_view text, std::string_view offending = {});
 
 /// XMLEscape straight into a buffer, for the texts of every item of a list.
 void AppendXMLEscaped(TextBuffer& out, std::string_view text, std::string_view offending = {});
+void AppendXMLEscaped(std::string& out, std::string_view text, std::string_view offending = {});
 
 /// Length in bytes of the UTF-8 sequence (RFC 3629) at the start of `text`; 0 when it is broken or `text` is empty.
 std::size_t Utf8SequenceLength(std::string_view text);

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/text/Text.h"
+#include "platform/upnp/Ixml.h"
 #include "platform/upnp/UpnpLimits.h"
 #include "platform/xml/XmlReader.h"
 
@@ -15,6 +16,9 @@ constexpr std::string_view kEnvelopeStart =
     "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
     "<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\" "
     "s:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\"><s:Body>";
+// What an answer takes beside its result, and how much a result grows as it is escaped, nearly always.
+constexpr std::size_t kAnswerBytes = 1024;
+constexpr double kEscapedGrowth = 1.7;
 constexpr std::string_view kEnvelopeEnd = "</s:Body></s:Envelope>\n";
 
 /// Names become part of documents that the DOM library parses, so nothing but a plain name passes.
@@ -73,9 +77,9 @@ private:
     bool in_body_ = false;
 };
 
-/// Writes an element and what is in it. The DOM library's own printing grows its buffer every few characters, which a
-/// page of search results would feel.
-void WriteElement(IXML_Node* element, std::string& out) {
+/// Writes an element and what is in it, or `result` into an empty one of that name. The DOM library's own printing
+/// grows its buffer every few characters, which a page of search results would feel.
+void WriteElement(IXML_Node* element, std::string_view result, std::string& out) {
     const char* name = ixmlNode_getNodeName(element);
     out.append("<").append(name);
     if (IXML_NamedNodeMap* attributes = ixmlNode_getAttributes(element)) {
@@ -83,16 +87,19 @@ void WriteElement(IXML_Node* element, std::string& out) {
             IXML_Node* attribute = ixmlNamedNodeMap_item(attributes, i);
             const char* value = ixmlNode_getNodeValue(attribute);
             out.append(" ").append(ixmlNode_getNodeName(attribute)).append("=\"");
-            out.append(XMLEscape(value ? value : "")).append("\"");
+            AppendXMLEscaped(out, value ? value : "");
+            out.append("\"");
         }
         ixmlNamedNodeMap_free(attributes);
     }
     out.append(">");
+    if (!result.empty() && std::string_view(name) == "Result" && NodeText(element).empty())
+        AppendXMLEscaped(out, result);
     for (IXML_Node* child = ixmlNode_getFirstChild(element); child; child = ixmlNode_getNextSibling(child)) {
         if (ixmlNode_getNodeType(child) == eELEMENT_NODE)
-            WriteElement(child, out);
+            WriteElement(child, result, out);
         else if (const char* text = ixmlNode_getNodeValue(child))
-            out.append(XMLEscape(text));
+            AppendXMLEscaped(out, text);
     }
     out.append("</").append(name).append(">");
 }
@@ -115,19 +122,23 @@ bool SoapActionMatches(std::string_view header, const SoapRequest& request) {
            header.substr(hash + 1) == request.action;
 }
 
-std::string WriteSoapResponse(IXML_Document* response) {
-    std::string out(kEnvelopeStart);
+std::string WriteSoapResponse(IXML_Document* response, std::string_view result) {
+    std::string out;
+    out.reserve(kAnswerBytes + static_cast<std::size_t>(static_cast<double>(result.size()) * kEscapedGrowth));
+    out.append(kEnvelopeStart);
     for (IXML_Node* node = ixmlNode_getFirstChild(reinterpret_cast<IXML_Node*>(response)); node;
          node = ixmlNode_getNextSibling(node))
-        if (ixmlNode_getNodeType(node) == eELEMENT_NODE) WriteElement(node, out);
-    return out.append(kEnvelopeEnd);
+        if (ixmlNode_getNodeType(node) == eELEMENT_NODE) WriteElement(node, result, out);
+    out.append(kEnvelopeEnd);
+    return out;
 }
 
 std::string WriteSoapVariable(std::string_view value) {
     std::string out(kEnvelopeStart);
     out.append("<u:QueryStateVariableResponse xmlns:u=\"").append(kControlNamespace).append("\"><return>");
     out.append(XMLEscape(value)).append("</return></u:QueryStateVariableResponse>");
-    return out.append(kEnvelopeEnd);
+    out.append(kEnvelopeEnd);
+    return out;
 }
 
 std::string WriteSoapFault(int code, std::string_view description) {
@@ -137,7 +148,8 @@ std::string WriteSoapFault(int code, std::string_view description) {
     out.append(kControlNamespace).append("\"><errorCode>").append(std::to_string(code)).append("</errorCode>");
     out.append("<errorDescription>").append(XMLEscape(description));
     out.append("</errorDescription></UPnPError></detail></s:Fault>");
-    return out.append(kEnvelopeEnd);
+    out.append(kEnvelopeEnd);
+    return out;
 }
 
 }  // namespace MediaServer

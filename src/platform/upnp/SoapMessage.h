@@ -28,7 +28,8 @@ bool ParseSoapRequest(std::string_view body, SoapRequest& request);
 bool SoapActionMatches(std::string_view header, const SoapRequest& request);
 
 /// A whole SOAP document around a response document of an action ("XResponse").
-std::string WriteSoapResponse(IXML_Document* response);
+/// @param result  text of the output argument "Result", where that stands empty in the document.
+std::string WriteSoapResponse(IXML_Document* response, std::string_view result = {});
 /// The answer to a state-variable query.
 std::string WriteSoapVariable(std::string_view value);
 /// A SOAP fault with a UPnPError.

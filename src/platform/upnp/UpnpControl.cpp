@@ -82,7 +82,7 @@ HttpResponse AnswerAction(const HttpRequest& request, const SoapRequest& soap, c
     const sockaddr_storage address = AddressOf(request.client_address);
     UpnpActionRequest_set_CtrlPtIPAddr(action.get(), &address);
 
-    const ActionRequestEvent event{action.get(), request.headers, request.client_address};
+    ActionRequestEvent event{action.get(), request.headers, request.client_address, {}};
     callback(UPNP_CONTROL_ACTION_REQUEST, &event, cookie);
 
     if (const int code = UpnpActionRequest_get_ErrCode(action.get()); code != UPNP_E_SUCCESS) {
@@ -92,7 +92,8 @@ HttpResponse AnswerAction(const HttpRequest& request, const SoapRequest& soap, c
     }
     // A callback that leaves neither a result nor an error has refused to act.
     IXML_Document* result = UpnpActionRequest_get_ActionResult(action.get());
-    return result ? XmlResponse(200, WriteSoapResponse(result)) : Fault(kActionFailed, "Action Failed");
+    return result ? XmlResponse(200, WriteSoapResponse(result, event.result.View()))
+                  : Fault(kActionFailed, "Action Failed");
 }
 
 HttpResponse AnswerQuery(const HttpRequest& request, const SoapRequest& soap, const ServiceDescription& service,

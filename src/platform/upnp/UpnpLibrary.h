@@ -12,6 +12,7 @@
 #include <upnp.h>
 
 #include "platform/http/HttpServer.h"
+#include "platform/text/TextBuffer.h"
 
 namespace MediaServer {
 
@@ -21,6 +22,8 @@ struct ActionRequestEvent {
     UpnpActionRequest* request;
     std::map<std::string, std::string> headers;  ///< lower-cased names
     std::string client_address;                  ///< dotted IPv4
+    /// Written by the callback: text of the output argument "Result" when it stands empty in the response document.
+    TextBuffer result;
 };
 
 /// What a virtual-directory callback learns about the requester.
