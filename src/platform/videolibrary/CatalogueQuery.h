@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -29,6 +30,19 @@ PgResult Ask(const std::string& sql, const Parameters& parameters, const char* w
 /// The one number that a statement gives, kept for the process until the library changes.
 /// @return nothing after the reason was logged.
 std::optional<std::int32_t> AskNumber(const std::string& sql, const Parameters& parameters, const char* what);
+
+/// All rows of a statement that gives a list of moderate length, kept for the process until the library changes; of a
+/// list that is too long to keep, only the rows of the page.
+struct KeptRows {
+    std::shared_ptr<const PGresult> rows;  ///< null after the reason of a failure was logged
+    int first = 0, end = 0;                ///< those of the page
+};
+KeptRows AskRows(const std::string& sql, const Parameters& parameters, Page page, const char* what);
+
+/// A page of a list of row ids. Where an index has to be read far to find the page, the whole list is kept until the
+/// library changes. @return nothing after the reason was logged.
+std::optional<std::vector<std::int32_t>> AskIds(const std::string& sql, const Parameters& parameters, Page page,
+                                                const char* what);
 
 /// " LIMIT … OFFSET …" of a page.
 std::string PageText(Page page);

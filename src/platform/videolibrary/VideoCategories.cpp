@@ -99,13 +99,13 @@ bool VideoMetadataAPI::CategoryBrowse(_VIDEO_TABLE_TYPE_ type, _VIDEO_CATEGORY_ 
         AppendValue(metadatas, "0", "0");
         if (is_only_unknown) return true;
     }
-    const PgResult rows = Ask("SELECT v.id, v.name" + values + " ORDER BY v.name" +
-                                  (direction == kDescending ? " DESC" : "") + PageText(page),
-                              parameters, "list the values of a category");
-    for (int row = 0; rows && row < PQntuples(rows.get()); ++row) {
-        AppendValue(metadatas, Field(rows.get(), row, 0), Field(rows.get(), row, 1));
+    const KeptRows list =
+        AskRows("SELECT v.id, v.name" + values + " ORDER BY v.name" + (direction == kDescending ? " DESC" : ""),
+                parameters, page, "list the values of a category");
+    for (int row = list.first; row < list.end; ++row) {
+        AppendValue(metadatas, Field(list.rows.get(), row, 0), Field(list.rows.get(), row, 1));
     }
-    return rows != nullptr;
+    return list.rows != nullptr;
 }
 
 }  // namespace MediaServer::LibReelhouse

@@ -17,13 +17,11 @@ std::string HasKind(const VideoKind& kind) {
     return "videos > 0 AND video_kinds & " + std::to_string(1 << type) + " <> 0";
 }
 
-/// Reads rows with the columns "id", "path" and "title".
-bool ReadFolders(const std::string& sql, const Parameters& parameters, Json::Value& reply) {
+/// A reply with rows of the columns "id", "path" and "title".
+void SetFolders(Json::Value& reply, const PGresult* rows) {
     reply = Json::Value(Json::objectValue);
-    Json::Value& objects = reply["objects"];
-    if (!ReadRecords(sql, parameters, 0, objects)) return false;
-    for (Json::Value& object : objects) object["type"] = "folder";
-    return true;
+    Json::Value& objects = reply["objects"] = Json::Value(Json::arrayValue);
+    for (int row = 0; row < PQntuples(rows); ++row) objects.append(RecordOf(rows, row))["type"] = "folder";
 }
 
 struct VideoFile {
@@ -31,8 +29,12 @@ struct VideoFile {
     std::int32_t mapper_id;
 };
 
-bool ReadFiles(const std::string& sql, const Parameters& parameters, std::vector<VideoFile>& files) {
-    const PgResult rows = Ask(sql, parameters, "list the videos of a directory");
+bool ReadFiles(const std::vector<std::int32_t>& ids, std::vector<VideoFile>& files) {
+    Parameters parameters;
+    const std::string of_ids = " WHERE v.id = ANY (" + parameters.Bind(ArrayText(ids)) + "::integer[])";
+    const PgResult rows = Ask("SELECT v.id, v.path, f.mapper_id FROM video AS v JOIN video_file AS f ON f.id = v.id" +
+                                  of_ids + " ORDER BY upper(v.path), v.id",
+                              parameters, "list the videos of a directory");
     for (int row = 0; rows && row < PQntuples(rows.get()); ++row) {
         files.push_back({std::string(Field(rows.get(), row, 0)), std::string(Field(rows.get(), row, 1)),
                          ToInt(Field(rows.get(), row, 2))});
@@ -40,10 +42,31 @@ bool ReadFiles(const std::string& sql, const Parameters& parameters, std::vector
     return rows != nullptr;
 }
 
-std::string MapperIds(const std::vector<VideoFile>& files) {
-    std::vector<std::int32_t> ids;
-    for (const VideoFile& file : files) ids.push_back(file.mapper_id);
-    return ArrayText(ids);
+/// Appends the records of files, with what makes each stand for its file.
+bool AppendFiles(const VideoKind& kind, std::uint32_t additional, const std::vector<VideoFile>& files,
+                 Json::Value& objects) {
+    std::vector<std::int32_t> mapper_ids;
+    for (const VideoFile& file : files) mapper_ids.push_back(file.mapper_id);
+    Parameters mappers;
+    const std::string of_files = " WHERE t.mapper_id = ANY (" + mappers.Bind(ArrayText(mapper_ids)) + "::integer[])";
+    Json::Value records;
+    if (!ReadRecords(std::string("SELECT ") + kind.columns + " FROM " + kind.table + " AS t" + kind.join + of_files,
+                     mappers, additional, records)) {
+        return false;
+    }
+    std::unordered_map<std::int32_t, Json::ArrayIndex> record_of;
+    for (Json::ArrayIndex i = 0; i < records.size(); ++i) {
+        record_of.emplace(ToInt(records[i]["mapper_id"].asString()), i);
+    }
+    for (const VideoFile& file : files) {
+        const auto record = record_of.find(file.mapper_id);
+        if (record == record_of.end()) continue;  // it went between the two questions
+        Json::Value& object = objects.append(records[record->second]);
+        object["type"] = "file";
+        object["id"] = file.id;
+        object["path"] = file.path;
+    }
+    return true;
 }
 
 }  // namespace
@@ -69,35 +92,13 @@ bool VideoMetadataAPI::ListDir(_VIDEO_TABLE_TYPE_ type, std::uint32_t additional
         " (SELECT d.id FROM directory AS d WHERE d.path = " +
         parameters.Bind(directory) + ") AND f.type = " + std::to_string(kind->type) +
         (subtitled ? " AND f.subtitle" : "");
-    std::vector<VideoFile> files;
     const auto count = AskNumber("SELECT count(*)" + source, parameters, "count the videos of a directory");
-    if (!count ||
-        !ReadFiles("SELECT v.id, v.path, f.mapper_id" + source + " ORDER BY upper(v.path), v.id" + PageText(page),
-                   parameters, files)) {
-        return false;
-    }
+    const auto ids = AskIds("SELECT v.id" + source + " ORDER BY upper(v.path), v.id", parameters, page,
+                            "list the videos of a directory");
+    std::vector<VideoFile> files;
+    if (!count || !ids || !ReadFiles(*ids, files)) return false;
     total = *count;
-
-    Parameters mappers;
-    const std::string of_files = " WHERE t.mapper_id = ANY (" + mappers.Bind(MapperIds(files)) + "::integer[])";
-    Json::Value records;
-    if (!ReadRecords(std::string("SELECT ") + kind->columns + " FROM " + kind->table + " AS t" + kind->join + of_files,
-                     mappers, additional, records)) {
-        return false;
-    }
-    std::unordered_map<std::int32_t, Json::ArrayIndex> record_of;
-    for (Json::ArrayIndex i = 0; i < records.size(); ++i) {
-        record_of.emplace(ToInt(records[i]["mapper_id"].asString()), i);
-    }
-    for (const VideoFile& file : files) {
-        const auto record = record_of.find(file.mapper_id);
-        if (record == record_of.end()) continue;  // it went between the two questions
-        Json::Value& object = listing["objects"].append(records[record->second]);
-        object["type"] = "file";
-        object["id"] = file.id;
-        object["path"] = file.path;
-    }
-    return true;
+    return files.empty() || AppendFiles(*kind, additional, files, listing["objects"]);
 }
 
 bool VideoMetadataAPI::GetFileIdPathByDirPath(std::string_view directory, std::string& file_id,
@@ -117,9 +118,12 @@ bool VideoMetadataAPI::GetFileIdPathByDirPath(std::string_view directory, std::s
 bool NIMBVideoGetRootDirByVideoType(Json::Value& reply, std::string_view table) {
     const VideoKind* const kind = FindVideoKind(table);
     if (!kind) return false;
-    return ReadFolders(
+    const PgResult roots = Ask(
         "SELECT id, path, title FROM directory WHERE parent_id IS NULL AND " + HasKind(*kind) + " ORDER BY title, id",
-        {}, reply);
+        {}, "list the shared folders with videos");
+    if (!roots) return false;
+    SetFolders(reply, roots.get());
+    return true;
 }
 
 bool GetDirInfo(Json::Value& reply, std::string_view directory, std::string_view table, Page page) {
@@ -133,10 +137,14 @@ bool GetDirInfo(Json::Value& reply, std::string_view directory, std::string_view
     const std::string source =
         " FROM directory WHERE " + HasKind(*kind) + " AND parent_id = " + parameters.Bind(Field(rows.get(), 0, 0));
     const auto total = AskNumber("SELECT count(*)" + source, parameters, "count directories with videos");
-    if (!total ||
-        !ReadFolders("SELECT id, path, title" + source + " ORDER BY title, id" + PageText(page), parameters, reply)) {
-        return false;
-    }
+    const auto ids = AskIds("SELECT id" + source + " ORDER BY title, id", parameters, page, "list directories");
+    if (!total || !ids) return false;
+    Parameters of_page;
+    const std::string of_ids = " WHERE id = ANY (" + of_page.Bind(ArrayText(*ids)) + "::integer[])";
+    const PgResult folders =
+        Ask("SELECT id, path, title FROM directory" + of_ids + " ORDER BY title, id", of_page, "list directories");
+    if (!folders) return false;
+    SetFolders(reply, folders.get());
     reply["total"] = *total;
     reply["path"].append(std::string(directory));
     return true;

@@ -97,7 +97,7 @@ std::string SourceText(const VideoKind& kind, const ListQuery& query, Parameters
                                   ? "(SELECT max(e.id) FROM tvshow_episode AS e WHERE e.tvshow_id = t.id)"
                                   : std::string("t.id");
     return " FROM (SELECT t.*" + rows + " ORDER BY " + added + " DESC LIMIT " + std::to_string(query.recent) +
-           ") AS t" + (query.subtitled ? " WHERE t.subtitled" : "");
+           ") AS t" + (query.subtitled && kind.type != kTvShow ? " WHERE t.subtitled" : "");
 }
 
 std::string OrderText(const VideoKind& kind, std::string_view sort_by, _ORDER_DIRECTION_ direction) {
@@ -123,14 +123,16 @@ bool VideoMetadataAPI::List(const ListQuery& query, Json::Value& reply) {
     Parameters parameters;
     const std::string source = SourceText(*kind, query, parameters);
     const std::string order = OrderText(*kind, query.sort_by, query.direction);
-    // The page is found from an index alone; only its own records are then looked at.
-    const std::string page = " FROM (SELECT t.id" + source + order + PageText(query.page) + ") AS page JOIN " +
-                             kind->table + " AS t ON t.id = page.id";
     reply = Json::Value(Json::objectValue);
     const auto total = AskNumber("SELECT count(*)" + source, parameters, "count videos");
-    if (!total || !ReadRecords(SelectText(*kind, page) + order, parameters, query.additional, reply[kind->list_key])) {
-        return false;
-    }
+    // The page is found from an index alone; only its own records are then looked at.
+    const auto ids = AskIds("SELECT t.id" + source + order, parameters, query.page, "list videos");
+    if (!total || !ids) return false;
+    Parameters page;
+    const std::string of_page = std::string(" FROM ") + kind->table + " AS t" + kind->join + " WHERE t.id = ANY (" +
+                                page.Bind(ArrayText(*ids)) + "::integer[])";
+    const std::string sql = std::string("SELECT ") + kind->columns + of_page + order;
+    if (!ReadRecords(sql, page, query.additional, reply[kind->list_key])) return false;
     reply["total"] = *total;
     reply["offset"] = query.page.offset;
     return true;

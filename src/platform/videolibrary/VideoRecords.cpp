@@ -112,6 +112,8 @@ bool IsNumberMember(std::string_view name) {
     return name == "season" || name == "episode";
 }
 
+}  // namespace
+
 Json::Value RecordOf(const PGresult* rows, int row) {
     Json::Value record(Json::objectValue);
     for (int column = 0; column < PQnfields(rows); ++column) {
@@ -125,8 +127,6 @@ Json::Value RecordOf(const PGresult* rows, int row) {
     }
     return record;
 }
-
-}  // namespace
 
 bool ReadRecords(const std::string& sql, const Parameters& parameters, std::uint32_t additional, Json::Value& records) {
     records = Json::Value(Json::arrayValue);

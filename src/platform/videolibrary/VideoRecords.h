@@ -14,4 +14,7 @@ namespace MediaServer::LibReelhouse {
 /// @param[out] records  an array. @return false after the reason was logged.
 bool ReadRecords(const std::string& sql, const Parameters& parameters, std::uint32_t additional, Json::Value& records);
 
+/// The members that a row has, as texts under the names of its columns; "season" and "episode" are numbers.
+Json::Value RecordOf(const PGresult* rows, int row);
+
 }  // namespace MediaServer::LibReelhouse

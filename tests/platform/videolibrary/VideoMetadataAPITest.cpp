@@ -290,6 +290,37 @@ TEST_F(VideoMetadataAPITest, FilesOfAFolder) {
     }
 }
 
+TEST_F(VideoMetadataAPITest, PagesOfALongListJoinAndFollowChanges) {
+    database.Execute(
+        "INSERT INTO directory (id, path, title, parent_id) SELECT 100 + n, '/v/films/' || n, n::text, 2"
+        " FROM generate_series(1, 1100) AS n;"
+        "INSERT INTO video (id, path, parent_id) SELECT 100 + n, '/v/films/' || n || '.mkv', 2 FROM generate_series(1, "
+        "1100) AS n;"
+        "INSERT INTO mapper (id, type, key) SELECT 100 + n, 1, n::text FROM generate_series(1, 1100) AS n;"
+        "INSERT INTO video_file (id, mapper_id, type) SELECT 100 + n, 100 + n, 1 FROM generate_series(1, 1100) AS n;"
+        "INSERT INTO movie (mapper_id, title, sort_title) SELECT 100 + n, n::text, n::text FROM generate_series(1, "
+        "1100) AS n;"
+        "UPDATE directory SET videos = 1, video_kinds = 2 WHERE id > 100");
+    // In the order of people 999 comes before 1000, and both before words.
+    for (const std::int32_t offset : {0, 990, 999, 1000, 1060}) {
+        SCOPED_TRACE(offset);
+        std::string names;
+        for (int n = offset + 1; n <= offset + 20; ++n) names += (names.empty() ? "" : ",") + std::to_string(n);
+        std::int32_t total = 0;
+        Json::Value listing;
+        ASSERT_TRUE(api.List({.page = {offset, 20}, .sort_by = "sort_title"}, reply));
+        EXPECT_EQ(Join(reply["movies"], "title"), names);
+        ASSERT_TRUE(api.ListDir(kMovie, 0, "/v/films", {offset, 20}, false, listing, total));
+        EXPECT_EQ(Join(listing["objects"], "title"), names);
+        ASSERT_TRUE(GetDirInfo(reply, "/v/films", "movie", {offset, 20}));
+        EXPECT_EQ(Join(reply["objects"], "title"), names);
+    }
+    database.Execute("DELETE FROM video WHERE id = 101");
+    ASSERT_TRUE(api.List({.page = {1060, 1}, .sort_by = "sort_title"}, reply));
+    EXPECT_EQ(Join(reply["movies"], "title"), "1062");
+    EXPECT_EQ(reply["total"].asInt(), 1102);
+}
+
 TEST_F(VideoMetadataAPITest, WithoutADatabaseEverythingFails) {
     ASSERT_TRUE(api.List({}, reply));
     database.Stop();
