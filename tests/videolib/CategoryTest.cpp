@@ -190,35 +190,6 @@ TEST_F(CategoryTest, SubtitlesOfTheNewestAreNotTheNewestSubtitles) {
     }
 }
 
-TEST_F(CategoryTest, EveryIdLeadsBackToTheSameObject) {
-    AddMovies();
-    AddShows();
-    AddRecordings();
-    const DMSClientChecker client = SubtitleClient();
-    const std::pair<Kind, const char*> kNodes[] = {
-        {kMovie, ""},       {kMovie, "cast"},    {kMovie, "director"},   {kMovie, "year"},       {kTvShow, ""},
-        {kTvShow, "genre"}, {kTvRecord, "date"}, {kTvRecord, "channel"}, {kTvRecord, "program"},
-    };
-    std::size_t seen = 0;
-    for (const auto& [kind, category] : kNodes) {
-        CDSCategoryFolder_RH& node = Node(kind, category);
-        std::vector<std::string> containers{"N"};
-        for (std::size_t i = 0; i < containers.size(); ++i) {
-            const VideoAnswer listed = AskVideos(node, containers[i], {.client = &client});
-            EXPECT_GT(listed.result, 0) << containers[i];
-            for (std::size_t child = 0; child < listed.ids.size(); ++child) {
-                const VideoAnswer self = MetadataOf(node, listed.ids[child], {.client = &client});
-                ASSERT_EQ(self.lines.size(), 1U) << listed.lines[child];
-                // The file list names its files, however few there are.
-                EXPECT_THAT(self.lines[0], testing::StartsWith(listed.lines[child])) << category;
-                if (self.records.empty()) containers.push_back(listed.ids[child]);
-                ++seen;
-            }
-        }
-    }
-    EXPECT_GT(seen, 60U);
-}
-
 TEST_F(CategoryTest, PeopleAndSummariesOnlyWhenTheClientTakesThemAndAsks) {
     AddMovies();
     CDSCategoryFolder_RH& node = Node(kMovie);
