@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 
 #include "dlna/DlnaProfiles.h"
+#include "gateway/DescriptorCache.h"
 #include "platform/database/MediaInfoDB.h"
 #include "platform/http/HttpFile.h"
 #include "platform/media/Subtitle.h"
@@ -64,6 +65,12 @@ PictureKind KindOf(const MediaUrl& url, bool converted) {
     return beside ? PictureKind::Rendition : PictureKind::Photo;
 }
 
+/// Subtitles are announced for every film; one that has none has empty ones.
+HttpResponse ServeSubtitle(const HttpRequest& request, const std::string& path) {
+    if (NLIBCFileExist(path.c_str())) return ServeFile(request, path, kSubtitleMime);
+    return ServeDescriptor(request, MakeAnonymousFile({}, {}), kSubtitleMime, {});
+}
+
 }  // namespace
 
 HttpResponse MediaFiles::Serve(const HttpRequest& request, const MediaUrl& url) const {
@@ -102,7 +109,7 @@ HttpResponse MediaFiles::ServeRendition(const HttpRequest& request, const MediaU
 HttpResponse MediaFiles::ServeVideo(const HttpRequest& request, const MediaUrl& url, const std::string& path) const {
     const bool is_subtitle = EqualsIgnoreCase(PathExtension(path), kSubtitleExtension);
     if (url.extension == kSubtitleExtension && !is_subtitle) {
-        return ServeFile(request, SubtitleBeside(path), kSubtitleMime);
+        return ServeSubtitle(request, SubtitleBeside(path));
     }
     HttpResponse response = ServeWhole(request, url, path);
     const bool answered = response.status == 200 || response.status == 206;

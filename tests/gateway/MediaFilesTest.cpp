@@ -40,7 +40,7 @@ constexpr FileCase kCases[] = {
      "DLNA.ORG_PN=MPEG_TS_HD_NA_T;" STREAMING},
     {"but not as AVC", "/v/AVC_TS_MP_HD_AC3_T/1.m2ts", 200, "video/mpeg", "DLNA.ORG_PN=AVC_TS_MP_HD_AC3_T;" STREAMING},
     {"the subtitle beside a video", "/v/NDLNA/2.srt", 200, "text/srt", ""},
-    {"no subtitle beside it", "/v/NDLNA/1.srt", 404, "", ""},
+    {"no subtitle beside it: empty ones", "/v/NDLNA/1.srt", 200, "text/srt", ""},
     {"a text item is its own file", "/v/NDLNA/3.srt", 200, "text/srt", ""},
     {"an entry of the video library", "/rh/MPEG_TS_HD_NA_T/1.m2ts", 200, "video/vnd.dlna.mpeg-tts",
      "DLNA.ORG_PN=MPEG_TS_HD_NA_T;" STREAMING},
