@@ -62,7 +62,8 @@ class Description(unittest.TestCase):
     def test_services_describe_the_actions_that_they_offer(self):
         server = upnp.MediaServer(stage.description)
         actions = {
-            upnp.CONTENT_DIRECTORY: {"GetSearchCapabilities", "GetSortCapabilities", "GetSystemUpdateID", "Browse"},
+            upnp.CONTENT_DIRECTORY: {"GetSearchCapabilities", "GetSortCapabilities", "GetSystemUpdateID", "Browse",
+                                     "Search"},
             upnp.CONNECTION_MANAGER: {"GetProtocolInfo", "GetCurrentConnectionIDs", "GetCurrentConnectionInfo"},
             upnp.REGISTRAR: {"IsAuthorized"},
         }

@@ -89,25 +89,19 @@ class Outages(unittest.TestCase):
         time.sleep(1)
         os.rename(folder + ".away", folder)
 
+    def standing_still(self, seconds=16):
+        """For longer than anybody waits, if nothing else is said."""
+        main, backends = server_processes()
+        for number, pause in ((signal.SIGSTOP, seconds), (signal.SIGCONT, 0)):
+            for pid in (main, *backends):
+                os.kill(pid, number)
+            time.sleep(pause)
+
     def slow(self):
         """Stands still now and again."""
         for _ in range(8):
-            main, backends = server_processes()
-            for pid in (main, *backends):
-                os.kill(pid, signal.SIGSTOP)
-            time.sleep(0.4)
-            for pid in (main, *backends):
-                os.kill(pid, signal.SIGCONT)
+            self.standing_still(0.4)
             time.sleep(0.1)
-
-    def standing_still(self):
-        """For longer than anybody waits."""
-        main, backends = server_processes()
-        for pid in (main, *backends):
-            os.kill(pid, signal.SIGSTOP)
-        time.sleep(16)
-        for pid in (main, *backends):
-            os.kill(pid, signal.SIGCONT)
 
     def until_it_is_back(self):
         def accepts():
