@@ -3,8 +3,6 @@
 #include <random>
 
 #include <fcntl.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -98,52 +96,6 @@ TEST_F(KilledWriters, NothingIsTornAndNothingAcknowledgedLost) {
     }
     RecordProperty("writes", last);
     std::printf("%d kills, %d acknowledged writes\n", rounds, last + 1);
-}
-
-/// A file system of 256 KiB that only this program sees.
-bool MountSmallDisk(const std::string& path) {
-    const std::string uid = std::to_string(geteuid()), gid = std::to_string(getegid());
-    if (unshare(geteuid() == 0 ? CLONE_NEWNS : CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
-    if (uid != "0") {
-        std::ofstream("/proc/self/setgroups") << "deny";
-        std::ofstream("/proc/self/uid_map") << "0 " + uid + " 1";
-        std::ofstream("/proc/self/gid_map") << "0 " + gid + " 1";
-    }
-    return mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-           mount("disk", path.c_str(), "tmpfs", 0, "size=256k") == 0;
-}
-
-TEST_F(KilledWriters, AFullDiskLeavesTheOldFile) {
-    // In a process of its own, for the mount ends with it.
-    const pid_t child = fork();
-    if (child == 0) {
-        if (!MountSmallDisk(dir_.Path())) _exit(77);
-        dir_.Write("agent.conf", "[profile TV]\nuser-agent = TV\n");
-        DMSClientList list;
-        bool good = DMSClientList::WriteNewFile(list_file_) && list.Load(list_file_, profile_file_);
-        list.UpdateKeys("HandleActionRequest", Mac(1), "10.0.0.1", {{"user-agent", "before"}});
-        good = good && list.WriteToFile();
-        const auto before = ReadWholeFile(list_file_, kMaxBytes);
-
-        std::ofstream(dir_ / "fill") << std::string(300 * 1024, 'x');
-        list.UpdateKeys("HandleActionRequest", Mac(2), "10.0.0.2", {{"user-agent", "meanwhile"}});
-        good = good && !list.WriteToFile() && ReadWholeFile(list_file_, kMaxBytes) == before;
-        // Not even a temporary file stays.
-        std::size_t names = 0;
-        for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(dir_.Path())) ++names;
-        good = good && names == 3;
-        DMSClientList next;
-        good = good && next.Load(list_file_, profile_file_) && next.FindKey(Mac(1), "browse_user-agent") == "before";
-
-        std::filesystem::remove(dir_ / "fill");
-        good = good && list.WriteToFile() && next.Load(list_file_, profile_file_) &&
-               next.FindKey(Mac(2), "browse_user-agent") == "meanwhile";
-        _exit(good ? 0 : 1);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    if (WIFEXITED(status) && WEXITSTATUS(status) == 77) GTEST_SKIP() << "no mount namespace here";
-    EXPECT_EQ(status, 0);
 }
 
 }  // namespace
