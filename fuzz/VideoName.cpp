@@ -9,15 +9,6 @@ using namespace MediaServer;
 
 namespace {
 
-bool IsUtf8(std::string_view text) {
-    while (!text.empty()) {
-        const std::size_t length = Utf8SequenceLength(text);
-        if (length == 0) return false;
-        text.remove_prefix(length);
-    }
-    return true;
-}
-
 bool IsDate(const std::string& text) {
     int year, month, day, hour = 0, minute = 0, second = 0;
     const int fields =
