@@ -105,7 +105,9 @@ std::int32_t CategoryRequest::ListValues(std::int32_t& total) {
         values = std::move(reply["metadatas"]);
         return true;
     };
-    if (!window_.Append(fetch, [&](const Json::Value& entry) { return WriteValue(entry); })) return 0;
+    if (!window_.Append(fetch, [&](const Json::Value& entry) { return WriteValue(entry); })) {
+        return window_.ResultOfFailure();
+    }
     total = window_.Total();
     return window_.Written();
 }
@@ -181,8 +183,7 @@ std::int32_t CategoryRequest::ListVideos(std::int32_t& total) {
         list.subtitled = true;
         is_read = window_.Append(fetch, [&](Json::Value& entry) { return WriteSubtitle(entry); });
     }
-    // What stands in the answer already cannot be taken back: then there is no answer.
-    if (!is_read) return window_.Written() == 0 ? 0 : kActionFailed;
+    if (!is_read) return window_.ResultOfFailure();
     total = window_.Total();
     return window_.Written();
 }

@@ -74,8 +74,7 @@ std::int32_t FolderRequest::Browse(std::int32_t& total) {
     }
     if (query_.flag == BrowseFlag::Metadata) return WriteMetadata(total);
     RecordWindow window(query_.start, query_.count);
-    // What stands in the answer already cannot be taken back: then there is no answer.
-    if (!ListFolder(Directory(), window)) return window.Written() == 0 ? 0 : kActionFailed;
+    if (!ListFolder(Directory(), window)) return window.ResultOfFailure();
     total = window.Total();
     return window.Written();
 }

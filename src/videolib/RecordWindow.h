@@ -6,6 +6,7 @@
 #include <json/value.h>
 
 #include "platform/videolibrary/VideoMetadataAPI.h"
+#include "tree/CDSContainer.h"
 
 namespace MediaServer {
 
@@ -32,6 +33,9 @@ public:
     void AppendWhole(Json::ArrayIndex size, const std::function<bool(Json::ArrayIndex index)>& write);
 
     std::int32_t Written() const { return written_; }
+    /// What a Browse gives when a list could not be read: no objects. What stands in the answer already cannot be taken
+    /// back; then there is no answer.
+    std::int32_t ResultOfFailure() const { return written_ == 0 ? 0 : kActionFailed; }
     /// Length of all lists; 0 when the window begins behind them.
     std::int32_t Total() const;
 

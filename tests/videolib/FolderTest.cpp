@@ -162,6 +162,12 @@ TEST_F(FolderTest, EachFailureHasItsLogLine) {
         EXPECT_THAT(text, HasSubstr(line.substr(number + 2)));
     }
     EXPECT_EQ(MetadataOf(Folders(kTvRecord), "N").result, 0);
+
+    database.Clear();
+    AddFilms();
+    database.Execute("ALTER TABLE movie RENAME TO away");
+    EXPECT_EQ(AskVideos(Folders(), "N$1L0").result, kActionFailed) << "the folders stand in the answer already";
+    database.Execute("ALTER TABLE away RENAME TO movie");
 }
 
 }  // namespace
