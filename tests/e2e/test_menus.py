@@ -272,9 +272,11 @@ class Menus(Clients):
     def test_folders_change_without_a_restart(self):
         console = self.client(CONSOLE)
         before = children(console, "100")
-        self.assertEqual([title for _, title in before], ["library-1", "Lists", "Clips (a)", "Clips (b)"])
-        for share, title in before[2:]:
-            self.assertEqual([name for _, name in children(console, share)], [title[7]], "two shares of one name")
+        # They stand in the order of their paths, and where the shared library lies is the machine's affair.
+        self.assertCountEqual([title for _, title in before], ["library-1", "Lists", "Clips (a)", "Clips (b)"])
+        for share, title in before:
+            if title.startswith("Clips"):
+                self.assertEqual([name for _, name in children(console, share)], [title[7]], "two shares of one name")
         config = stage.server.config("media_folders.conf")
         with open(config) as file:
             text = file.read()
