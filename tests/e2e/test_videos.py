@@ -3,12 +3,11 @@ import os
 import tempfile
 import unittest
 
-from lxml import etree
-
 from harness import upnp
 from harness.server import wait_until
 from harness.stage import Stage
 from harness.video_library import (EPISODES, HOME_VIDEOS, IN_PARTS, MOVIES, RECORDINGS, SHOWS, SUBTITLE, SUBTITLED, Library)
+from harness.walk import check_walk, is_container
 
 OPTION = 'integrateReelhouse_mediaservice="yes"\n'
 # One device each: plain, shown subtitle files, told of people and stories, and the one with the menu of fixed ids.
@@ -39,44 +38,10 @@ def ids(page):
     return [element.get("id") for element in page.elements]
 
 
-def is_container(element):
-    return element.tag == upnp.DIDL + "container"
-
-
-def identity(element):
-    """What is said of an object wherever it stands."""
-    if not is_container(element):
-        return etree.tostring(element, with_tail=False)
-    return element.get("id"), element.get("parentID"), element.findtext(TITLE), element.findtext(upnp.UPNP + "class")
-
-
 class Videos(unittest.TestCase):
     def client(self, agent=PLAIN):
         self.enterContext(stage.others[AGENTS.index(agent)].entered())
         return upnp.MediaServer(stage.description, agent)
-
-    def check_walk(self, server, top):
-        """Everything below a node: numbers are true, pages are pieces of the whole, and each id leads back."""
-        waiting, items = [top], []
-        while waiting:
-            object_id = waiting.pop(0)
-            page = server.browse(object_id)
-            with self.subTest(object_id):
-                self.assertEqual((page.returned, page.total), (len(page.elements),) * 2)
-                self.assertGreater(page.total, 0, "nothing to see there")
-                self.assertEqual(len(set(ids(page))), page.total)
-                for start in range(0, page.total + 1, 7):
-                    piece = server.browse(object_id, start=start, count=7)
-                    self.assertEqual(ids(piece), ids(page)[start:start + 7])
-                    self.assertEqual(piece.total, page.total if start < page.total else 0)
-                for element in page.elements:
-                    self.assertEqual(element.get("parentID"), object_id)
-                    alone = server.browse(element.get("id"), "BrowseMetadata")
-                    self.assertEqual((alone.returned, alone.total), (1, 1))
-                    self.assertEqual(identity(alone.elements[0]), identity(element))
-            waiting += [element.get("id") for element in page.elements if is_container(element)]
-            items += [element for element in page.elements if not is_container(element)]
-        return items
 
     def test_every_id_leads_back(self):
         files = {"rh-movie-all": MOVIE_FILES, "rh-movie-folder": MOVIE_FILES, "rh-movie-year": MOVIE_FILES,
@@ -91,7 +56,7 @@ class Videos(unittest.TestCase):
             server = self.client(agent)
             for node in nodes:
                 with self.subTest(node=node, agent=agent):
-                    items = self.check_walk(server, node)
+                    _, items = check_walk(self, server, node)
                     # Beside the movies of one file, and beside one part of a movie in two.
                     more = len(SUBTITLED) + 1 if agent == WITH_SUBTITLES and "movie" in node else 0
                     self.assertEqual(len(items), files[node] + more)
