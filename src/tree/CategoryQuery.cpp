@@ -218,7 +218,7 @@ std::int32_t CategoryQuery::CountChildren() const {
         return db.SelectTotal();
     }
     const CategoryLevel& level = levels_[fields_.size()];
-    const std::int32_t groups = db.SelectTotal(AddLevel(db, level), kGroup);
+    const std::int32_t groups = db.SelectTotal(AddLevel(db, level), kGroup, OrderOf(level));
     return groups < 0 ? groups : groups + (level.letters || ShowsAllEntry(level, groups) ? 1 : 0);
 }
 
@@ -235,7 +235,7 @@ std::int32_t CategoryQuery::WriteLevel(std::int32_t& total) {
     MediaDB db(media_);
     Restrict(db);
     const std::string fields = AddLevel(db, level);
-    const std::int32_t groups = db.SelectTotal(fields, kGroup);
+    const std::int32_t groups = db.SelectTotal(fields, kGroup, OrderOf(level));
     if (groups < 0) {
         total = groups;
         return kActionFailed;

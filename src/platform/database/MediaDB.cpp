@@ -22,9 +22,17 @@ constexpr std::int32_t kChunkRows = 1024;
 /// Pages that begin later are found through the list of all ids, because the server would read and drop the rows
 /// before.
 constexpr std::int32_t kDeepOffset = 1000;
+/// As many rows are read and dropped rather than that another row is looked for.
+constexpr std::int32_t kFarRows = 2000;
 /// Longer lists are not kept, so that memory stays flat whatever the library's size.
 constexpr std::int32_t kMaxKeptIds = 1500000;
 constexpr std::int32_t kMaxKeptGroups = 20000;
+
+/// A row whose place in a list is known: the rows that follow it are found without those before.
+struct Mark {
+    std::int32_t place = 0;
+    std::int32_t id = 0;
+};
 
 /// What all connections of the process know of the library as it is now.
 struct LibraryCache {
@@ -32,6 +40,8 @@ struct LibraryCache {
     /// Null stands for a list that is too long to keep.
     GenerationCache<std::shared_ptr<const PGresult>> groups{8 << 20};
     GenerationCache<std::shared_ptr<const std::vector<std::int32_t>>> ids{8 << 20};
+    /// Rows in the midst of long lists, by the list and the thousand that their place is in.
+    GenerationCache<Mark> marks{1 << 20};
 };
 
 LibraryCache& Cache() {
@@ -150,6 +160,13 @@ std::vector<std::int32_t> ParseIds(std::string_view list) {
     return ids;
 }
 
+/// A list of columns in the opposite order.
+std::string Descending(std::string_view columns) {
+    std::string text;
+    for (const char c : columns) c == ',' ? text.append(" DESC,") : text.append(1, c);
+    return text.append(" DESC");
+}
+
 std::string WithoutFinalSlash(std::string_view directory) {
     while (directory.ends_with('/')) directory.remove_suffix(1);
     return std::string(directory);
@@ -187,6 +204,13 @@ std::string MediaDB::SelectText(std::string_view fields, std::string_view tail) 
     return sql;
 }
 
+std::string MediaDB::TailText(std::string_view order, std::string_view group) {
+    std::string tail;
+    if (!group.empty()) tail.append(" GROUP BY ").append(group);
+    if (!order.empty()) tail.append(" ORDER BY ").append(order).append(", ").append(group.empty() ? "id" : group);
+    return tail;
+}
+
 PgResult MediaDB::Run(const std::string& sql, const char* what, RowFormat format) {
     PgResult rows = Query(connection_, sql.c_str(), {}, what, kQueryPatience, format);
     if (!rows) DMSPrintf(2, "the query was: %s", sql.c_str());
@@ -210,13 +234,12 @@ std::int32_t MediaDB::Select(std::string_view fields, std::string_view order, st
     offset = std::max(offset, 0);
     // Pages of records must join even when nobody cares in which order.
     if (order.empty() && group.empty() && fields.starts_with('*') && (offset > 0 || limit > 0)) order = "id";
-    std::string tail;
-    if (!group.empty()) tail.append(" GROUP BY ").append(group);
-    if (!order.empty()) tail.append(" ORDER BY ").append(order).append(", ").append(group.empty() ? "id" : group);
+    const std::string tail = TailText(order, group);
     if (!group.empty()) {
         if (const auto count = SelectKeptGroups(SelectText(fields, tail), offset, limit)) return *count;
     }
     if ((keeps_ids_ || offset >= kDeepOffset) && limit > 0 && limit <= kChunkRows && !order.empty()) {
+        if (fields == "*" && !keeps_ids_) return SelectMarkedPage(order, offset, limit);
         return SelectDeepPage(std::string(fields), tail, group.empty() ? "id" : "min(id)", offset, limit);
     }
     if (generation_ != 0 || limit <= 0) return SelectPage(SelectText(fields, tail), offset, limit);
@@ -244,6 +267,39 @@ std::optional<std::int32_t> MediaDB::SelectKeptGroups(const std::string& select,
     const std::int32_t count = PQntuples(groups->get());
     const std::int32_t first = std::min(offset, count);
     return ShowRows(*groups, first, limit > 0 ? first + std::min(limit, count - first) : count);
+}
+
+/// A page that begins at the nearest known row before it, or else at the row that the index counts off, from the end
+/// where that is nearer.
+/// @param order  columns, all ascending.
+std::int32_t MediaDB::SelectMarkedPage(std::string_view order, std::int32_t offset, std::int32_t limit) {
+    const std::int32_t total = SelectTotal();
+    if (total < 0) return -1;
+    if (offset >= total) return 0;
+    const std::string key = std::string(order).append(", id");
+    const std::string list = SelectText("id", " ORDER BY " + key);
+    const auto name_of = [&list](std::int32_t step) { return list + " #" + std::to_string(step); };
+    std::optional<Mark> mark;
+    for (std::int32_t step = offset / kDeepOffset; step > 0 && !mark; --step) {
+        mark = Cache().marks.Find(name_of(step), generation_);
+        if (mark && mark->place > offset) mark.reset();
+    }
+    if (!mark || offset - mark->place > kFarRows) {
+        const bool from_end = offset > total / 2;
+        const std::string row = from_end ? SelectText("id", " ORDER BY " + Descending(key)) : list;
+        const std::int32_t before = from_end ? total - 1 - offset : offset;
+        const PgResult found = Run(row + " OFFSET " + std::to_string(before) + " LIMIT 1", "find a page of media");
+        if (!found) return -1;
+        if (PQntuples(found.get()) == 0) return 0;
+        mark = Mark{offset, 0};
+        Store(FieldOf(found.get(), 0, 0), mark->id);
+        Cache().marks.Keep(name_of(offset / kDeepOffset), generation_, *mark, 0);
+    }
+    MediaDB rest(table_, connection_);
+    rest.where_ = where_;
+    rest.AddCondition("(" + key + ") >= (SELECT " + key + " FROM " + std::string(TableName(table_)) +
+                      " WHERE id = " + std::to_string(mark->id) + ")");
+    return SelectPage(rest.SelectText("*", " ORDER BY " + key), offset - mark->place, limit);
 }
 
 /// @param tail  what follows the conditions: groups and order.
@@ -324,8 +380,12 @@ std::int32_t MediaDB::SelectTotal() {
     return CountOf(SelectText("count(*)", ""), "count media");
 }
 
-std::int32_t MediaDB::SelectTotal(std::string_view fields, std::string_view group) {
-    const std::string groups = SelectText(fields, std::string(" GROUP BY ").append(group));
+std::int32_t MediaDB::SelectTotal(std::string_view fields, std::string_view group, std::string_view order) {
+    // Counting groups costs as much as listing them, and the list is asked for next.
+    if (!order.empty()) {
+        if (const auto count = SelectKeptGroups(SelectText(fields, TailText(order, group)), 0, 0)) return *count;
+    }
+    const std::string groups = SelectText(fields, TailText({}, group));
     return CountOf("SELECT count(*) FROM (" + groups + ") AS groups", "count groups of media");
 }
 

@@ -56,7 +56,8 @@ public:
 
     /// Rows that Select would give with these fields and `group` and no limit, or negative on failure. With it a page
     /// of groups is asked for with `offset` and `limit` like a page of items, without reading all groups.
-    std::int32_t SelectTotal(std::string_view fields, std::string_view group);
+    /// @param order  of the Select that follows, so that both take one question.
+    std::int32_t SelectTotal(std::string_view fields, std::string_view group, std::string_view order = {});
 
     /// Steps to the next row of the last Select. @return false after the last one, or when Failed().
     bool NextRow();
@@ -72,9 +73,11 @@ public:
 private:
     PgResult Run(const std::string& sql, const char* what, RowFormat format = RowFormat::Text);
     std::string SelectText(std::string_view fields, std::string_view tail) const;
+    static std::string TailText(std::string_view order, std::string_view group);
     std::optional<std::int32_t> SelectKeptGroups(const std::string& select, std::int32_t offset, std::int32_t limit);
     std::int32_t SelectDeepPage(const std::string& fields, const std::string& tail, const char* key,
                                 std::int32_t offset, std::int32_t limit);
+    std::int32_t SelectMarkedPage(std::string_view order, std::int32_t offset, std::int32_t limit);
     std::int32_t SelectPage(const std::string& select, std::int32_t offset, std::int32_t limit);
     std::int32_t CountOf(const std::string& sql, const char* what);
     std::int64_t Generation();
