@@ -3,8 +3,8 @@
 //   http_load ADDRESS PORT CLIENTS SECONDS <REQUEST
 //
 // REQUEST is the whole request as it goes over the wire. Prints answers, answers per second, the median and the 99th
-// percentile of the time to the last byte in milliseconds, and the bytes of one answer; fails when an answer is not
-// 200.
+// percentile of the time to the last byte in milliseconds, the bytes of one answer, and the answers of the client that
+// got the fewest and of the one that got the most; fails when an answer is not 200.
 
 #include <algorithm>
 #include <cerrno>
@@ -39,6 +39,7 @@ struct Client {
     std::string head;         ///< what has come of the header block, while it is not complete
     std::size_t missing = 0;  ///< bytes of the body that have not come yet
     bool in_body = false;
+    std::size_t answers = 0;
 };
 
 std::string ReadRequest() {
@@ -123,14 +124,17 @@ void Run(const char* address, int port, std::size_t clients, double seconds) {
             if (got <= 0) Fail("read an answer");
             if (!Take(client, buffer.data(), static_cast<std::size_t>(got), bytes)) continue;
             times.push_back(std::chrono::duration<double, std::milli>(Clock::now() - client.asked).count());
+            ++client.answers;
             Ask(client, request);
         }
     }
     const double took = std::chrono::duration<double>(Clock::now() - begin).count();
     if (times.empty()) throw std::runtime_error("no answer came in time");
     std::sort(times.begin(), times.end());
-    std::printf("%zu %.1f %.3f %.3f %zu\n", times.size(), static_cast<double>(times.size()) / took,
-                times[times.size() / 2], times[times.size() * 99 / 100], bytes);
+    const auto [fewest, most] = std::minmax_element(
+        all.begin(), all.end(), [](const Client& left, const Client& right) { return left.answers < right.answers; });
+    std::printf("%zu %.1f %.3f %.3f %zu %zu %zu\n", times.size(), static_cast<double>(times.size()) / took,
+                times[times.size() / 2], times[times.size() * 99 / 100], bytes, fewest->answers, most->answers);
 }
 
 }  // namespace
