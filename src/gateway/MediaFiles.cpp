@@ -10,7 +10,6 @@
 
 #include "dlna/DlnaProfiles.h"
 #include "gateway/DescriptorCache.h"
-#include "platform/database/MediaInfoDB.h"
 #include "platform/http/HttpFile.h"
 #include "platform/media/Subtitle.h"
 #include "platform/system/Files.h"
@@ -75,7 +74,7 @@ HttpResponse ServeSubtitle(const HttpRequest& request, const std::string& path) 
 
 HttpResponse MediaFiles::Serve(const HttpRequest& request, const MediaUrl& url) const {
     std::string path;
-    const Lookup lookup = FindMediaPath(url.kind, url.id, path);
+    const Lookup lookup = paths_.Find(url.kind, url.id, path);
     if (lookup != Lookup::Found) return PlainResponse(lookup == Lookup::Failed ? 503 : 404);
     if (FindRendition(url.prefix) != nullptr) return ServeRendition(request, url, path);
     return url.kind == MediaKind::Video ? ServeVideo(request, url, path) : ServeWhole(request, url, path);

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "gateway/PictureStore.h"
+#include "gateway/RecentPaths.h"
 #include "model/MimeTable.h"
 #include "platform/http/HttpServer.h"
 #include "platform/media/MediaUrl.h"
@@ -31,6 +32,7 @@ private:
     const std::uint16_t port_;
     const bool photos_are_converted_;
     PictureStore& pictures_;
+    mutable RecentPaths paths_;
 };
 
 }  // namespace MediaServer

@@ -89,6 +89,36 @@ struct FilmStream {
     }
 };
 
+/// A file of which nothing can be converted; the reason is in the log.
+struct Unconvertible {};
+
+/// A stream whose first samples or packets are there before the answer begins, so that a file which cannot be converted
+/// gets a status instead of an answer that breaks off. Throws Unconvertible.
+template <typename Stream>
+class Begun {
+public:
+    explicit Begun(Stream stream) : stream_(std::move(stream)) {
+        // The head of a WAV file comes without a look at the song.
+        while (first_.size() <= static_cast<std::size_t>(kWavHeaderBytes)) {
+            char buffer[4096];
+            const std::ptrdiff_t count = stream_.Read(buffer, sizeof buffer);
+            if (count <= 0) throw Unconvertible{};
+            first_.append(buffer, static_cast<std::size_t>(count));
+        }
+    }
+    std::ptrdiff_t Read(char* buffer, std::size_t size) {
+        if (at_ == first_.size()) return stream_.Read(buffer, size);
+        const std::size_t count = first_.copy(buffer, size, at_);
+        at_ += count;
+        return static_cast<std::ptrdiff_t>(count);
+    }
+
+private:
+    Stream stream_;
+    std::string first_;
+    std::size_t at_ = 0;
+};
+
 HttpResponse Refusal(Lookup lookup) {
     return PlainResponse(lookup == Lookup::Failed ? 503 : 404);
 }
@@ -118,7 +148,11 @@ HttpResponse Transcoder::Start(const Slots& slots, const HttpRequest& request, s
             return stream->Read(buffer, bytes);
         };
     };
-    return ServeStream(request, size, opener, content_type, StreamingDlnaParams(profile));
+    try {
+        return ServeStream(request, size, opener, content_type, StreamingDlnaParams(profile));
+    } catch (const Unconvertible&) {
+        return PlainResponse(500);
+    }
 }
 
 HttpResponse Transcoder::ServeSong(const HttpRequest& request, std::int32_t id) const {
@@ -149,9 +183,16 @@ HttpResponse Transcoder::StartSamples(const Slots& slots, const HttpRequest& req
                                       const std::string& location, const TranscodedAudio& audio,
                                       SampleStream::Form form) const {
     const bool wav = form == SampleStream::Form::Wav;
-    return Start(
-        slots, request, SampleStream::SizeOf(audio, form), mime_.GetMimeType(wav ? ".wav" : ".l16"), wav ? "" : "LPCM",
-        [&](std::uint64_t first) { return std::make_shared<SampleStream>(source, location, audio, form, first); });
+    const auto start = [&](const auto& open) {
+        return Start(slots, request, SampleStream::SizeOf(audio, form), mime_.GetMimeType(wav ? ".wav" : ".l16"),
+                     wav ? "" : "LPCM", open);
+    };
+    const auto stream = [&](std::uint64_t first) { return SampleStream(source, location, audio, form, first); };
+    // Nobody waits for a station that is slow but its listener.
+    if (source == SampleStream::Source::Station) {
+        return start([&](std::uint64_t first) { return std::make_shared<SampleStream>(stream(first)); });
+    }
+    return start([&](std::uint64_t first) { return std::make_shared<Begun<SampleStream>>(stream(first)); });
 }
 
 HttpResponse Transcoder::ServeFilm(const HttpRequest& request, std::int32_t id) const {
@@ -159,7 +200,7 @@ HttpResponse Transcoder::ServeFilm(const HttpRequest& request, std::int32_t id) 
     NIMB_MEDIA_INFO record;
     if (const Lookup lookup = FindRecord(MediaKind::Video, id, record); lookup != Lookup::Found) return Refusal(lookup);
     return Start(slots_, request, HttpResponse::kUnknownLength, kTransportStreamMime, {}, [&](std::uint64_t) {
-        return std::make_shared<FilmStream>(FilmStream{record, nullptr});
+        return std::make_shared<Begun<FilmStream>>(FilmStream{record, nullptr});
     });
 }
 

@@ -74,8 +74,9 @@ protected:
     TempDir media;
     MimeTable mime;
 
-private:
     static constexpr std::uint32_t kWorkers = 16;
+
+private:
     static HttpServer::Config Config() {
         HttpServer::Config config = OnLoopback();
         config.limits.workers = kWorkers;

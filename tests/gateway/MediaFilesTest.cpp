@@ -46,7 +46,7 @@ constexpr FileCase kCases[] = {
      "DLNA.ORG_PN=MPEG_TS_HD_NA_T;" STREAMING},
     {"its subtitle", "/rh/NDLNA/2.srt", 200, "text/srt", ""},
     {"its subtitle, listed for itself", "/rh/NDLNA/s_2.srt", 200, "text/srt", ""},
-    {"no subtitle beside the entry", "/rh/NDLNA/s_1.srt", 404, "", ""},
+    {"no subtitle beside the entry: empty ones", "/rh/NDLNA/1.srt", 200, "text/srt", ""},
     {"no entry", "/rh/NDLNA/s_99.srt", 404, "", ""},
     {"only subtitles are marked", "/rh/NDLNA/s_2.mkv", 404, "", ""},
     {"only in the video library", "/v/NDLNA/s_2.srt", 404, "", ""},

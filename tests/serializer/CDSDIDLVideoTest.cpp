@@ -9,7 +9,7 @@ using namespace ClientFlag;
 constexpr std::uint32_t kOff = SerializerSetup::kNoDlna, kRoles = SerializerSetup::kRoles;
 constexpr std::uint32_t kEvery = Property::kAll, kArt = Property::kRes | Property::kAlbumArtURI;
 
-NIMB_MEDIA_INFO Film(const std::string& path) {
+NIMB_MEDIA_INFO Film(const std::string& path, const char* audio_codec = "AC3") {
     NIMB_MEDIA_INFO record;
     record.id = 9;
     record.path = path;
@@ -17,7 +17,7 @@ NIMB_MEDIA_INFO Film(const std::string& path) {
     record.date = "2021-02-03 04:05:06";
     record.container_type = "matroska";
     record.video_codec = "h264";
-    record.audio_codec = "AC3";
+    record.audio_codec = audio_codec;
     record.resolutionx = 1280;
     record.resolutiony = 720;
     record.duration = 200.7F;
@@ -101,10 +101,19 @@ TEST(VideoItem, ByFileAndClient) {
         {"transcoded: other type, double size", film, kTranscodeMkv, 0, kEvery, "a film", "video",
          DATE RES("video/mpeg", FLAGS) FACTS("2000")
              URL("/transcoder/genericoder.cgi/id=9.m2ts?format=m2ts&amp;type=video")},
+        {"with MP3 sound as well", Film("/nowhere/a film.MKV", "mp3"), kTranscodeMkv, 0, Property::kRes, "a film",
+         "video", RES("video/mpeg", FLAGS) URL("/transcoder/genericoder.cgi/id=9.m2ts?format=m2ts&amp;type=video")},
+        {"with other sound the player takes it", Film("/nowhere/a film.mkv", "aac"), kTranscodeMkv, 0, Property::kRes,
+         "a film", "video", MKV},
         {"nothing is transcoded for the local player", film, kTranscodeMkv, OptionFlag::kLocalServer, Property::kRes,
          "a film", "video", RES("video/x-matroska", FLAGS) ">/nowhere/a film.mkv</res>"},
         {"only Matroska is transcoded", Broadcast("/nowhere/b.mpg", "mpeg_ts"), kTranscodeMkv, 0, Property::kRes, "b",
          "video", RES("video/mpeg", "DLNA.ORG_PN=MPEG_TS_HD_NA_ISO;" FLAGS) URL("/v/MPEG_TS_HD_NA_ISO/9.mpg")},
+        {"a conformance tester hears of that profile", Broadcast("/nowhere/b.mpg", "mpeg_ts"), 0,
+         OptionFlag::kConformanceTest, Property::kRes, "b", "video",
+         RES("video/mpeg", "DLNA.ORG_PN=MPEG_TS_HD_NA_ISO;" FLAGS) URL("/v/MPEG_TS_HD_NA_ISO/9.mpg")},
+        {"but of none outside the certified ones", Broadcast("/nowhere/b.m2ts", "mpeg_ts"), kMpegMapping,
+         OptionFlag::kConformanceTest, Property::kRes, "b", "video", RES("video/mpeg", FLAGS) URL("/v/NDLNA/9.m2ts")},
         {"time-stamped packets are a type of their own", Broadcast("/nowhere/b.m2ts", "mpeg_ts_timestamp"), 0, 0,
          Property::kRes, "b", "video",
          RES("video/vnd.dlna.mpeg-tts", "DLNA.ORG_PN=MPEG_TS_HD_NA_T;" FLAGS) URL("/v/MPEG_TS_HD_NA_T/9.m2ts")},

@@ -71,7 +71,7 @@ std::optional<MediaUrl> ParseMediaUrl(std::string_view path) {
 
     const std::size_t last_slash = path.rfind('/');
     std::string_view name = path.substr(last_slash + 1);
-    if (prefix == "rh" && name.starts_with(kSubtitleMark)) name.remove_prefix(kSubtitleMark.size());
+    if (prefix == "rh" && name.starts_with(kSubtitleMark) && name.ends_with(".srt")) name.remove_prefix(kSubtitleMark.size());
     const std::size_t digits = std::min(name.find_first_not_of("0123456789"), name.size());
     const std::optional<std::int32_t> id = ParseRowId(name.substr(0, digits));
     if (!id) return std::nullopt;
