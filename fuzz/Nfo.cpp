@@ -26,7 +26,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view document = AsText(data, size);
     const std::optional<VideoDetails> details = ReadNfo(document);
     if (!details) return 0;
-    constexpr std::size_t kTextBytes = 400, kSummaryBytes = 8000, kNames = 100;
+    constexpr std::size_t kTextBytes = 400, kNameBytes = 120, kSummaryBytes = 8000, kNames = 100;
     for (const std::string* text : {&details->title, &details->sort_title, &details->tag_line, &details->show}) {
         RequireText(*text, kTextBytes);
     }
@@ -34,7 +34,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     for (const auto* names : {&details->actors, &details->directors, &details->writers, &details->genres}) {
         Require(names->size() <= kNames, "names are few");
         for (const std::string& name : *names) {
-            RequireText(name, kTextBytes);
+            RequireText(name, kNameBytes);
             Require(!name.empty() && std::count(names->begin(), names->end(), name) == 1, "each name is told once");
         }
     }

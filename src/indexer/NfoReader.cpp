@@ -15,6 +15,7 @@ namespace {
 
 constexpr int kMaxElements = 20000;
 constexpr std::size_t kMaxNames = 100;  // of a kind
+constexpr std::size_t kMaxNameBytes = 120;
 constexpr std::size_t kMaxSummaryBytes = 8000;
 constexpr std::size_t kMaxTextBytes = 16 * 1024;
 /// Larger numbers are mistakes, and shows that count their episodes by the date fit.
@@ -68,7 +69,7 @@ void Store(std::string_view text, Names member, VideoDetails& details) {
     std::vector<std::string>& names = details.*member;
     while (!text.empty() && names.size() < kMaxNames) {
         const std::size_t end = std::min(text.find(" / "), text.size());
-        std::string name = CleanText(text.substr(0, end));
+        std::string name = CleanText(text.substr(0, end), kMaxNameBytes);
         if (!name.empty() && std::find(names.begin(), names.end(), name) == names.end()) {
             names.push_back(std::move(name));
         }

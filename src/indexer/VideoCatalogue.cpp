@@ -145,11 +145,12 @@ std::size_t VideoCatalogue::Update(const std::atomic<bool>& stop) {
     for (std::string directories; !stop && !(directories = TakeDirectories()).empty(); has_work = true) {
         described += DescribeDirectories(directories);
     }
+    // First, because the count goes over all that is new, and a bad plan of it would take for ever.
+    if (described >= kManyFiles) Analyze();
     // Also what an earlier run described and could not finish.
     if (has_work || !OneValue(Run("SELECT 1 FROM video_work LIMIT 1", {}, "look for work")).empty()) {
         CountDirectories();
     }
-    if (described >= kManyFiles) Analyze();
     return described;
 }
 

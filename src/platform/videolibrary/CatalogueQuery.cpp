@@ -106,13 +106,13 @@ KeptRows AskRows(const std::string& sql, const Parameters& parameters, Page page
 }
 
 std::optional<std::vector<std::int32_t>> AskIds(const std::string& sql, const Parameters& parameters, Page page,
-                                                const char* what) {
-    const bool is_deep = page.offset >= kDeepOffset && page.limit > 0;
-    const std::int64_t generation = is_deep ? Generation() : 0;
-    if (is_deep && generation == 0) return std::nullopt;
+                                                Finding finding, const char* what) {
+    const bool is_kept = (page.offset >= kDeepOffset || finding == Finding::BySorting) && page.limit > 0;
+    const std::int64_t generation = is_kept ? Generation() : 0;
+    if (is_kept && generation == 0) return std::nullopt;
     const std::string question = QuestionOf(sql, parameters);
     // Null in it stands for a list that is read page by page.
-    auto ids = is_deep ? Cache().ids.Find(question, generation) : std::make_optional<std::shared_ptr<const Ids>>();
+    auto ids = is_kept ? Cache().ids.Find(question, generation) : std::make_optional<std::shared_ptr<const Ids>>();
     if (!ids) {
         const PgResult all = Ask(sql + " LIMIT " + std::to_string(kMaxKeptIds + 1), parameters, what);
         if (!all) return std::nullopt;

@@ -39,10 +39,13 @@ struct KeptRows {
 };
 KeptRows AskRows(const std::string& sql, const Parameters& parameters, Page page, const char* what);
 
-/// A page of a list of row ids. Where an index has to be read far to find the page, the whole list is kept until the
-/// library changes. @return nothing after the reason was logged.
+/// How a page of a list is found: through an index that has its order, or only with the whole list put in order.
+enum class Finding { ByIndex, BySorting };
+
+/// A page of a list of row ids. A list that has to be sorted, or of whose index much has to be read to find the page,
+/// is kept as a whole until the library changes. @return nothing after the reason was logged.
 std::optional<std::vector<std::int32_t>> AskIds(const std::string& sql, const Parameters& parameters, Page page,
-                                                const char* what);
+                                                Finding finding, const char* what);
 
 /// " LIMIT … OFFSET …" of a page.
 std::string PageText(Page page);

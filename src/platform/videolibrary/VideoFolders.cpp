@@ -94,7 +94,7 @@ bool VideoMetadataAPI::ListDir(_VIDEO_TABLE_TYPE_ type, std::uint32_t additional
         (subtitled ? " AND f.subtitle" : "");
     const auto count = AskNumber("SELECT count(*)" + source, parameters, "count the videos of a directory");
     const auto ids = AskIds("SELECT v.id" + source + " ORDER BY upper(v.path), v.id", parameters, page,
-                            "list the videos of a directory");
+                            Finding::ByIndex, "list the videos of a directory");
     std::vector<VideoFile> files;
     if (!count || !ids || !ReadFiles(*ids, files)) return false;
     total = *count;
@@ -137,7 +137,8 @@ bool GetDirInfo(Json::Value& reply, std::string_view directory, std::string_view
     const std::string source =
         " FROM directory WHERE " + HasKind(*kind) + " AND parent_id = " + parameters.Bind(Field(rows.get(), 0, 0));
     const auto total = AskNumber("SELECT count(*)" + source, parameters, "count directories with videos");
-    const auto ids = AskIds("SELECT id" + source + " ORDER BY title, id", parameters, page, "list directories");
+    const auto ids =
+        AskIds("SELECT id" + source + " ORDER BY title, id", parameters, page, Finding::ByIndex, "list directories");
     if (!total || !ids) return false;
     Parameters of_page;
     const std::string of_ids = " WHERE id = ANY (" + of_page.Bind(ArrayText(*ids)) + "::integer[])";

@@ -126,7 +126,9 @@ bool VideoMetadataAPI::List(const ListQuery& query, Json::Value& reply) {
     reply = Json::Value(Json::objectValue);
     const auto total = AskNumber("SELECT count(*)" + source, parameters, "count videos");
     // The page is found from an index alone; only its own records are then looked at.
-    const auto ids = AskIds("SELECT t.id" + source + order, parameters, query.page, "list videos");
+    const bool has_all = source == std::string(" FROM ") + kind->table + " AS t";
+    const auto ids = AskIds("SELECT t.id" + source + order, parameters, query.page,
+                            has_all ? Finding::ByIndex : Finding::BySorting, "list videos");
     if (!total || !ids) return false;
     Parameters page;
     const std::string of_page = std::string(" FROM ") + kind->table + " AS t" + kind->join + " WHERE t.id = ANY (" +

@@ -110,9 +110,9 @@ public:
 /// the reply, records with "type" = "folder", "id", "path" and "title". @return false when the database fails.
 bool NIMBVideoGetRootDirByVideoType(Json::Value& reply, std::string_view table);
 
-/// A page of the subdirectories that hold videos of that kind at any depth, in the order of their names: "objects" of the reply as
-/// above, "total" their number in all, and "path", an array with the directory itself. @return false when the database
-/// fails or there is no such directory.
+/// A page of the subdirectories that hold videos of that kind at any depth, in the order of their names: "objects" of
+/// the reply as above, "total" their number in all, and "path", an array with the directory itself. @return false when
+/// the database fails or there is no such directory.
 bool GetDirInfo(Json::Value& reply, std::string_view directory, std::string_view table, Page page);
 
 }  // namespace MediaServer::LibReelhouse
