@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 #include <dirent.h>
@@ -44,7 +45,8 @@ Control* control = nullptr;
 __attribute__((constructor)) void Begin() {
     void* frame;
     backtrace(&frame, 1);  // the first call loads a library
-    control = MapControl();
+    // What the program starts is its own business.
+    if (std::strncmp(program_invocation_short_name, "dms", 3) == 0) control = MapControl();
 }
 
 bool Fails(Kind kind) {
@@ -57,6 +59,18 @@ bool Fails(Kind kind) {
     return true;
 }
 
+template <typename Result>
+Result Error(int error, Result result) {
+    errno = error;
+    return result;
+}
+
+/// A connection that is reset is so for reading, too.
+ssize_t Reset(int fd) {
+    shutdown(fd, SHUT_RDWR);
+    return -1;
+}
+
 /// Descriptors of the kernel's own making (events, timers) do not fail.
 bool MayFail(int fd) {
     struct stat status {};
@@ -66,12 +80,6 @@ bool MayFail(int fd) {
 template <typename Function>
 Function* Next(const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
-template <typename Result>
-Result Error(int error, Result result) {
-    errno = error;
-    return result;
 }
 
 int Open(const char* name, const char* path, int flags, va_list arguments) {
@@ -120,9 +128,9 @@ ssize_t write(int fd, const void* buffer, size_t size) {
     return MayFail(fd) && Fails(kWrite) ? Error<ssize_t>(ENOSPC, -1) : next(fd, buffer, size);
 }
 FAILING(ssize_t, recv, (int fd, void* buffer, size_t size, int flags), (fd, buffer, size, flags), kReceive, ECONNRESET,
-        -1)
+        Reset(fd))
 FAILING(ssize_t, send, (int fd, const void* buffer, size_t size, int flags), (fd, buffer, size, flags), kSend,
-        ECONNRESET, -1)
+        ECONNRESET, Reset(fd))
 FAILING(int, socket, (int domain, int type, int protocol), (domain, type, protocol), kSocket, EMFILE, -1)
 FAILING(int, accept4, (int fd, sockaddr* address, socklen_t* size, int flags), (fd, address, size, flags), kSocket,
         EMFILE, -1)
@@ -148,7 +156,8 @@ FAILING(ssize_t, pread64, (int fd, void* buffer, size_t size, off64_t offset), (
         -1)
 FAILING(ssize_t, sendfile64, (int socket, int file, off64_t* offset, size_t size), (socket, file, offset, size), kSend,
         EIO, -1)
-FAILING(ssize_t, sendmsg, (int fd, const msghdr* message, int flags), (fd, message, flags), kSend, ECONNRESET, -1)
+FAILING(ssize_t, sendmsg, (int fd, const msghdr* message, int flags), (fd, message, flags), kSend, ECONNRESET,
+        Reset(fd))
 FAILING(int, fsync, (int fd), (fd), kWrite, EIO, -1)
 FAILING(int, rename, (const char* from, const char* to), (from, to), kWrite, ENOSPC, -1)
 FAILING(int, pthread_create,

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -96,9 +97,11 @@ Outcome Execute(PGconn* connection, const char* sql, std::span<const char* const
 }
 
 /// Runs a statement that came before on this thread's connection.
-/// @return nothing when it did not, or when the prepared statement fails: then it has to be run as it stands.
+/// @return nothing when it did not, when the prepared statement fails or when there is no memory to keep it: then it
+/// has
+///     to be run as it stands.
 std::optional<Outcome> ExecutePrepared(Connection& own, const char* sql, std::chrono::milliseconds patience,
-                                       RowFormat format, PgResult& result) {
+                                       RowFormat format, PgResult& result) try {
     if (own.statements.size() == kMaxStatements && !own.statements.contains(sql)) {
         own.statements.clear();
         if (Execute(own.handle, "DEALLOCATE ALL", {}, patience, RowFormat::Text, result) == Outcome::Late)
@@ -117,6 +120,8 @@ std::optional<Outcome> ExecutePrepared(Connection& own, const char* sql, std::ch
     if (Receive(own.handle, sent, patience, result) == Outcome::Late) return Outcome::Late;
     if (HasRows(result.get())) return Outcome::Answered;
     own.statements.erase(statement);
+    return std::nullopt;
+} catch (const std::bad_alloc&) {
     return std::nullopt;
 }
 

@@ -217,8 +217,10 @@ HttpResponse ServeDescriptor(const HttpRequest& request, UniqueFd file, std::str
 HttpResponse ServeFile(const HttpRequest& request, const std::string& path, std::string_view content_type,
                        std::string_view dlna_features) {
     // O_NONBLOCK: opening a FIFO must not wait for its writer.
-    return ServeDescriptor(request, UniqueFd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)), content_type,
-                           dlna_features);
+    UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    // Players drop from their lists what is said not to be there.
+    if (!file && (errno == EMFILE || errno == ENFILE || errno == ENOMEM)) return PlainResponse(503);
+    return ServeDescriptor(request, std::move(file), content_type, dlna_features);
 }
 
 HttpResponse PlainResponse(int status, std::string_view text) {

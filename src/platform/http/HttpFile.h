@@ -22,7 +22,7 @@ RangeResult ParseRange(std::string_view header, std::uint64_t size, ByteRange& r
 /// If-Modified-Since (304), Accept-Ranges, and the DLNA headers when asked (transferMode.dlna.org echoed when it fits,
 /// contentFeatures.dlna.org when `getcontentFeatures.dlna.org: 1` came; 400/406 as the DLNA guidelines have it).
 /// @param dlna_features  fourth protocolInfo field of the resource, empty for none.
-/// 404 when the file is not there, is no regular file or cannot be opened.
+/// 404 when the file is not there, is no regular file or cannot be opened; 503 when descriptors or memory run out.
 HttpResponse ServeFile(const HttpRequest& request, const std::string& path, std::string_view content_type,
                        std::string_view dlna_features = {});
 /// The same over an already open descriptor.

@@ -2,16 +2,19 @@
 import os
 import shutil
 import signal
+import socket
 import subprocess
 import tempfile
 import urllib.request
 
-from harness.server import PROJECT, UPNP_PORT, wait_until
+from harness.server import MEDIA_PORT, PROJECT, UPNP_PORT, wait_until
 
 BUILD_DIR = os.environ.get("DMS_BUILD_DIR", os.path.join(PROJECT, "build", "release"))
 
 
 class Daemon:
+    PROGRAM, LOG = "daemon/dms", "dms.log"
+
     def __init__(self, host, server):
         self.host = host
         self.root = tempfile.mkdtemp(prefix="dms")
@@ -24,14 +27,24 @@ class Daemon:
         self.process = None
 
     @property
+    def base(self):
+        return f"http://{self.host.address}:{UPNP_PORT}"
+
+    @property
     def description(self):
-        return f"http://{self.host.address}:{UPNP_PORT}/desc/device.xml"
+        return self.base + "/desc/device.xml"
+
+    def arguments(self):
+        return ["--foreground"]
+
+    def answers(self):
+        return urllib.request.urlopen(self.description, timeout=5).status == 200
 
     def config(self, name):
         return f"{self.root}/var/packages/MediaServer/etc/{name}"
 
     def log(self):
-        with open(f"{self.root}/var/log/dms.log", errors="replace") as file:
+        with open(f"{self.root}/var/log/{self.LOG}", errors="replace") as file:
             return file.read()
 
     def output(self):
@@ -41,17 +54,17 @@ class Daemon:
     def start(self, **environment):
         """Returns when the daemon serves; fails when it ends before."""
         self._output = open(f"{self.root}/out", "ab")
-        program = f"{BUILD_DIR}/src/daemon/dms"
         settings = [f"{name}={value}" for name, value in environment.items()]
         self.process = subprocess.Popen(
-            self.host.command("setpriv", "--pdeathsig", "KILL", "env", *settings, program, "--foreground"),
+            self.host.command("setpriv", "--pdeathsig", "KILL", "env", *settings,
+                              f"{BUILD_DIR}/src/{self.PROGRAM}", *self.arguments()),
             env=self.environment, stdin=subprocess.DEVNULL, stdout=self._output, stderr=subprocess.STDOUT)
 
         def serves():
             if self.process.poll() is not None:
                 raise AssertionError(f"the daemon ended with status {self.process.returncode}:\n{self.log()[-2000:]}")
             try:
-                return urllib.request.urlopen(self.description, timeout=5).status == 200
+                return self.answers()
             except OSError:
                 return False
         wait_until(serves, 30, "the daemon to serve")
@@ -75,3 +88,15 @@ class Daemon:
                 self.stop(signal.SIGKILL)
         finally:
             shutil.rmtree(self.root, ignore_errors=True)
+
+
+class Gateway(Daemon):
+    """The gateway in the daemon's place."""
+    PROGRAM, LOG = "gateway/dms-gateway", "dms-gateway.log"
+
+    def arguments(self):
+        return ["--address", self.host.address, "--stderr"]
+
+    def answers(self):
+        with socket.create_connection((self.host.address, MEDIA_PORT), timeout=5):
+            return True

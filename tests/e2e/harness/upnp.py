@@ -82,10 +82,14 @@ class NotifyListener:
         self._socket.close()
 
 
-def request(url, method="GET", headers=None, body=None, timeout=20):
-    """Status, lower-cased headers and body of one request, exactly as sent: no header is added but Host."""
+def request(url, method="GET", headers=None, body=None, timeout=20, source=None):
+    """Status, lower-cased headers and body of one request, exactly as sent: no header is added but Host.
+
+    From the address `source`, if that is given.
+    """
     parts = urllib.parse.urlsplit(url)
-    connection = http.client.HTTPConnection(parts.hostname, parts.port, timeout=timeout)
+    connection = http.client.HTTPConnection(parts.hostname, parts.port, timeout=timeout,
+                                            source_address=source and (source, 0))
     try:
         connection.putrequest(method, parts.path + ("?" + parts.query if parts.query else ""),
                               skip_host=True, skip_accept_encoding=True)
@@ -185,7 +189,10 @@ class EventListener:
 
         class Handler(http.server.BaseHTTPRequestHandler):
             def do_NOTIFY(self):
-                body = self.rfile.read(int(self.headers["Content-Length"]))
+                size = int(self.headers["Content-Length"])
+                body = self.rfile.read(size)
+                if len(body) < size:
+                    return
                 variables = [(child.tag, child.text or "") for entry in etree.fromstring(body) for child in entry]
                 events.put((self.headers["SID"], int(self.headers["SEQ"]), variables))
                 self.send_response(200)
@@ -199,10 +206,10 @@ class EventListener:
         self.url = f"http://{address}:{self._server.server_port}/events"
         threading.Thread(target=self._server.serve_forever, daemon=True).start()
 
-    def subscribe(self, service, **headers):
+    def subscribe(self, service, source=None, **headers):
         """Status and headers of the answer."""
         status, answer, _ = request(service.event_url, "SUBSCRIBE", {
-            "CALLBACK": f"<{self.url}>", "NT": "upnp:event", "TIMEOUT": "Second-300", **headers})
+            "CALLBACK": f"<{self.url}>", "NT": "upnp:event", "TIMEOUT": "Second-300", **headers}, source=source)
         return status, answer
 
     def close(self):
