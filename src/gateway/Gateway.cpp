@@ -30,14 +30,14 @@ std::string WithoutSubtitleMark(std::string path) {
 
 HttpResponse Gateway::Handle(const HttpRequest& request) {
     HttpResponse response;
+    std::string reason;
     try {
         response = Route(request);
     } catch (const std::exception& failure) {
-        DMSPrintf(0, "could not answer \"%s\" of %s: %s", request.path.c_str(), request.client_address.c_str(),
-                  failure.what());
+        reason = failure.what();
         response = PlainResponse(500);
     }
-    if (response.status >= 400) refusals_.Note(response.status, request.client_address);
+    if (response.status >= 400) refusals_.Note(response.status, request.client_address, reason);
     DMSPrintf(3, "%s \"%s\" of %s: %d", request.method.c_str(), request.path.c_str(), request.client_address.c_str(),
               response.status);
     return response;

@@ -69,7 +69,7 @@ class Faults(faults.Walk, unittest.TestCase):
         yield lambda: self.titles("music-all", count=2)
         yield lambda: self.server.browse("music-artist", count=3).text
         yield lambda: self.server.browse("music-all", "BrowseMetadata").total
-        yield lambda: bool(self.get("/cds/music-all"))  # without the database it is an empty page
+        yield lambda: self.get("/cds/music-all") and True  # without the database it is an empty page
         yield lambda: self.get("/tmp_icon/dmsicon48.png")
         yield lambda: self.server.services[upnp.CONTENT_DIRECTORY].call("GetSystemUpdateID")
         yield lambda: self.server.services[upnp.CONNECTION_MANAGER].call("GetProtocolInfo")

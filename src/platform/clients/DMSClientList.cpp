@@ -19,8 +19,9 @@ namespace MediaServer {
 namespace {
 
 // Bounds: headers come from strangers, and a host on the link can invent as many hardware addresses as it likes.
-constexpr std::size_t kMaxClients = 1024;
+constexpr std::size_t kMaxClients = 256;  // as many as a usual home network has addresses
 constexpr std::size_t kMaxKeysPerClient = 64;
+constexpr std::size_t kMaxClientBytes = 16 * 1024;  // of headers
 constexpr std::size_t kMaxKeyBytes = 64;
 constexpr std::size_t kMaxValueBytes = 1024;
 constexpr std::size_t kMaxAddressBytes = 32;
@@ -44,6 +45,18 @@ std::string_view PrefixOf(std::string_view caller) {
 /// What a header or an element may be called. A name of other bytes would come back from the file as another one.
 bool IsPlainName(std::string_view name) {
     return !name.empty() && std::all_of(name.begin(), name.end(), [](char c) { return c > ' ' && c < 0x7F; });
+}
+
+/// What the headers of a client take. What the owner wrote into its entry does not count.
+std::size_t BytesOfHeaders(const Json::Value& client) {
+    std::size_t bytes = 0;
+    for (auto member = client.begin(); member != client.end(); ++member) {
+        const std::string name = member.name();
+        const bool is_header = std::any_of(std::begin(kPrefixes), std::end(kPrefixes),
+                                           [&](const CallerPrefix& row) { return name.starts_with(row.prefix); });
+        if (is_header && member->isString()) bytes += name.size() + member->asString().size();
+    }
+    return bytes;
 }
 
 bool IsSetByHand(const Json::Value& client) {
@@ -148,10 +161,11 @@ struct DMSClientList::State {
 void DMSClientList::State::MakeRoom() {
     Json::Value& list = List();
     if (list.size() < kMaxClients) return;
-    const std::vector<std::string> droppable = Droppable(list, last_update);
-    if (droppable.empty()) return;
-    list.removeMember(droppable.front());
-    last_update.erase(droppable.front());
+    for (const std::string& mac : Droppable(list, last_update)) {
+        if (list.size() < kMaxClients) return;
+        list.removeMember(mac);
+        last_update.erase(mac);
+    }
 }
 
 /// Takes an address from the client that had it before: addresses are leased, and FindMacByIP wants the present holder.
@@ -162,13 +176,21 @@ void DMSClientList::State::ReleaseAddress(const std::string& ip) {
 }
 
 void DMSClientList::State::StoreKeys(Json::Value& client, std::string_view prefix, const HeaderMap& keys) {
+    std::size_t bytes = BytesOfHeaders(client);
     for (const auto& [name, value] : keys) {
         std::string key = std::string(prefix) + name;
         // A renderer's description must not be able to write the owner's settings, whatever it calls its elements.
         const bool is_reserved = key == kAccessMember || key == kProfile || key == kDetected || key == kAddressMember;
         if (is_reserved || !IsPlainName(name) || key.size() > kMaxKeyBytes) continue;
         if (!client.isMember(key) && client.size() >= kMaxKeysPerClient) continue;
-        client[key] = DMSClientList::AsStored(value);
+        std::string stored = DMSClientList::AsStored(value);
+        if (!prefix.empty()) {
+            const std::size_t before = client.isMember(key) ? key.size() + MemberText(client, key).size() : 0;
+            const std::size_t after = bytes - before + key.size() + stored.size();
+            if (after > kMaxClientBytes) continue;
+            bytes = after;
+        }
+        client[key] = std::move(stored);
     }
 }
 

@@ -39,7 +39,8 @@ public:
     /// Creates or updates a client's entry. Keys are stored as "browse_<key>" for the caller tag
     /// "HandleActionRequest" and "open_<key>" for "WebSerOpen"; for "HandleDiscovery" as they stand. Also finds the
     /// profile by the rules of agent.conf over all keys of the entry and stores it as "profileName", unless the
-    /// entry carries one set by hand. Bounded: entries, keys per entry and value lengths have limits.
+    /// entry carries one set by hand. Bounded: entries (the one not heard of for the
+    /// longest time goes first), keys and bytes of an entry and value lengths have limits.
     void UpdateKeys(std::string_view caller, const std::string& mac, const std::string& ip, const HeaderMap& keys);
     /// What FindKey gives for a value that UpdateKeys was given: bounded, and cut before a UTF-8 sequence that the
     /// bound would tear.

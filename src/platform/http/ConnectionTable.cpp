@@ -19,7 +19,8 @@ bool IsCutShort(const UniqueFd& file, std::uint64_t end) {
 
 }  // namespace
 
-ConnectionTable::ConnectionTable() : sweeper_([this] { Sweep(); }) {}
+ConnectionTable::ConnectionTable(std::size_t most_text_bytes)
+    : most_text_bytes_(most_text_bytes), sweeper_([this] { Sweep(); }) {}
 
 ConnectionTable::~ConnectionTable() {
     {
@@ -43,6 +44,7 @@ ConnectionTable::Connection* ConnectionTable::Add(int fd, std::string client_add
 
 void ConnectionTable::Remove(Connection* connection) {
     const std::lock_guard lock(mutex_);
+    ReleaseText(*connection);
     connections_.remove_if([connection](const Connection& entry) { return &entry == connection; });
 }
 
@@ -50,6 +52,7 @@ void ConnectionTable::ExpectRequest(Connection* connection, Clock::duration time
     const std::lock_guard lock(mutex_);
     connection->deadline = Clock::now() + time_for_request;
     connection->file.reset();
+    ReleaseText(*connection);
 }
 
 void ConnectionTable::ExpectNothing(Connection* connection) {
@@ -61,6 +64,29 @@ void ConnectionTable::ExpectFile(Connection* connection, UniqueFd file, std::uin
     const std::lock_guard lock(mutex_);
     connection->file = std::move(file);
     connection->file_end = end;
+}
+
+void ConnectionTable::ExpectText(Connection* connection, std::size_t bytes) {
+    const std::lock_guard lock(mutex_);
+    connection->text_bytes = bytes;
+    connection->text_since = Clock::now();
+    text_bytes_ += bytes;
+    while (text_bytes_ > most_text_bytes_) {
+        Connection* oldest = nullptr;
+        for (Connection& each : connections_) {
+            if (&each == connection || each.text_bytes == 0) continue;
+            if (!oldest || each.text_since < oldest->text_since) oldest = &each;
+        }
+        if (!oldest) return;  // a single one may be as large as it is
+        shutdown(oldest->fd, SHUT_RDWR);
+        ReleaseText(*oldest);
+    }
+}
+
+/// With the lock held.
+void ConnectionTable::ReleaseText(Connection& connection) {
+    text_bytes_ -= connection.text_bytes;
+    connection.text_bytes = 0;
 }
 
 bool ConnectionTable::Idle() const {

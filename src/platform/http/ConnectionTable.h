@@ -22,13 +22,16 @@ public:
         int fd;
         std::string client_address;
         std::string local_address;
-        Clock::time_point deadline;  // guarded by the table's lock
-        bool first_request = true;   // used by the connection's event loop only
-        UniqueFd file;               // guarded by the table's lock; the one being sent, if any
-        std::uint64_t file_end = 0;  // guarded by the table's lock; bytes that the file must have
+        Clock::time_point deadline;      // guarded by the table's lock
+        bool first_request = true;       // used by the connection's event loop only
+        UniqueFd file;                   // guarded by the table's lock; the one being sent, if any
+        std::uint64_t file_end = 0;      // guarded by the table's lock; bytes that the file must have
+        std::size_t text_bytes = 0;      // guarded by the table's lock; of the answer in memory that is being sent
+        Clock::time_point text_since{};  // guarded by the table's lock
     };
 
-    ConnectionTable();
+    /// @param most_text_bytes  of answers in memory, of all connections together.
+    explicit ConnectionTable(std::size_t most_text_bytes);
     ~ConnectionTable();
 
     Connection* Add(int fd, std::string client_address, std::string local_address, Clock::duration time_for_request);
@@ -41,15 +44,21 @@ public:
     /// The answer is a file up to byte `end`. When the file is cut short below that, the connection ends: nothing more
     /// can be sent, and the client must not wait for the rest. Until the next ExpectRequest.
     void ExpectFile(Connection* connection, UniqueFd file, std::uint64_t end);
+    /// The answer is that much text. When all such answers are more than the table takes, the connections end that have
+    /// not read theirs for the longest time. Until the next ExpectRequest.
+    void ExpectText(Connection* connection, std::size_t bytes);
     /// True when every client is the one to speak next: no answer is being made or sent.
     bool Idle() const;
 
 private:
     void Sweep();
+    void ReleaseText(Connection& connection);
 
+    const std::size_t most_text_bytes_;
     mutable std::mutex mutex_;
     std::condition_variable wake_;
     std::list<Connection> connections_;  // guarded by mutex_
+    std::size_t text_bytes_ = 0;         // guarded by mutex_; of all connections
     bool stopping_ = false;              // guarded by mutex_
     std::thread sweeper_;
 };

@@ -297,9 +297,9 @@ HttpResponse HttpServer::Impl::Answer(const HttpRequest& request) {
     try {
         return handler(request);
     } catch (const std::exception& error) {
-        DMSPrintf(1, "could not answer \"%s %s\": %s", request.method.c_str(), request.path.c_str(), error.what());
+        refusals.Note(MHD_HTTP_INTERNAL_SERVER_ERROR, request.client_address, error.what());
     } catch (...) {
-        DMSPrintf(1, "could not answer \"%s %s\"", request.method.c_str(), request.path.c_str());
+        refusals.Note(MHD_HTTP_INTERNAL_SERVER_ERROR, request.client_address, "an unknown exception");
     }
     return BareResponse(MHD_HTTP_INTERNAL_SERVER_ERROR);
 }
@@ -324,6 +324,7 @@ MHD_Result HttpServer::Impl::Send(Exchange& exchange) {
         connections->ExpectFile(exchange.client, UniqueFd(fcntl(answer.file.get(), F_DUPFD_CLOEXEC, 0)),
                                 answer.file_offset + answer.length);
     }
+    if (!is_media) connections->ExpectText(exchange.client, answer.body.size());
     const MhdResponse response = MakeResponse(answer, exchange.client->client_address, exchange.connection, streams);
     if (!response) return MHD_NO;
     if (is_media) SetSilenceLimit(exchange.connection, config.limits.stall_timeout);
@@ -367,7 +368,7 @@ int HttpServer::Start() {
 
     const HttpLimits& limits = server.config.limits;
     try {
-        server.connections = std::make_unique<ConnectionTable>();
+        server.connections = std::make_unique<ConnectionTable>(limits.text_bytes);
     } catch (const std::system_error& error) {
         return error.code().value();  // no thread
     }

@@ -60,6 +60,7 @@ struct HttpLimits {
     std::chrono::seconds stall_timeout{600};   ///< for one that does not read on in a file or stream: a paused player
     std::uint32_t workers = 8;
     std::uint32_t queued_requests = 256;  ///< beyond, 503
+    std::size_t text_bytes = 64 << 20;    ///< answers in memory that clients have not read; who is slowest to read ends
     std::uint32_t stream_workers = 16;    ///< readers of streamed answers; more streams share them in turns
     std::uint32_t event_loops = 2;        ///< a second one, so that one slow disk does not hold up every client
 };

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 namespace MediaServer {
 
@@ -11,7 +12,8 @@ class RefusalLog {
 public:
     static constexpr std::chrono::seconds kInterval{10};
 
-    void Note(int status, const std::string& client_address);
+    /// @param reason  of a failure of our own, may be empty.
+    void Note(int status, const std::string& client_address, std::string_view reason = {});
 
 private:
     std::mutex mutex_;

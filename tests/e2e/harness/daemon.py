@@ -1,8 +1,8 @@
 """A daemon of its own beside the server of ./run, on another host and over the same database: it may be killed and hurt."""
+import http.client
 import os
 import shutil
 import signal
-import socket
 import subprocess
 import tempfile
 import urllib.request
@@ -98,5 +98,9 @@ class Gateway(Daemon):
         return ["--address", self.host.address, "--stderr"]
 
     def answers(self):
-        with socket.create_connection((self.host.address, MEDIA_PORT), timeout=5):
-            return True
+        connection = http.client.HTTPConnection(self.host.address, MEDIA_PORT, timeout=5)
+        try:
+            connection.request("GET", "/")
+            return connection.getresponse().status == 404
+        finally:
+            connection.close()

@@ -19,6 +19,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::uint64_t kFileBytes = 3'000'000;
 constexpr std::uint64_t kLargeBytes = 32'000'000;
+constexpr std::size_t kTextBytes = 16'000'000;  // more than the sockets' buffers hold
 char ByteAt(std::uint64_t offset) {
     return static_cast<char>((offset * 2654435761u) >> 13);
 }
@@ -59,6 +60,7 @@ protected:
         if (request.path == "/throw") throw std::runtime_error("broken");
         HttpResponse response;
         response.body = request.method + " " + request.path + " " + request.body;
+        if (request.path == "/text") response.body.assign(kTextBytes, 't');
         if (request.path == "/stream" || request.path == "/chunks" || request.path == "/fails") {
             response.length = request.path == "/chunks" ? HttpResponse::kUnknownLength : kFileBytes;
             response.stream = [this, fails = request.path == "/fails"](std::uint64_t offset, char* buffer,
@@ -266,6 +268,25 @@ TEST_F(HttpServerTest, APausedPlayerKeepsItsConnection) {
     player.Send(Get("/"));
     EXPECT_EQ(player.Receive(head, body), 200);
     EXPECT_TRUE(player.ClosedWithin(3s)) << "the pause was for the file alone";
+}
+
+TEST_F(HttpServerTest, AnswersThatNobodyReadsAreBounded) {
+    constexpr std::size_t kMost = 3;  // of the answers fit
+    limits_.text_bytes = kMost * kTextBytes;
+    limits_.idle_timeout = 30s;
+    Start();
+    std::vector<std::unique_ptr<RawClient>> deaf;
+    for (std::size_t i = 0; i < kMost + 2; ++i) {
+        deaf.push_back(std::make_unique<RawClient>(server_->Port()));
+        deaf.back()->Send(Get("/text"));
+        std::this_thread::sleep_for(200ms);  // one after the other
+    }
+    std::string head, body;
+    for (std::size_t i = 0; i < deaf.size(); ++i) {
+        const int expected = i < 2 ? 0 : 200;
+        EXPECT_EQ(deaf[i]->Receive(head, body), expected) << i << ": those that did not read for the longest time end";
+    }
+    EXPECT_EQ(Status(Get("/text")), 200);
 }
 
 TEST_F(HttpServerTest, MoreWorkThanTheQueueTakes) {
