@@ -142,12 +142,15 @@ std::string ApplySetting(ClientProfile& profile, std::string_view setting, std::
 bool MatchesPattern(std::string_view pattern, std::string_view text) {
     if (pattern.empty()) return false;
     std::size_t position = 0;
-    for (const std::string& piece : Split(pattern, '*')) {
+    for (;;) {
+        const std::size_t star = pattern.find('*');
+        const std::string_view piece = pattern.substr(0, star);
         position = text.find(piece, position);
         if (position == std::string_view::npos) return false;
+        if (star == std::string_view::npos) return true;
         position += piece.size();
+        pattern.remove_prefix(star + 1);
     }
-    return true;
 }
 
 ProfileList ParseProfiles(std::string_view text, const std::function<void(int, const std::string&)>& complain) {
