@@ -26,7 +26,9 @@ constexpr std::int32_t kDeepOffset = 1000;
 constexpr std::int32_t kFarRows = 2000;
 /// Longer lists are not kept, so that memory stays flat whatever the library's size.
 constexpr std::int32_t kMaxKeptIds = 1500000;
-constexpr std::int32_t kMaxKeptGroups = 20000;
+constexpr std::int32_t kMaxKeptGroups = 12000;
+/// The row that stands for a group.
+constexpr char kGroupKey[] = "min(id)";
 
 /// A row whose place in a list is known: the rows that follow it are found without those before.
 struct Mark {
@@ -240,7 +242,7 @@ std::int32_t MediaDB::Select(std::string_view fields, std::string_view order, st
     }
     if ((keeps_ids_ || offset >= kDeepOffset) && limit > 0 && limit <= kChunkRows && !order.empty()) {
         if (fields == "*" && !keeps_ids_) return SelectMarkedPage(order, offset, limit);
-        return SelectDeepPage(std::string(fields), tail, group.empty() ? "id" : "min(id)", offset, limit);
+        return SelectDeepPage(std::string(fields), tail, group.empty() ? "id" : kGroupKey, offset, limit);
     }
     if (generation_ != 0 || limit <= 0) return SelectPage(SelectText(fields, tail), offset, limit);
     // The total is asked for next: the page brings the generation along, which saves that a round trip.
@@ -302,29 +304,36 @@ std::int32_t MediaDB::SelectMarkedPage(std::string_view order, std::int32_t offs
     return SelectPage(rest.SelectText("*", " ORDER BY " + key), offset - mark->place, limit);
 }
 
+/// The ids by which the pages of a list are found, in its order.
 /// @param tail  what follows the conditions: groups and order.
+/// @return nothing when the database failed, null when the list is too long to keep.
+std::optional<MediaDB::IdList> MediaDB::KeptIds(const std::string& fields, const std::string& tail, const char* key) {
+    const std::int64_t generation = Generation();
+    if (generation == 0) return std::nullopt;
+    const std::string select = SelectText(fields, tail);
+    if (auto ids = Cache().ids.Find(select, generation)) return ids;
+    const std::string list = SelectText(fields + ", " + key + " AS listed_id", tail);
+    const PgResult rows =
+        Run("SELECT array_agg(listed_id) FROM (" + list + " LIMIT " + std::to_string(kMaxKeptIds + 1) + ") AS list",
+            "list the ids of media");
+    if (!rows) return std::nullopt;
+    IdList ids = std::make_shared<const std::vector<std::int32_t>>(ParseIds(PQgetvalue(rows.get(), 0, 0)));
+    if (ids->size() > kMaxKeptIds) ids = nullptr;
+    Cache().ids.Keep(select, generation, ids, ids ? ids->size() * sizeof(std::int32_t) : 0);
+    return ids;
+}
+
 /// @param key   expression for the row that stands for a row of the list: grouping only the rows of a page by it gives
 ///     the page of groups.
 std::int32_t MediaDB::SelectDeepPage(const std::string& fields, const std::string& tail, const char* key,
                                      std::int32_t offset, std::int32_t limit) {
-    const std::int64_t generation = Generation();
-    if (generation == 0) return -1;
-    const std::string select = SelectText(fields, tail);
-    auto ids = Cache().ids.Find(select, generation);
-    if (!ids) {
-        const std::string list = SelectText(fields + ", " + key + " AS listed_id", tail);
-        const PgResult rows =
-            Run("SELECT array_agg(listed_id) FROM (" + list + " LIMIT " + std::to_string(kMaxKeptIds + 1) + ") AS list",
-                "list the ids of media");
-        if (!rows) return -1;
-        ids = std::make_shared<const std::vector<std::int32_t>>(ParseIds(PQgetvalue(rows.get(), 0, 0)));
-        if ((*ids)->size() > kMaxKeptIds) ids = nullptr;
-        Cache().ids.Keep(select, generation, *ids, *ids ? (*ids)->size() * sizeof(std::int32_t) : 0);
-    }
-    if (!*ids) return SelectPage(select, offset, limit);
+    const std::optional<IdList> kept = KeptIds(fields, tail, key);
+    if (!kept) return -1;
+    if (!*kept) return SelectPage(SelectText(fields, tail), offset, limit);
+    const std::vector<std::int32_t>& ids = **kept;
     std::string page;
-    const std::size_t end = std::min<std::size_t>((*ids)->size(), static_cast<std::size_t>(offset) + limit);
-    for (std::size_t i = offset; i < end; ++i) page.append(page.empty() ? "" : ",").append(std::to_string((**ids)[i]));
+    const std::size_t end = std::min<std::size_t>(ids.size(), static_cast<std::size_t>(offset) + limit);
+    for (std::size_t i = offset; i < end; ++i) page.append(page.empty() ? "" : ",").append(std::to_string(ids[i]));
     if (page.empty()) return 0;
     std::string sql = "SELECT ";
     sql.append(fields).append(" FROM ").append(TableName(table_)).append(" WHERE id IN (" + page + ")").append(tail);
@@ -383,7 +392,11 @@ std::int32_t MediaDB::SelectTotal() {
 std::int32_t MediaDB::SelectTotal(std::string_view fields, std::string_view group, std::string_view order) {
     // Counting groups costs as much as listing them, and the list is asked for next.
     if (!order.empty()) {
-        if (const auto count = SelectKeptGroups(SelectText(fields, TailText(order, group)), 0, 0)) return *count;
+        const std::string tail = TailText(order, group);
+        if (const auto count = SelectKeptGroups(SelectText(fields, tail), 0, 0)) return *count;
+        const std::optional<IdList> ids = KeptIds(std::string(fields), tail, kGroupKey);
+        if (!ids) return -1;
+        if (*ids) return static_cast<std::int32_t>((*ids)->size());
     }
     const std::string groups = SelectText(fields, TailText({}, group));
     return CountOf("SELECT count(*) FROM (" + groups + ") AS groups", "count groups of media");

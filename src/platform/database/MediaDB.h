@@ -75,6 +75,8 @@ private:
     std::string SelectText(std::string_view fields, std::string_view tail) const;
     static std::string TailText(std::string_view order, std::string_view group);
     std::optional<std::int32_t> SelectKeptGroups(const std::string& select, std::int32_t offset, std::int32_t limit);
+    using IdList = std::shared_ptr<const std::vector<std::int32_t>>;
+    std::optional<IdList> KeptIds(const std::string& fields, const std::string& tail, const char* key);
     std::int32_t SelectDeepPage(const std::string& fields, const std::string& tail, const char* key,
                                 std::int32_t offset, std::int32_t limit);
     std::int32_t SelectMarkedPage(std::string_view order, std::int32_t offset, std::int32_t limit);

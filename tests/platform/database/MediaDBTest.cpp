@@ -205,6 +205,7 @@ TEST_F(MediaDBTest, MoreGroupsThanAreKeptArePagedToo) {
         SCOPED_TRACE(offset);
         MediaDB rows(MediaKind::Music);
         EXPECT_EQ(rows.SelectTotal("album AS cateval, MIN(id) AS minid", "cateval"), 21000);
+        EXPECT_EQ(rows.SelectTotal("album AS cateval, MIN(id) AS minid", "cateval", "cateval"), 21000);
         ASSERT_EQ(rows.Select("album AS cateval, MIN(id) AS minid", "cateval", offset, 10, "cateval"),
                   std::min(10, 21000 - offset));
         for (int n = offset; rows.NextRow(); ++n) {
