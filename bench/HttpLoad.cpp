@@ -1,22 +1,26 @@
 // A load generator that costs next to nothing: one request, again and again, on keep-alive connections.
 //
-//   http_load ADDRESS PORT CLIENTS SECONDS <REQUEST
+//   http_load ADDRESS PORT CLIENTS SECONDS [FILE_BYTES] <REQUEST
 //
-// REQUEST is the whole request as it goes over the wire. Prints answers, answers per second, the median and the 99th
-// percentile of the time to the last byte in milliseconds, the bytes of one answer, and the answers of the client that
-// got the fewest and of the one that got the most; fails when an answer is not 200.
+// REQUEST is the whole request as it goes over the wire. With FILE_BYTES each asks for 64 KiB somewhere in a file of
+// that size. Prints answers, answers per second, the median and the 99th percentile of the time to the last byte in
+// milliseconds, the bytes of one answer, and the answers of the client that got the fewest and of the one that got the
+// most; fails when an answer is not 200, or 206 for a part.
 
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <arpa/inet.h>
@@ -61,6 +65,29 @@ int Connect(const char* address, int port) {
     return socket;
 }
 
+/// The same request each time, or the request for another part of a file each time.
+class Requests {
+public:
+    Requests(std::string request, std::uint64_t file_bytes) : request_(std::move(request)), head_(request_.size() - 2) {
+        if (file_bytes > kPartBytes) first_ = std::uniform_int_distribution<std::uint64_t>(0, file_bytes - kPartBytes);
+    }
+    const std::string& Next() {
+        if (first_.max() == 0) return request_;
+        const std::uint64_t first = first_(random_);
+        request_.resize(head_);
+        request_.append("Range: bytes=").append(std::to_string(first)).append("-");
+        request_.append(std::to_string(first + kPartBytes - 1)).append("\r\n\r\n");
+        return request_;
+    }
+
+private:
+    static constexpr std::uint64_t kPartBytes = 64 * 1024;
+    std::string request_;
+    const std::size_t head_;  ///< length without the last line end
+    std::mt19937_64 random_;  // the same places in every run
+    std::uniform_int_distribution<std::uint64_t> first_{0, 0};
+};
+
 void Ask(Client& client, const std::string& request) {
     client.asked = Clock::now();
     client.head.clear();
@@ -72,7 +99,7 @@ void Ask(Client& client, const std::string& request) {
 
 /// Length of the body that a complete header block announces.
 std::size_t BodyLength(std::string_view head) {
-    if (!head.starts_with("HTTP/1.1 200 "))
+    if (!head.starts_with("HTTP/1.1 200 ") && !head.starts_with("HTTP/1.1 206 "))
         throw std::runtime_error("the answer is " + std::string(head.substr(0, 40)));
     constexpr std::string_view kField = "\r\nContent-Length: ";
     const std::size_t at = head.find(kField);
@@ -97,15 +124,15 @@ bool Take(Client& client, const char* data, std::size_t size, std::size_t& bytes
     return client.missing == 0;
 }
 
-void Run(const char* address, int port, std::size_t clients, double seconds) {
-    const std::string request = ReadRequest();
+void Run(const char* address, int port, std::size_t clients, double seconds, std::uint64_t file_bytes) {
+    Requests requests(ReadRequest(), file_bytes);
     const int events = epoll_create1(0);
     std::vector<Client> all(clients);
     for (Client& client : all) {
         client.socket = Connect(address, port);
         epoll_event wanted{EPOLLIN, {&client}};
         if (epoll_ctl(events, EPOLL_CTL_ADD, client.socket, &wanted) != 0) Fail("wait for a socket");
-        Ask(client, request);
+        Ask(client, requests.Next());
     }
     std::vector<double> times;
     std::size_t bytes = 0;
@@ -125,7 +152,7 @@ void Run(const char* address, int port, std::size_t clients, double seconds) {
             if (!Take(client, buffer.data(), static_cast<std::size_t>(got), bytes)) continue;
             times.push_back(std::chrono::duration<double, std::milli>(Clock::now() - client.asked).count());
             ++client.answers;
-            Ask(client, request);
+            Ask(client, requests.Next());
         }
     }
     const double took = std::chrono::duration<double>(Clock::now() - begin).count();
@@ -140,9 +167,12 @@ void Run(const char* address, int port, std::size_t clients, double seconds) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 5) return std::fputs("usage: http_load ADDRESS PORT CLIENTS SECONDS <REQUEST\n", stderr), 2;
+    if (argc != 5 && argc != 6) {
+        return std::fputs("usage: http_load ADDRESS PORT CLIENTS SECONDS [FILE_BYTES] <REQUEST\n", stderr), 2;
+    }
     try {
-        Run(argv[1], std::atoi(argv[2]), std::strtoul(argv[3], nullptr, 10), std::strtod(argv[4], nullptr));
+        Run(argv[1], std::atoi(argv[2]), std::strtoul(argv[3], nullptr, 10), std::strtod(argv[4], nullptr),
+            argc == 6 ? std::strtoull(argv[5], nullptr, 10) : 0);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "http_load: %s\n", error.what());
         return 1;
