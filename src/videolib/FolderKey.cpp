@@ -19,10 +19,15 @@ std::string MakeFolderKey(LibReelhouse::VideoMetadataAPI& library, std::string_v
         SysLogError("%s:%d Failed to get id and path by directory path [dir=%s]", kFolderSource, __LINE__, dir.c_str());
         return {};
     }
-    const std::size_t dir_parts = StringExplode(dir, "/").size(), file_parts = StringExplode(file_path, "/").size();
+    return MakeFolderKey(dir, file_id, file_path);
+}
+
+std::string MakeFolderKey(std::string_view directory, std::string_view file_id, std::string_view file_path) {
+    const std::string dir(directory), file(file_path);
+    const std::size_t dir_parts = StringExplode(dir, "/").size(), file_parts = StringExplode(file, "/").size();
     if (dir_parts == 0 || file_parts == 0) {
         SysLogError("%s:%d Error: wrong path [Dir = %s, file = %s]", kFolderSource, __LINE__, dir.c_str(),
-                    file_path.c_str());
+                    file.c_str());
         return {};
     }
     const std::string levels = std::to_string(static_cast<long>(file_parts) - static_cast<long>(dir_parts) - 1);
@@ -30,7 +35,7 @@ std::string MakeFolderKey(LibReelhouse::VideoMetadataAPI& library, std::string_v
         SysLogError("%s:%d Error: wrong levels [levels = %s]", kFolderSource, __LINE__, levels.c_str());
         return {};
     }
-    return file_id + "L" + levels;
+    return std::string(file_id) + "L" + levels;
 }
 
 std::string ResolveFolderKey(LibReelhouse::VideoMetadataAPI& library, std::string_view key) {

@@ -17,6 +17,9 @@ inline constexpr const char* kFolderSource = "cdsfolder_rh";
 /// @param directory  absolute path. @return the empty key when no video file lies below it.
 std::string MakeFolderKey(LibReelhouse::VideoMetadataAPI& library, std::string_view directory);
 
+/// The key by a video file that is known to lie below the directory.
+std::string MakeFolderKey(std::string_view directory, std::string_view file_id, std::string_view file_path);
+
 /// The directory that a key names, whether it exists or not. Empty for what is no key, and when the file is gone.
 std::string ResolveFolderKey(LibReelhouse::VideoMetadataAPI& library, std::string_view key);
 

@@ -134,7 +134,11 @@ bool FolderRequest::ListFiles(const std::string& directory, bool subtitled, Reco
 bool FolderRequest::WriteFolder(const Json::Value& record) {
     const std::string title = MemberText(record, "title");
     if (MemberText(record, "type") != "folder" || MemberText(record, "id").empty()) return false;
-    const std::string key = MakeFolderKey(library_, MemberText(record, "path"));
+    const std::string path = MemberText(record, "path"), file_path = MemberText(record, "file_path");
+    // The catalogue tells a file of each folder of a page, which saves a question for each.
+    const std::string key = path.empty() || file_path.empty()
+                                ? MakeFolderKey(library_, path)
+                                : MakeFolderKey(path, MemberText(record, "file_id"), file_path);
     if (key.empty() || title.empty()) return false;
     out_.SerializeContainerWithCount(child_id_.Field(key), object_id_, title, query_.ListedChildCount(),
                                      ObjectType::kStorageFolder);

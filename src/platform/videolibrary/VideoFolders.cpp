@@ -17,7 +17,7 @@ std::string HasKind(const VideoKind& kind) {
     return "videos > 0 AND video_kinds & " + std::to_string(1 << type) + " <> 0";
 }
 
-/// A reply with rows of the columns "id", "path" and "title".
+/// A reply with rows of the columns "id", "path" and "title", and perhaps more.
 void SetFolders(Json::Value& reply, const PGresult* rows) {
     reply = Json::Value(Json::objectValue);
     Json::Value& objects = reply["objects"] = Json::Value(Json::arrayValue);
@@ -141,9 +141,12 @@ bool GetDirInfo(Json::Value& reply, std::string_view directory, std::string_view
         AskIds("SELECT id" + source + " ORDER BY title, id", parameters, page, Finding::ByIndex, "list directories");
     if (!total || !ids) return false;
     Parameters of_page;
-    const std::string of_ids = " WHERE id = ANY (" + of_page.Bind(ArrayText(*ids)) + "::integer[])";
+    const std::string of_ids = " WHERE d.id = ANY (" + of_page.Bind(ArrayText(*ids)) + "::integer[])";
     const PgResult folders =
-        Ask("SELECT id, path, title FROM directory" + of_ids + " ORDER BY title, id", of_page, "list directories");
+        Ask("SELECT d.id, d.path, d.title, v.id AS file_id, v.path AS file_path FROM directory AS d"
+            " LEFT JOIN video AS v ON v.id = d.first_video" +
+                of_ids + " ORDER BY d.title, d.id",
+            of_page, "list directories");
     if (!folders) return false;
     SetFolders(reply, folders.get());
     reply["total"] = *total;

@@ -111,8 +111,9 @@ public:
 bool NIMBVideoGetRootDirByVideoType(Json::Value& reply, std::string_view table);
 
 /// A page of the subdirectories that hold videos of that kind at any depth, in the order of their names: "objects" of
-/// the reply as above, "total" their number in all, and "path", an array with the directory itself. @return false when
-/// the database fails or there is no such directory.
+/// the reply as above, each with "file_id" and "file_path" of the video below it that has the smallest id; "total"
+/// their number in all, and "path", an array with the directory itself. @return false when the database fails or there
+/// is no such directory.
 bool GetDirInfo(Json::Value& reply, std::string_view directory, std::string_view table, Page page);
 
 }  // namespace MediaServer::LibReelhouse

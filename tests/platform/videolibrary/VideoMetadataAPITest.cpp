@@ -230,6 +230,8 @@ TEST_F(VideoMetadataAPITest, FoldersWithVideos) {
 
     ASSERT_TRUE(GetDirInfo(reply, "/v", "movie", {}));
     EXPECT_EQ(Join(reply["objects"], "title"), "films") << "those without movies are hidden";
+    EXPECT_EQ(Join(reply["objects"], "file_id"), "1");
+    EXPECT_EQ(Join(reply["objects"], "file_path"), "/v/films/a cd10.mkv");
     ASSERT_TRUE(GetDirInfo(reply, "/v", "tvshow", {}));
     EXPECT_EQ(Join(reply["objects"], "title"), "show");
     ASSERT_TRUE(GetDirInfo(reply, "/v/films", "movie", {0, 1}));
