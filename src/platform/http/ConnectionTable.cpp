@@ -43,6 +43,7 @@ ConnectionTable::Connection* ConnectionTable::Add(int fd, std::string client_add
 }
 
 void ConnectionTable::Remove(Connection* connection) {
+    if (!connection) return;
     const std::lock_guard lock(mutex_);
     ReleaseText(*connection);
     connections_.remove_if([connection](const Connection& entry) { return &entry == connection; });

@@ -35,7 +35,7 @@ public:
     ~ConnectionTable();
 
     Connection* Add(int fd, std::string client_address, std::string local_address, Clock::duration time_for_request);
-    /// Before the descriptor is closed.
+    /// Before the descriptor is closed. Null, for one that was never added, is nothing.
     void Remove(Connection* connection);
     /// A complete request is due within that time from now.
     void ExpectRequest(Connection* connection, Clock::duration time_for_request);
