@@ -4,7 +4,6 @@
 #include <charconv>
 #include <concepts>
 #include <cstddef>
-#include <cstring>
 #include <iterator>
 #include <string_view>
 
@@ -26,8 +25,7 @@ public:
 private:
     void Add(std::string_view part) {
         const std::size_t fits = std::min(part.size(), Size - 1 - size_);  // the field ends with a NUL
-        std::memcpy(text_ + size_, part.data(), fits);
-        size_ += fits;
+        size_ += part.copy(text_ + size_, fits);
     }
     template <std::integral Number>
     void Add(Number number) {

@@ -3,7 +3,6 @@
 #include <charconv>
 #include <concepts>
 #include <cstddef>
-#include <cstring>
 #include <iterator>
 #include <string_view>
 #include <utility>
@@ -50,8 +49,7 @@ private:
             appendBinaryPQExpBuffer(&buffer_, text.data(), text.size());
             return;
         }
-        std::memcpy(buffer_.data + buffer_.len, text.data(), text.size());
-        buffer_.len += text.size();
+        buffer_.len += text.copy(buffer_.data + buffer_.len, text.size());
         buffer_.data[buffer_.len] = '\0';
     }
     template <std::integral Number>
