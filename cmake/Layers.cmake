@@ -13,8 +13,9 @@ function(dms_library name)
     endif()
 endfunction()
 
-# For builds with the leak checker: what a library loses is not ours.
-set(dms_leak_options "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/leaks.supp:print_suppressions=0")
+# For builds with a sanitizer: what a library loses, or does with locks that cannot be seen, is not ours.
+set(dms_sanitizer_options "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/leaks.supp:print_suppressions=0"
+    "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/cmake/races.supp")
 
 # One test program per folder under tests/, named <folder>_test; TIMEOUT bounds each run.
 function(dms_test name)
@@ -33,5 +34,5 @@ function(dms_test name)
         set(ARG_TIMEOUT 120)
     endif()
     set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} RUN_SERIAL ${ARG_SERIAL}
-        ENVIRONMENT "${dms_leak_options}")
+        ENVIRONMENT "${dms_sanitizer_options}")
 endfunction()
