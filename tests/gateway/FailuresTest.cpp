@@ -51,7 +51,7 @@ TEST_F(FailuresTest, ABrokenFileCostsAStatusAndALine) {
     std::string bomb = ReadWholeFile(media / "small.png", 1 << 20).value();
     bomb.replace(16, 8, std::string("\0\0\xEA\x60\0\0\xEA\x60", 8));
     // A Matroska file that ends before its first stream.
-    const std::string empty_film("\x1A\x45\xDF\xA3\x93\x42\x82\x88matroska\x42\x87\x81\x02", 23);
+    const std::string empty_film = "\x1A\x45\xDF\xA3\x93\x42\x82\x88matroska\x42\x87\x81\x02";
     struct {
         const char *why, *table, *name;
         std::string content, url;  // "#" stands for the id
