@@ -36,6 +36,8 @@ constexpr Source kOfAlbum[] = {{PictureIn::Tags, Itself}, {PictureIn::File, Find
 // Every video is announced with a cover, so each has one.
 constexpr Source kOfVideo[] = {
     {PictureIn::File, FindVideoCover}, {PictureIn::Tags, Itself}, {PictureIn::Video, Itself}};
+constexpr Source kOfLibraryEntry[] = {
+    {PictureIn::File, FindVideoPoster}, {PictureIn::Tags, Itself}, {PictureIn::Video, Itself}};
 
 /// Where each kind of cover is looked for, in that order; an album stands for one of its songs.
 struct CoverKind {
@@ -44,11 +46,9 @@ struct CoverKind {
     std::span<const Source> sources;
 };
 constexpr CoverKind kCoverKinds[] = {
-    {"ebdart", MediaKind::Music, kInSong},
-    {"folderart", MediaKind::Music, kBesideSong},
-    {"albumart", MediaKind::Music, kOfAlbum},
-    {"vfolderart", MediaKind::Video, kOfVideo},
-    {"rhcover", MediaKind::Video, kOfVideo},  // an entry of the video library has the id of its file
+    {"ebdart", MediaKind::Music, kInSong},          {"folderart", MediaKind::Music, kBesideSong},
+    {"albumart", MediaKind::Music, kOfAlbum},       {"vfolderart", MediaKind::Video, kOfVideo},
+    {"rhcover", MediaKind::Video, kOfLibraryEntry},  // an entry of the video library has the id of its file
 };
 
 struct FormatRow {

@@ -40,6 +40,10 @@ constexpr OtherName kContainers[] = {
     {"mpegvideo", "mpeg_es"},
 };
 constexpr OtherName kAudioCodecs[] = {{"atrac3", "amr_atrac3"}, {"atrac3p", "amr_atrac3"}};
+// Brands of 3GPP TS 26.244: "3gp6", "3gg6", "3gr6" and so on.
+constexpr std::string_view k3gppBrand = "3g";
+// Of 3GPP2 C.S0050, which is another container: "3g2a".
+constexpr std::string_view k3gpp2Brand = "3g2";
 
 std::string NameIn(std::span<const OtherName> table, std::string_view ffmpeg) {
     const auto found =
@@ -59,7 +63,9 @@ constexpr AacProfile kAacProfiles[] = {
 };
 
 std::string AudioCodecName(const AVCodecParameters& codec) {
-    if (codec.codec_id == AV_CODEC_ID_AAC) {
+    // Samples of a DVD are those of any other file, in packets of their own.
+    if (codec.codec_id == AV_CODEC_ID_PCM_DVD && codec.bits_per_coded_sample <= 16) return "pcm_s16be";
+    if (codec.codec_id == AV_CODEC_ID_AAC || codec.codec_id == AV_CODEC_ID_AAC_LATM) {
         const auto* const found = std::find_if(std::begin(kAacProfiles), std::end(kAacProfiles),
                                                [&](const AacProfile& row) { return row.profile == codec.profile; });
         if (found != std::end(kAacProfiles)) return found->name;
@@ -72,12 +78,25 @@ constexpr std::uint32_t kMp3BitRates[] = {8000,  16000,  24000,  32000,  40000, 
                                           96000, 112000, 128000, 144000, 160000, 192000, 224000, 256000, 320000};
 
 std::uint32_t NearMp3BitRate(std::uint32_t average) {
-    constexpr std::uint32_t kTolerance = 50;  // a fiftieth
+    constexpr std::uint32_t kTolerance = 100;  // a hundredth
     for (const std::uint32_t known : kMp3BitRates) {
         const std::uint32_t off = std::max(known, average) - std::min(known, average);
         if (off <= known / kTolerance) return known;
     }
     return average;
+}
+
+/// Bit rates of AMR narrow band (3GPP TS 26.101), and what its frames take with the byte before each (RFC 4867, 5.3).
+struct AmrBitRate {
+    std::uint32_t stored, speech;
+};
+constexpr AmrBitRate kAmrBitRates[] = {{5200, 4750}, {5600, 5150}, {6400, 5900},   {7200, 6700},
+                                       {8000, 7400}, {8400, 7950}, {10800, 10200}, {12800, 12200}};
+
+std::uint32_t AmrSpeechBitRate(std::uint32_t stored) {
+    const auto* const found = std::find_if(std::begin(kAmrBitRates), std::end(kAmrBitRates),
+                                           [&](const AmrBitRate& row) { return row.stored == stored; });
+    return found == std::end(kAmrBitRates) ? stored : found->speech;
 }
 
 /// Rates that video is made with. Containers that count time in thousandths of a second blur them.
@@ -166,6 +185,7 @@ void TakeAudio(const AVStream& stream, NIMB_MEDIA_INFO& record) {
     record.audio_codec = AudioCodecName(codec);
     record.audio_bitrate = BitRate(codec.bit_rate);
     if (codec.codec_id == AV_CODEC_ID_MP3) record.audio_bitrate = NearMp3BitRate(record.audio_bitrate);
+    if (codec.codec_id == AV_CODEC_ID_AMR_NB) record.audio_bitrate = AmrSpeechBitRate(record.audio_bitrate);
     record.frequency = codec.sample_rate;
     record.channel = codec.ch_layout.nb_channels;
 }
@@ -188,7 +208,7 @@ void TakeFormat(const AVFormatContext& format, NIMB_MEDIA_INFO& record) {
     if (record.container_type == "mpegts") record.container_type = TransportStreamName(record.path);
     if (record.container_type == "mp4") {
         const std::string_view brand = Tag(format, nullptr, "major_brand");
-        if (brand.starts_with("3gp")) record.container_type = "3gp";
+        if (brand.starts_with(k3gppBrand) && !brand.starts_with(k3gpp2Brand)) record.container_type = "3gp";
         // QuickTime files of old name no brand.
         if (brand.empty() || brand.starts_with("qt")) record.container_type = "mov";
     }

@@ -107,6 +107,7 @@ TEST_F(CoverPicturesTest, VideoCoverInTheFormatOfTheUrl) {
     const std::string other = Add("video", media.Write("other.mkv", "x"));
     Make(Picture("90x60"), "other-poster.jpg");
     ExpectThumbnail(Cover("rhcover", other), 90, 60);
+    EXPECT_EQ(Cover("vfolderart", other).status, 404) << "nothing announces that kind of name";
 }
 
 TEST_F(CoverPicturesTest, VideoWithoutACoverShowsAFrame) {

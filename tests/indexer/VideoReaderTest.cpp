@@ -39,6 +39,10 @@ const VideoCase kVideos[] = {
      "MPEG_PS_PAL"},
     {"pal-ac3-640k.mpg", "720x576", "25", kMpeg2, "-c:a ac3 -b:a 640k -v fatal -f vob", "mpeg_ps", "mpeg2video", "ac3",
      "25/1", "MPEG_PS_PAL_XAC3"},
+    {"pal-pcm.mpg", "720x576", "25", kMpeg2, "-c:a pcm_dvd -v fatal -f vob", "mpeg_ps", "mpeg2video", "pcm_s16be",
+     "25/1", "MPEG_PS_PAL"},
+    {"ltp.ts", "1280x720", "50", kX264, "-c:a aac -profile:a aac_ltp -strict -2 -mpegts_flags latm", "mpeg_ts", "h264",
+     "aac_ltp", "50/1", nullptr},
     {"ntsc.mpg", "720x480", "30000/1001", kMpeg2, "-c:a ac3 -b:a 256k -f vob", "mpeg_ps", "mpeg2video", "ac3",
      "30000/1001", "MPEG_PS_NTSC"},
     {"eu.ts", "720x576", "25", kMpeg2, "-c:a mp2 -b:a 192k", "mpeg_ts", "mpeg2video", "mp2", "25/1",
@@ -98,6 +102,23 @@ TEST(VideoReader, RecordAndProfileOfEveryKind) {
         EXPECT_EQ(profile ? profile->name : "none", c.profile ? c.profile : "none")
             << record->video_bitrate << " " << record->frame_bitrate << " " << record->audio_bitrate;
     }
+}
+
+/// Phones film with speech sound, whose containers tell the rate with a byte more for each frame.
+TEST(VideoReader, SpeechInFilmsOfPhones) {
+    const MediaFiles files;
+    std::string speech = "#!AMR\n";
+    for (int frame = 0; frame < 50; ++frame) speech += "\x3C" + std::string(31, '\0');  // 12.2 kbit/s
+    files.Write("speech.amr", speech);
+    files.Make(Split(
+        "-f lavfi -i color=s=176x144:r=15 -i @/speech.amr -t 1 -c:v h263 -b:v 40k -c:a copy -brand 3gr6 @/a.3gp",
+        ' '));
+    std::string reason;
+    const auto record = ReadFacts(files.Path("a.3gp"), reason);
+    ASSERT_TRUE(record) << reason;
+    EXPECT_EQ(record->audio_bitrate, 12200U);
+    const ProfileEntry* profile = DetectVideoProfile(*record);
+    EXPECT_EQ(profile ? profile->name : "none", "MPEG4_H263_3GPP_P3_L10_AMR");
 }
 
 TEST(VideoReader, TransportStreamsByTheirPackets) {

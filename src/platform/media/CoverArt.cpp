@@ -1,5 +1,7 @@
 #include "platform/media/CoverArt.h"
 
+#include <initializer_list>
+
 #include <sys/stat.h>
 
 #include "platform/text/Text.h"
@@ -11,6 +13,15 @@ namespace {
 bool IsRegularFile(const std::string& path) {
     struct stat info {};
     return stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
+}
+
+/// The video's name with one of these ends, else the folder's cover.
+std::string FindOwnPicture(std::string_view video_path, std::initializer_list<const char*> ends) {
+    const std::string own = std::string(DirName(video_path)) + "/" + std::string(BaseNameWithoutExtension(video_path));
+    for (const char* end : ends) {
+        if (IsRegularFile(own + end)) return own + end;
+    }
+    return FindFolderCover(video_path);
 }
 
 }  // namespace
@@ -33,11 +44,11 @@ std::string FindFolderCover(std::string_view song_path) {
 }
 
 std::string FindVideoCover(std::string_view video_path) {
-    const std::string own = std::string(DirName(video_path)) + "/" + std::string(BaseNameWithoutExtension(video_path));
-    for (const char* end : {".jpg", ".png", "-poster.jpg", "-poster.png"}) {
-        if (IsRegularFile(own + end)) return own + end;
-    }
-    return FindFolderCover(video_path);
+    return FindOwnPicture(video_path, {".jpg", ".png"});
+}
+
+std::string FindVideoPoster(std::string_view video_path) {
+    return FindOwnPicture(video_path, {".jpg", ".png", "-poster.jpg", "-poster.png"});
 }
 
 }  // namespace MediaServer
