@@ -69,7 +69,7 @@ CREATE TABLE music (
 -- at its end lets the list of a category's values (smallest id of each) be read from the index alone.
 CREATE INDEX music_inode ON music (inode);  -- finds what a new name was before
 CREATE INDEX music_path_prefix ON music (path text_pattern_ops);
-CREATE INDEX music_children ON music (parent_id, album, disc, track, path, id);
+CREATE INDEX music_children ON music (parent_id, album, disc, track);
 CREATE INDEX music_album ON music (album, disc, track, path, id);
 CREATE INDEX music_album_id ON music (album, id);
 CREATE INDEX music_artist ON music (artist, album, disc, track, id);
