@@ -26,8 +26,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
                is_recording = details.type == LibReelhouse::kTvRecord;
     Require(is_episode == (details.episode >= 0) && is_episode == (details.season >= 0), "episodes have numbers");
     Require(is_movie == (details.year != 0) && (!is_movie || !details.title.empty()), "movies have a title and a year");
-    Require(is_recording == !details.channel.empty() && (!is_recording || !details.title.empty()),
-            "recordings have a channel and a title");
+    Require(!is_recording || !details.title.empty(), "recordings have a title");
+    Require(is_recording || details.channel.empty(), "only recordings have a channel");
     Require(!is_recording || !details.date.empty(), "recordings have a date");
     Require(details.date.empty() || IsDate(details.date), "a date is one");
     for (const std::string* text : {&details.title, &details.channel, &details.show}) {

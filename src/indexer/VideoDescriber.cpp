@@ -26,16 +26,17 @@ std::string WithName(std::string_view path, std::string_view name, std::string_v
     return std::string(DirName(path)).append("/").append(name).append(extension);
 }
 
-/// Where a video's own description may lie, the most special first.
+/// Where a video's own description may lie, the most special first. That of a folder's movie is not of its extras.
 std::array<std::string, 3> NfoPathsOf(std::string_view path) {
     const std::string_view name = BaseNameWithoutExtension(path);
-    return {WithName(path, name, ".nfo"), WithName(path, WithoutPart(name), ".nfo"), WithName(path, "movie", ".nfo")};
+    return {WithName(path, name, ".nfo"), WithName(path, WithoutPart(name), ".nfo"),
+            IsExtra(path) ? std::string() : WithName(path, "movie", ".nfo")};
 }
 
 std::array<std::string, 2> ShowNfoPathsOf(std::string_view path) {
     const std::string_view directory = DirName(path);
     return {WithName(path, "tvshow", ".nfo"),
-            IsSeasonFolder(BaseName(directory)) ? WithName(directory, "tvshow", ".nfo") : std::string()};
+            IsSeasonFolder(directory) ? WithName(directory, "tvshow", ".nfo") : std::string()};
 }
 
 /// A hash (FNV-1a) that tells two states apart; nobody gains by making two alike.
@@ -131,7 +132,7 @@ void VideoDescriber::DescribeShow(const std::string& path, VideoDescription& des
         if (description.show_has_nfo) show = *details;
     }
     if (show.title.empty()) show.title = description.video.show;
-    if (show.title.empty()) show.title = BaseName(DirName(path));
+    if (show.title.empty()) show.title = ShowOfFolders(path);
     std::int32_t year = 0;
     show.title = TakeYear(show.title, year);
     if (show.year == 0) show.year = year;

@@ -114,7 +114,7 @@ TEST_F(VideoCatalogueTest, RecordsFollowTheirFiles) {
 
 TEST_F(VideoCatalogueTest, DescriptionsBesideTheVideosSayWhatTheyAre) {
     for (const char* name : {"film.mkv", "own/a cd1.mkv", "own/a cd2.mkv", "all/x.mkv", "all/y.mkv",
-                             "Show (2004)/Season 1/e01.mkv", "Show (2004)/Season 1/e02.mkv"}) {
+                             "all/x-trailer.mkv", "Show (2004)/Season 1/e01.mkv", "Show (2004)/Season 1/e02.mkv"}) {
         Add(name);
     }
     files.Write("film.nfo",
@@ -126,7 +126,8 @@ TEST_F(VideoCatalogueTest, DescriptionsBesideTheVideosSayWhatTheyAre) {
     files.Write("Show (2004)/Season 1/e02.nfo", "<episodedetails><title>Two</title></episodedetails>");
     Scan();
     EXPECT_EQ(Records(),
-              "episode The Show s1e1: e01.mkv | episode The Show s1e2Two: e02.mkv | movie Film 1950: film.mkv"
+              "episode The Show s1e1: e01.mkv | episode The Show s1e2Two: e02.mkv | home x-trailer: x-trailer.mkv"
+              " | movie Film 1950: film.mkv"
               " | movie Two parts 1951: a cd1.mkv a cd2.mkv | movie Whole 1952: x.mkv y.mkv");
     EXPECT_EQ(Names("actor"), "Zoe,Ann") << "in the order in which they are told";
     EXPECT_EQ(database.Value("SELECT string_agg(DISTINCT gnere, ',') FROM gnere JOIN gnere_map ON gnere_id = gnere.id"),
@@ -145,7 +146,8 @@ TEST_F(VideoCatalogueTest, DescriptionsBesideTheVideosSayWhatTheyAre) {
     EXPECT_NE(Generation(), generation);
     EXPECT_EQ(Records(),
               "episode Renamed show s1e1: e01.mkv | episode Renamed show s1e2Two: e02.mkv | home a cd1: a cd1.mkv"
-              " | home a cd2: a cd2.mkv | home x: x.mkv | home y: y.mkv | movie Another film 1950: film.mkv");
+              " | home a cd2: a cd2.mkv | home x-trailer: x-trailer.mkv | home x: x.mkv | home y: y.mkv | movie "
+              "Another film 1950: film.mkv");
     EXPECT_EQ(database.Value("SELECT string_agg(actor, ',') FROM actor"), "Bob") << "nobody stays without a video";
     EXPECT_EQ(database.Value("SELECT count(*) FROM tvshow"), "1");
 }
