@@ -6,8 +6,8 @@ namespace MediaServer {
 
 // The words by which names of videos and of their folders tell what they are; case does not count.
 
-/// "Season" in the languages of the menus, and a bare S. A number follows, so a word stands before its own beginning; so
-/// with the words for an episode.
+/// "Season" in the languages of the menus, and a bare S. A number follows, so a word stands before its own beginning;
+/// so with the words for an episode.
 inline constexpr std::string_view kSeasonWords[] = {"season",   "series",  "staffel", "saison",   "temporada",
                                                     "stagione", "seizoen", "säsong",  "シーズン", "s"};
 inline constexpr std::string_view kEpisodeWords[] = {"episode",    "episodio", "épisode", "folge",

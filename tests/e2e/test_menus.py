@@ -271,7 +271,7 @@ class Menus(Clients):
 
     def test_folders_change_without_a_restart(self):
         console = self.client(CONSOLE)
-        before = children(console, "100")
+        before, videos = children(console, "100"), children(console, "101")
         # They stand in the order of their paths, and where the shared library lies is the machine's affair.
         self.assertCountEqual([title for _, title in before], ["library-1", "Lists", "Clips (a)", "Clips (b)"])
         for share, title in before:
@@ -292,6 +292,7 @@ class Menus(Clients):
                 file.write(text)
             stage.server.send(signal.SIGCONT)
         wait_until(lambda: children(console, "100") == before, 10, "the folders as they were")
+        wait_until(lambda: children(console, "101") == videos, 30, "the videos as they were")
 
 
 if __name__ == "__main__":
