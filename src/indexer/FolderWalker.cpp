@@ -6,12 +6,12 @@
 #include <cstring>
 #include <memory>
 
-#include <dirent.h>
 #include <fcntl.h>
 
 #include "indexer/MediaTypes.h"
 #include "platform/media/CoverArt.h"
 #include "platform/media/MediaUrl.h"
+#include "platform/system/Directory.h"
 #include "platform/system/Files.h"
 #include "platform/system/Log.h"
 #include "platform/text/Text.h"
@@ -23,9 +23,6 @@ namespace {
 constexpr std::size_t kMaxPathBytes = 2000;
 constexpr int kMaxDepth = 100;
 
-struct DirectoryCloser {
-    void operator()(DIR* directory) const { closedir(directory); }
-};
 struct Freer {
     void operator()(char* text) const { std::free(text); }
 };
@@ -53,19 +50,6 @@ std::int64_t NextStamp(std::int64_t stamp, const std::string& name, const FileSt
     auto hash = static_cast<std::uint64_t>(stamp);
     for (const char c : text) hash = (hash * 1099511628211U) ^ static_cast<unsigned char>(c);
     return static_cast<std::int64_t>(hash);
-}
-
-/// Names of the entries that are not hidden, in order. Nothing, with errno set, when the directory cannot be read to
-/// its end: what a list cut short lacks would pass for deleted.
-std::optional<std::vector<std::string>> ReadNames(DIR* directory) {
-    std::vector<std::string> names;
-    errno = 0;
-    while (const dirent* entry = readdir(directory)) {
-        if (entry->d_name[0] != '.' && entry->d_name != kThumbnailFolder) names.emplace_back(entry->d_name);
-    }
-    if (errno != 0) return std::nullopt;
-    std::sort(names.begin(), names.end());
-    return names;
 }
 
 }  // namespace
@@ -144,13 +128,15 @@ bool FolderWalker::List(Listing& listing) {
         return false;
     }
     listing.state = StateOf(status);
-    const std::unique_ptr<DIR, DirectoryCloser> directory(fdopendir(handle.get()));
+    const UniqueDirectory directory(fdopendir(handle.get()));
     if (!directory) return false;
     const int descriptor = handle.release();
-    const auto names = ReadNames(directory.get());
+    const auto names = NamesIn(directory.get());
     if (!names) LogLeftOut("directory ", listing.path, std::strerror(errno));
     if (!names) return false;
-    for (const std::string& name : *names) AddEntry(listing, descriptor, name);
+    for (const std::string& name : *names) {
+        if (!name.starts_with('.') && name != kThumbnailFolder) AddEntry(listing, descriptor, name);
+    }
     DropCoversOfMusic(listing.files);
     return true;
 }

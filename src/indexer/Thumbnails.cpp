@@ -4,7 +4,6 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <iterator>
 #include <optional>
 #include <string_view>
@@ -19,6 +18,7 @@
 #include "platform/media/MediaUrl.h"
 #include "platform/picture/PictureScaler.h"
 #include "platform/picture/RawPreview.h"
+#include "platform/system/Directory.h"
 #include "platform/system/Files.h"
 #include "platform/system/Log.h"
 #include "platform/text/Text.h"
@@ -153,10 +153,10 @@ void ThumbnailPass::LogUnwritable(const std::string& photo_path, int error) {
 
 void RemoveStaleThumbnails(const std::string& directory) {
     const std::string top = directory + "/" + std::string(kThumbnailFolder);
-    std::error_code error;
+    const auto names = NamesIn(top);
+    if (!names) return;
     std::vector<std::string> gone;
-    for (std::filesystem::directory_iterator entry(top, error), end; !error && entry != end; entry.increment(error)) {
-        const std::string name = entry->path().filename();
+    for (const std::string& name : *names) {
         struct stat status;
         if (lstat((directory + "/" + name).c_str(), &status) != 0 && errno == ENOENT) gone.push_back(name);
     }

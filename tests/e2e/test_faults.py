@@ -4,11 +4,13 @@ daemon says so or answers all the same, keeps what it had, and serves the next c
 DMS_SOAK=1 in the environment has every single call fail instead of a selection.
 """
 import itertools
+import os
 import queue
 import signal
+import time
 import unittest
 
-from harness import faults, upnp
+from harness import faults, process, upnp
 from harness.daemon import Daemon
 from harness.stage import Stage
 
@@ -60,8 +62,23 @@ class Faults(faults.Walk, unittest.TestCase):
         return [name for name, _ in event[2]]
 
     def signal(self, number):
+        """Whether the client list is a new file once the daemon has done what the signal asks for."""
+        before = os.stat(self.daemon.config("client_list.json")).st_ino
         self.daemon.process.send_signal(number)
-        return "sent"
+        while self.daemon.process.poll() is None and not process.awaits_signals(self.daemon.pid):
+            time.sleep(0.002)
+        return os.stat(self.daemon.config("client_list.json")).st_ino != before
+
+    def test_signals(self):
+        """The selection leaves gaps that what a signal asks for fits into: alone, each of its calls fails."""
+        self.steps, self.CHOSEN = self.signals, 1000
+        self.settle()
+        self.walk("allocation")
+
+    def signals(self):
+        yield lambda: self.get("/desc/device.xml")
+        yield lambda: self.signal(signal.SIGHUP)
+        yield lambda: self.signal(signal.SIGCONT) or None
 
     def steps(self):
         yield lambda: self.get("/desc/device.xml")
@@ -74,5 +91,4 @@ class Faults(faults.Walk, unittest.TestCase):
         yield lambda: self.server.services[upnp.CONTENT_DIRECTORY].call("GetSystemUpdateID")
         yield lambda: self.server.services[upnp.CONNECTION_MANAGER].call("GetProtocolInfo")
         yield self.subscribe
-        yield lambda: self.signal(signal.SIGHUP)
-        yield lambda: self.signal(signal.SIGCONT)
+        yield from self.signals()

@@ -1,7 +1,8 @@
 #include "platform/database/Database.h"
 
 #include <algorithm>
-#include <filesystem>
+#include <cerrno>
+#include <cstring>
 #include <iterator>
 #include <new>
 #include <optional>
@@ -14,6 +15,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include "platform/system/Directory.h"
 #include "platform/system/Files.h"
 #include "platform/system/Log.h"
 
@@ -140,17 +142,12 @@ bool IsMigration(const std::string& name) {
 }
 
 std::vector<std::string> ListMigrations(const char* directory) {
-    std::vector<std::string> names;
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(directory, error)) {
-        if (std::string name = entry.path().filename().string(); IsMigration(name)) names.push_back(std::move(name));
-    }
-    if (names.empty()) {
-        const std::string reason = error ? error.message() : "no schema file in it";
-        DMSPrintf(0, "could not read schema directory \"%s\": %s", directory, reason.c_str());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
+    auto names = NamesIn(std::string(directory));
+    const char* reason = names ? "no schema file in it" : std::strerror(errno);
+    if (names) std::erase_if(*names, [](const std::string& name) { return !IsMigration(name); });
+    if (names && !names->empty()) return std::move(*names);
+    DMSPrintf(0, "could not read schema directory \"%s\": %s", directory, reason);
+    return {};
 }
 
 bool RunMigration(PGconn* connection, const std::string& directory, const std::string& name) {

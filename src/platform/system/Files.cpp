@@ -1,14 +1,16 @@
 #include "platform/system/Files.h"
 
 #include <cerrno>
-#include <chrono>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <system_error>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "platform/system/Directory.h"
 
 namespace MediaServer {
 
@@ -18,7 +20,7 @@ thread_local int last_error = 0;
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view kTemporary = ".new-";  // what a file is called until it is whole: its name, this, six more
-constexpr std::chrono::minutes kAbandoned{1};     // no write takes that long
+constexpr std::time_t kAbandonedSeconds = 60;     // no write takes that long
 
 /// Access bits for the new file: those of the file it replaces, else what a plain creation would give.
 mode_t ModeFor(const std::string& path) {
@@ -28,26 +30,29 @@ mode_t ModeFor(const std::string& path) {
     return kUsual;
 }
 
-void SyncDirectoryOf(const std::string& path) {
+/// With the slash at its end, so that a name can be put behind it.
+std::string DirectoryOf(const std::string& path) {
     const std::size_t slash = path.rfind('/');
-    const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    return slash == std::string::npos ? "./" : path.substr(0, slash + 1);
+}
+
+void SyncDirectory(const std::string& directory) noexcept {
     const UniqueFd fd{open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
     // Some file systems cannot sync a directory; the rename has happened either way.
     if (fd) (void)fsync(fd.get());
 }
 
 /// Removes what writers of `path` left behind that were killed at it.
-void RemoveAbandoned(const std::string& path) {
-    namespace fs = std::filesystem;
-    const fs::path directory = fs::path(path).parent_path();
-    const std::string start = fs::path(path).filename().string().append(kTemporary);
-    std::error_code error;
-    fs::directory_iterator entry(directory.empty() ? "." : directory, error);
-    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
-        if (!entry->path().filename().string().starts_with(start)) continue;
-        std::error_code gone;  // another writer's, done meanwhile
-        const auto changed = entry->last_write_time(gone);
-        if (!gone && changed + kAbandoned < fs::file_time_type::clock::now()) fs::remove(entry->path(), gone);
+void RemoveAbandoned(const std::string& directory, const std::string& path) {
+    const std::string start = path.substr(path.rfind('/') + 1).append(kTemporary);
+    const std::time_t oldest = std::time(nullptr) - kAbandonedSeconds;
+    const auto names = NamesIn(directory);
+    if (!names) return;
+    for (const std::string& name : *names) {
+        if (!name.starts_with(start)) continue;
+        const std::string left = directory + name;
+        struct stat status {};
+        if (stat(left.c_str(), &status) == 0 && status.st_mtim.tv_sec < oldest) (void)unlink(left.c_str());
     }
 }
 
@@ -146,7 +151,9 @@ std::optional<std::string> ReadWholeFile(const std::string& path, std::size_t li
 }
 
 bool WriteFileAtomically(const std::string& path, std::string_view content) {
-    RemoveAbandoned(path);
+    // Whatever needs memory comes before the new file: a caller that is told of a failure finds the old one.
+    const std::string directory = DirectoryOf(path);
+    RemoveAbandoned(directory, path);
     std::string temporary = std::string(path).append(kTemporary).append("XXXXXX");
     UniqueFd fd{mkostemp(temporary.data(), O_CLOEXEC)};
     if (!fd) return false;
@@ -158,7 +165,7 @@ bool WriteFileAtomically(const std::string& path, std::string_view content) {
         errno = error;
         return false;
     }
-    SyncDirectoryOf(path);
+    SyncDirectory(directory);
     return true;
 }
 

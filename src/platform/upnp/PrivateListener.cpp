@@ -2,18 +2,17 @@
 
 #include <cerrno>
 #include <charconv>
-#include <memory>
 #include <optional>
 #include <utility>
 
 #include <arpa/inet.h>
-#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "platform/system/Directory.h"
 #include "platform/system/Files.h"
 #include "platform/text/Text.h"
 #include "platform/upnp/SearchSocket.h"
@@ -96,10 +95,6 @@ std::optional<std::uint64_t> ParseInode(std::string_view text) {
     return inode;
 }
 
-struct DirDeleter {
-    void operator()(DIR* directory) const noexcept { closedir(directory); }
-};
-
 }  // namespace
 
 LoopbackBinding::LoopbackBinding(std::vector<Subnet> subnets) : subnets_(std::move(subnets)) {
@@ -123,7 +118,7 @@ std::vector<ListeningSocket> ParseSocketTable(std::string_view table) {
 std::set<std::uint64_t> OwnSockets() {
     constexpr std::string_view kPrefix = "socket:[";
     std::set<std::uint64_t> sockets;
-    const std::unique_ptr<DIR, DirDeleter> directory(opendir("/proc/self/fd"));
+    const UniqueDirectory directory(opendir("/proc/self/fd"));
     if (!directory) return sockets;
     while (const dirent* entry = readdir(directory.get())) {
         char target[64];

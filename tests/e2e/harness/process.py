@@ -17,6 +17,13 @@ def resident_memory(pid):
     return int(_status(pid, "VmRSS")) * 1024
 
 
+def awaits_signals(pid):
+    """True when the first thread sleeps and no signal is left for the process to take."""
+    with open(f"/proc/{pid}/stat") as file:
+        state = file.read().rsplit(")", 1)[1].split()[0]
+    return state == "S" and int(_status(pid, "ShdPnd"), 16) == 0
+
+
 def forget_peak(pid):
     with open(f"/proc/{pid}/clear_refs", "w") as file:
         file.write("5")
