@@ -18,7 +18,7 @@ ROUNDS = int(os.environ.get("DMS_SOAK", "0")) and 50 or 6
 PLAYERS = 8
 # The statement timeout and its margin, and what it takes to find that no new connection comes about.
 LONGEST_REQUEST = 25
-BACK_WITHIN = 5
+BACK_WITHIN = 2
 
 
 def setUpModule():
