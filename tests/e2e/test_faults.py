@@ -7,11 +7,11 @@ import itertools
 import os
 import queue
 import signal
-import time
 import unittest
 
 from harness import faults, process, upnp
 from harness.daemon import Daemon
+from harness.server import wait_until
 from harness.stage import Stage
 
 # A subscription keeps its place for a while after its end, and an address has few.
@@ -65,8 +65,8 @@ class Faults(faults.Walk, unittest.TestCase):
         """Whether the client list is a new file once the daemon has done what the signal asks for."""
         before = os.stat(self.daemon.config("client_list.json")).st_ino
         self.daemon.process.send_signal(number)
-        while self.daemon.process.poll() is None and not process.awaits_signals(self.daemon.pid):
-            time.sleep(0.002)
+        wait_until(lambda: self.daemon.process.poll() is not None or process.awaits_signals(self.daemon.pid), 20,
+                   "the signal to be served", 0.002)
         return os.stat(self.daemon.config("client_list.json")).st_ino != before
 
     def test_signals(self):

@@ -12,7 +12,7 @@ UPNP_PORT, MEDIA_PORT = 50001, 50002
 _PACKAGE = "root/var/packages/MediaServer"
 
 
-def wait_until(condition, seconds, what):
+def wait_until(condition, seconds, what, pause=0.1):
     """The first true answer of `condition`; fails after `seconds`."""
     end = time.monotonic() + seconds
     while True:
@@ -21,7 +21,7 @@ def wait_until(condition, seconds, what):
             return answer
         if time.monotonic() > end:
             raise AssertionError(f"waited {seconds} s in vain for {what}")
-        time.sleep(0.1)
+        time.sleep(pause)
 
 
 class Server:
