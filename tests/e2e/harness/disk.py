@@ -13,7 +13,8 @@ class SmallDisk:
         self.path = path
         if _LIBC.unshare(_CLONE_NEWNS) != 0:
             raise OSError(ctypes.get_errno(), "could not make a mount namespace")
-        subprocess.run(["mount", "--make-rprivate", "/"], check=True)
+        # Below a chroot "/" is no mount point; others may then see the disk, and see it go.
+        subprocess.run(["mount", "--make-rprivate", "/"], check=False, stderr=subprocess.DEVNULL)
         subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={size}", "disk", path], check=True)
 
     def fill(self):
