@@ -151,6 +151,9 @@ struct DateMark {
     bool has_time;
 };
 
+/// Room for three numbers of any size and what stands between them.
+constexpr std::size_t kNumbersField = 40;
+
 /// " 20-15", " 20 15 00", "_201500", "T20:15" after a date. @return " HH:MM:SS", or nothing.
 std::string ReadTime(Scanner& scan) {
     Scanner ahead = scan;
@@ -166,7 +169,7 @@ std::string ReadTime(Scanner& scan) {
     if (has_second) ahead = beyond;
     if (IsDigit(ahead.Next())) return {};
     scan = ahead;
-    char text[16];
+    char text[kNumbersField];
     std::snprintf(text, sizeof text, " %02d:%02d:%02d", *hour, *minute, has_second ? *second : 0);
     return text;
 }
@@ -184,7 +187,7 @@ std::optional<DateMark> ReadDate(std::string_view name, std::size_t at) {
         *day > kDays[*month - 1]) {
         return std::nullopt;
     }
-    char text[16];
+    char text[kNumbersField];
     std::snprintf(text, sizeof text, "%04d-%02d-%02d", *year, *month, *day);
     const std::string time = ReadTime(scan);
     if (IsDigit(scan.Next())) return std::nullopt;
