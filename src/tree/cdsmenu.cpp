@@ -239,14 +239,14 @@ CDSMenuEntry* MenuLoader::CreateLibraryCategory(const Entry& entry) {
         DMSPrintf(0, "entry %s, no directory property", entry.title.c_str());
         return nullptr;
     }
-    return &context_.library.MakeCategoryFolder(
+    return &context_.video_library.MakeCategoryFolder(
         context_.nodes, {entry.media_text, entry.parent_id, entry.id, entry.title, ObjectType::kContainer,
                          ChildTexts(FindChildElement(entry.element, "categories"), "category"),
                          ChildTexts(FindChildElement(entry.element, "rulelist"), "rule")});
 }
 
 CDSMenuEntry* MenuLoader::CreateLibraryStorage(const Entry& entry) {
-    return &context_.library.MakeStorageFolder(
+    return &context_.video_library.MakeStorageFolder(
         context_.nodes, {entry.media_text, entry.parent_id, entry.id, entry.title, ObjectType::kStorageFolder});
 }
 

@@ -17,7 +17,7 @@ struct MenuContext {
     CDSMenuEntry& main_root;
     CDSMenuEntry& music_root;  ///< gets every music entry at its top level
     const DMSStringBundle& strings;
-    const VideoLibraryNodes& library;
+    const VideoLibraryNodes& video_library;
     bool with_radio;  ///< the internet-radio option
 };
 

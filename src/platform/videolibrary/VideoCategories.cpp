@@ -2,8 +2,8 @@
 #include <iterator>
 
 #include "platform/videolibrary/CatalogueQuery.h"
+#include "platform/videolibrary/CatalogueTables.h"
 #include "platform/videolibrary/VideoMetadataAPI.h"
-#include "platform/videolibrary/VideoTables.h"
 
 namespace MediaServer::LibReelhouse {
 namespace {

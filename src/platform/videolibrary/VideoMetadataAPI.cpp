@@ -2,8 +2,8 @@
 
 #include "platform/text/Text.h"
 #include "platform/videolibrary/CatalogueQuery.h"
+#include "platform/videolibrary/CatalogueTables.h"
 #include "platform/videolibrary/VideoRecords.h"
-#include "platform/videolibrary/VideoTables.h"
 
 namespace MediaServer::LibReelhouse {
 namespace {

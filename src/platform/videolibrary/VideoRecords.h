@@ -5,7 +5,7 @@
 #include <json/value.h>
 
 #include "platform/videolibrary/CatalogueQuery.h"
-#include "platform/videolibrary/VideoTables.h"
+#include "platform/videolibrary/CatalogueTables.h"
 
 namespace MediaServer::LibReelhouse {
 

@@ -1,5 +1,5 @@
 """Films of as many DLNA profiles as FFmpeg can make, and of kinds that have none."""
-from harness.library import ffmpeg
+from harness import library
 
 # Debian's FFmpeg does not encode HE-AAC, BSAC, AMR, ATRAC3, WMV9 and WMA Pro, nor H.263 into MP4: their profiles are made of records alone, in
 # tests/dlna.
@@ -93,7 +93,7 @@ def make(folder, seconds=2):
 
     def film(name, profile, size, rate, *arguments):
         made[name] = profile
-        ffmpeg("-f", "lavfi", "-i", f"testsrc2=s={size}:r={rate}", "-f", "lavfi", "-i", "sine=r=48000", "-t", str(seconds),
+        library.ffmpeg("-f", "lavfi", "-i", f"testsrc2=s={size}:r={rate}", "-f", "lavfi", "-i", "sine=r=48000", "-t", str(seconds),
                *" ".join(arguments).split(), f"{folder}/{name}")
 
     for profile, extension, *rest in ONE_FORM:

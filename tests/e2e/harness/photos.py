@@ -1,11 +1,11 @@
 """Photos of every format and of the sizes at which something changes."""
 import struct
 
-from harness.library import ffmpeg
+from harness import library
 
 
 def _picture(path, size):
-    ffmpeg("-f", "lavfi", "-i", f"testsrc2=size={size}", "-frames:v", "1", *([] if path.endswith("jpg") else ["-pix_fmt", "rgb24"]), path)
+    library.ffmpeg("-f", "lavfi", "-i", f"testsrc2=size={size}", "-frames:v", "1", *([] if path.endswith("jpg") else ["-pix_fmt", "rgb24"]), path)
 
 
 def _read(path):

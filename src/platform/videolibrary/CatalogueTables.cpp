@@ -1,4 +1,4 @@
-#include "platform/videolibrary/VideoTables.h"
+#include "platform/videolibrary/CatalogueTables.h"
 
 #include <algorithm>
 #include <iterator>
