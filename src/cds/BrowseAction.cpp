@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include <upnp.h>
 
 #include "cds/CDSActions.h"
@@ -39,6 +41,11 @@ void LogRequest(const ClientRequest& request, const BrowseArguments& read, IXML_
 
 }  // namespace
 
+std::int32_t MostObjectsOf(const std::string& requested) {
+    const std::int32_t count = ToInt(requested);
+    return count == 0 ? kMostObjects : std::min(count, kMostObjects);
+}
+
 int BrowseAction(const CDSContext& context, ClientRequest& request, DMSService& service, IXML_Document* arguments,
                  IXML_Document** response, std::string& error) {
     const ServiceOptions& options = context.options;
@@ -59,7 +66,7 @@ int BrowseAction(const CDSContext& context, ClientRequest& request, DMSService& 
     std::uint32_t update_id = 0;
     const std::int32_t written =
         context.directory.FindObject(request, read.object_id, flag, filter_mask, browse_options, ToInt(read.start),
-                                     ToInt(read.count), serializer, total, update_id);
+                                     MostObjectsOf(read.count), serializer, total, update_id);
     if (written < 0) {
         if (written == kNoSuchObject) error = "No such object";
         return -written;

@@ -32,7 +32,7 @@ int SearchAction(const CDSContext& context, ClientRequest& request, DMSService& 
 
     std::int32_t total = 0;
     const std::int32_t written = SearchObjects(context.directory, request, container_id, criteria, filter_mask, 0,
-                                               ToInt(start), ToInt(count), serializer, total);
+                                               ToInt(start), MostObjectsOf(count), serializer, total);
     if (written < 0) {
         if (written == kBadCriteria) error = "Unsupported or invalid search criteria";
         return -written;

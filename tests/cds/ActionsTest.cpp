@@ -20,6 +20,7 @@ constexpr const char* kMenu = R"(<menu><entrylist>
   <entry id="m"><title>Music</title><entrylist>
     <entry id="a" type="categoryfolder" media="music"><title>Artist</title><directory>:@AllIndexFiles@</directory>
       <categories><category>artist</category><category>album</category></categories></entry>
+    <entry id="f" type="storagefolder" media="music"><title>Folder</title><directory>:/f</directory></entry>
   </entrylist></entry></entrylist></menu>)";
 
 /// What an action answered.
@@ -128,6 +129,40 @@ TEST_F(ActionsTest, BrowseReadsItsArguments) {
 
     SetOptions("fakecldcnt_mediaservice=yes\n");
     EXPECT_THAT(Browse("0")["Result"], HasSubstr("childCount=\"1000\""));
+}
+
+TEST_F(ActionsTest, AnAnswerIsBoundedAndTheTotalIsNot) {
+    constexpr std::int32_t kLeft = 3, kSongs = kMostObjects + kLeft;
+    AddFolder("/f");
+    database.Execute(
+        "INSERT INTO music (path, title, artist, parent_id) SELECT '/f/' || song || '.mp3', 's', song, 1"
+        " FROM generate_series(4, " +
+        std::to_string(kSongs) + ") AS songs(song)");
+    const struct {
+        const char *why, *action, *agent, *id;
+        const char *start, *count;
+        std::int32_t returned, total = kSongs;
+    } cases[] = {
+        {"all", "Search", "Flat", "0", "0", "0", kMostObjects},
+        {"more than an answer holds", "Search", "Flat", "0", "1", "1000000", kMostObjects},
+        {"the control point goes on", "Search", "Flat", "0", "10000", "0", kLeft},
+        {"no number of objects", "Search", "Flat", "0", "0", "-1", 0, 0},
+        {"artists", "Browse", "", "a", "0", "0", kMostObjects, kSongs - 1},
+        {"their end", "Browse", "", "a", "10000", "10001", kLeft - 1, kSongs - 1},
+        {"a folder", "Browse", "", "f", "0", "4294967295", kMostObjects, kSongs - 3},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.why);
+        const Reply reply = Call(c.action,
+                                 {{"ObjectID", c.id},
+                                  {"ContainerID", c.id},
+                                  {"StartingIndex", c.start},
+                                  {"RequestedCount", c.count},
+                                  {"SearchCriteria", "object.item.audioItem"}},
+                                 c.agent);
+        EXPECT_EQ(reply["NumberReturned"], std::to_string(c.returned));
+        EXPECT_EQ(reply["TotalMatches"], std::to_string(c.total));
+    }
 }
 
 TEST_F(ActionsTest, AConsoleNamesTheObjectContainerID) {
