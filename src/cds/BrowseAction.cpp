@@ -1,7 +1,6 @@
-#include <algorithm>
-
 #include <upnp.h>
 
+#include "cds/AnswerText.h"
 #include "cds/CDSActions.h"
 #include "model/PropertyFilter.h"
 #include "platform/clients/DMSClientChecker.h"
@@ -41,11 +40,6 @@ void LogRequest(const ClientRequest& request, const BrowseArguments& read, IXML_
 
 }  // namespace
 
-std::int32_t MostObjectsOf(const std::string& requested) {
-    const std::int32_t count = ToInt(requested);
-    return count == 0 ? kMostObjects : std::min(count, kMostObjects);
-}
-
 int BrowseAction(const CDSContext& context, ClientRequest& request, DMSService& service, IXML_Document* arguments,
                  IXML_Document** response, std::string& error) {
     const ServiceOptions& options = context.options;
@@ -64,9 +58,11 @@ int BrowseAction(const CDSContext& context, ClientRequest& request, DMSService& 
         options.Get(Option::kFakeChildCount) == "yes" ? BrowseOption::kFakeChildCount : 0;
     std::int32_t total = 0;
     std::uint32_t update_id = 0;
-    const std::int32_t written =
-        context.directory.FindObject(request, read.object_id, flag, filter_mask, browse_options, ToInt(read.start),
-                                     MostObjectsOf(read.count), serializer, total, update_id);
+    const auto browse = [&](std::int32_t start, std::int32_t count, std::int32_t& all) {
+        return context.directory.FindObject(request, read.object_id, flag, filter_mask, browse_options, start, count,
+                                            serializer, all, update_id);
+    };
+    const std::int32_t written = WriteAnswer(ToInt(read.start), ToInt(read.count), serializer, browse, total);
     if (written < 0) {
         if (written == kNoSuchObject) error = "No such object";
         return -written;

@@ -18,15 +18,6 @@ struct CDSContext {
     std::uint16_t server_port;
 };
 
-/// Most objects in one answer, so that a small request cannot have a whole library written into memory. Control points
-/// go on from where an answer ends: NumberReturned tells what was given, TotalMatches what there is.
-inline constexpr std::int32_t kMostObjects = 10'000;
-
-/// How many objects an answer may hold.
-/// @param requested  RequestedCount (UPnP ContentDirectory:1, 2.5.10): 0 asks for all.
-/// @return at most kMostObjects, never 0; a negative number, for none, stays one.
-std::int32_t MostObjectsOf(const std::string& requested);
-
 /// Browse (UPnP ContentDirectory:1, 2.7.4).
 int BrowseAction(const CDSContext& context, ClientRequest& request, DMSService& service, IXML_Document* arguments,
                  IXML_Document** response, std::string& error);

@@ -1,3 +1,4 @@
+#include "cds/AnswerText.h"
 #include "cds/CDSActions.h"
 #include "model/PropertyFilter.h"
 #include "platform/clients/DMSClientChecker.h"
@@ -31,8 +32,11 @@ int SearchAction(const CDSContext& context, ClientRequest& request, DMSService& 
     if (DMSLOGGetLevel() >= 4) DMSPrintf(4, "\n%s\n", PrintDocument(arguments).c_str());
 
     std::int32_t total = 0;
-    const std::int32_t written = SearchObjects(context.directory, request, container_id, criteria, filter_mask, 0,
-                                               ToInt(start), MostObjectsOf(count), serializer, total);
+    const auto search = [&](std::int32_t from, std::int32_t most, std::int32_t& all) {
+        return SearchObjects(context.directory, request, container_id, criteria, filter_mask, 0, from, most, serializer,
+                             all);
+    };
+    const std::int32_t written = WriteAnswer(ToInt(start), ToInt(count), serializer, search, total);
     if (written < 0) {
         if (written == kBadCriteria) error = "Unsupported or invalid search criteria";
         return -written;

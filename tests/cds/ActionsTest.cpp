@@ -1,3 +1,5 @@
+#include <set>
+
 #include <upnp.h>
 
 #include "cds/CDSActions.h"
@@ -131,37 +133,51 @@ TEST_F(ActionsTest, BrowseReadsItsArguments) {
     EXPECT_THAT(Browse("0")["Result"], HasSubstr("childCount=\"1000\""));
 }
 
-TEST_F(ActionsTest, AnAnswerIsBoundedAndTheTotalIsNot) {
-    constexpr std::int32_t kLeft = 3, kSongs = kMostObjects + kLeft;
+TEST_F(ActionsTest, AListThatIsTooLongForOneAnswerComesInSeveral) {
+    constexpr int kSongs = 4500;
     AddFolder("/f");
     database.Execute(
-        "INSERT INTO music (path, title, artist, parent_id) SELECT '/f/' || song || '.mp3', 's', song, 1"
+        "INSERT INTO music (path, title, artist, parent_id) SELECT '/f/' || n || '.mp3', n || repeat('-', 2000), n, 1"
         " FROM generate_series(4, " +
-        std::to_string(kSongs) + ") AS songs(song)");
-    const struct {
+        std::to_string(kSongs) + ") AS songs(n)");
+    struct ListCase {
         const char *why, *action, *agent, *id;
-        const char *start, *count;
-        std::int32_t returned, total = kSongs;
+        int start, count, objects;
+        std::size_t answers;
+        std::string total = std::to_string(kSongs);
     } cases[] = {
-        {"all", "Search", "Flat", "0", "0", "0", kMostObjects},
-        {"more than an answer holds", "Search", "Flat", "0", "1", "1000000", kMostObjects},
-        {"the control point goes on", "Search", "Flat", "0", "10000", "0", kLeft},
-        {"no number of objects", "Search", "Flat", "0", "0", "-1", 0, 0},
-        {"artists", "Browse", "", "a", "0", "0", kMostObjects, kSongs - 1},
-        {"their end", "Browse", "", "a", "10000", "10001", kLeft - 1, kSongs - 1},
-        {"a folder", "Browse", "", "f", "0", "4294967295", kMostObjects, kSongs - 3},
+        {"more than a portion, and short", "Browse", "", "a", 0, 0, kSongs - 1, 1, std::to_string(kSongs - 1)},
+        {"part of it", "Browse", "", "a", 1, 2001, 2001, 1, std::to_string(kSongs - 1)},
+        {"its end", "Browse", "", "a", 4000, 2000, kSongs - 4001, 1, std::to_string(kSongs - 1)},
+        {"a long one", "Search", "Flat", "0", 0, 0, kSongs, 2},
+        {"as many as there are numbers", "Search", "Flat", "0", 3, INT32_MAX, kSongs - 3, 2},
+        {"fewer than none", "Search", "Flat", "0", 0, -1, 0, 1, "0"},
+        {"a folder", "Browse", "", "f", 0, 0, kSongs - 3, 2, std::to_string(kSongs - 3)},
     };
-    for (const auto& c : cases) {
+    for (const ListCase& c : cases) {
         SCOPED_TRACE(c.why);
-        const Reply reply = Call(c.action,
-                                 {{"ObjectID", c.id},
+        std::size_t answers = 0;
+        std::set<std::string> ids;
+        int done = 0, returned = 0;
+        do {
+            const Pairs arguments{{"ObjectID", c.id},
                                   {"ContainerID", c.id},
-                                  {"StartingIndex", c.start},
-                                  {"RequestedCount", c.count},
-                                  {"SearchCriteria", "object.item.audioItem"}},
-                                 c.agent);
-        EXPECT_EQ(reply["NumberReturned"], std::to_string(c.returned));
-        EXPECT_EQ(reply["TotalMatches"], std::to_string(c.total));
+                                  {"SearchCriteria", "object.item.audioItem"},
+                                  {"StartingIndex", std::to_string(c.start + done)},
+                                  {"RequestedCount", std::to_string(c.count > 0 ? c.count - done : c.count)}};
+            const Reply reply = Call(c.action, arguments, c.agent);
+            const std::string text = reply["Result"];
+            EXPECT_LT(text.size(), 10'000'000U);
+            for (std::size_t at = 0; (at = text.find(" id=\"", at)) != std::string::npos; ++at)
+                ids.insert(text.substr(at, text.find('"', at + 5) - at));
+            EXPECT_EQ(reply["TotalMatches"], c.total);
+            returned = ToInt(reply["NumberReturned"]);
+            done += returned;
+            ++answers;
+        } while (returned > 0 && c.start + done < ToInt(c.total) && done != c.count);
+        EXPECT_EQ(answers, c.answers);
+        EXPECT_EQ(done, c.objects);
+        EXPECT_EQ(ids.size(), static_cast<std::size_t>(c.objects)) << "each once";
     }
 }
 
