@@ -43,6 +43,11 @@ HttpResponse Gateway::Handle(const HttpRequest& request) {
     return response;
 }
 
+bool Gateway::IsQuick(const HttpRequest& request) const {
+    const std::optional<MediaUrl> url = ParseMediaUrl(request.path);
+    return url && files_.IsQuick(*url);
+}
+
 HttpResponse Gateway::Route(const HttpRequest& request) {
     if (access_ != nullptr && access_->IsRefused(request.client_address)) return PlainResponse(403);
     const std::string_view path = request.path;

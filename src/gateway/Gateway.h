@@ -27,6 +27,8 @@ public:
           access_(access) {}
 
     HttpResponse Handle(const HttpRequest& request);
+    /// Whether Handle waits neither for the database nor for anything to be made.
+    bool IsQuick(const HttpRequest& request) const;
 
 private:
     HttpResponse Route(const HttpRequest& request);

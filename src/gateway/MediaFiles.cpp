@@ -80,6 +80,10 @@ HttpResponse MediaFiles::Serve(const HttpRequest& request, const MediaUrl& url) 
     return url.kind == MediaKind::Video ? ServeVideo(request, url, path) : ServeWhole(request, url, path);
 }
 
+bool MediaFiles::IsQuick(const MediaUrl& url) const {
+    return FindRendition(url.prefix) == nullptr && paths_.Knows(url.kind, url.id);
+}
+
 HttpResponse MediaFiles::ServeWhole(const HttpRequest& request, const MediaUrl& url, const std::string& path) const {
     if (!EqualsIgnoreCase(url.extension, PathExtension(path))) return PlainResponse(404);
     std::string_view mime = mime_.GetMimeType(request.path);

@@ -22,6 +22,8 @@ public:
     /// 404 for a row or file that is not there or an extension that is not the file's; 503 when the database does not
     /// answer.
     HttpResponse Serve(const HttpRequest& request, const MediaUrl& url) const;
+    /// Whether Serve waits for nothing: another part of a file that was asked for a moment ago.
+    bool IsQuick(const MediaUrl& url) const;
 
 private:
     HttpResponse ServeWhole(const HttpRequest& request, const MediaUrl& url, const std::string& path) const;

@@ -6,11 +6,20 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds kMoment{1};
 
+bool RecentPaths::Entry::Holds(MediaKind wanted_kind, std::int32_t wanted_id) const {
+    return kind == wanted_kind && id == wanted_id && Clock::now() < until;
+}
+
+bool RecentPaths::Knows(MediaKind kind, std::int32_t id) {
+    const std::scoped_lock lock(mutex_);
+    return PlaceOf(id).Holds(kind, id);
+}
+
 Lookup RecentPaths::Find(MediaKind kind, std::int32_t id, std::string& path) {
-    Entry& entry = entries_[static_cast<std::uint32_t>(id) % entries_.size()];
+    Entry& entry = PlaceOf(id);
     {
         const std::scoped_lock lock(mutex_);
-        if (entry.kind == kind && entry.id == id && Clock::now() < entry.until) {
+        if (entry.Holds(kind, id)) {
             path = entry.path;
             return Lookup::Found;
         }

@@ -17,6 +17,8 @@ class RecentPaths {
 public:
     /// As FindMediaPath; what is found may be a second old.
     Lookup Find(MediaKind kind, std::int32_t id, std::string& path);
+    /// Whether Find takes no longer than a look at what it keeps.
+    bool Knows(MediaKind kind, std::int32_t id);
 
 private:
     struct Entry {
@@ -24,7 +26,11 @@ private:
         std::int32_t id = 0;
         std::string path;
         std::chrono::steady_clock::time_point until;
+
+        bool Holds(MediaKind wanted_kind, std::int32_t wanted_id) const;
     };
+
+    Entry& PlaceOf(std::int32_t id) { return entries_[static_cast<std::uint32_t>(id) % entries_.size()]; }
 
     std::mutex mutex_;
     std::array<Entry, 64> entries_;  // guarded by mutex_; the place follows from the id

@@ -112,6 +112,7 @@ int ServeUntilStopped(const Arguments& arguments, const ServiceOptions& options,
     config.port = arguments.port;
     config.limits.workers = kWorkers;
     config.limits.stream_workers += Gateway::kStationsAtOnce;
+    config.is_quick = [&](const HttpRequest& request) { return gateway.IsQuick(request); };
     config.server_header = "Linux UPnP/1.0 dms-gateway";
     HttpServer server(std::move(config), [&](const HttpRequest& request) { return gateway.Handle(request); });
     if (const int error = server.Start(); error != 0) {

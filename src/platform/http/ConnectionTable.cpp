@@ -19,8 +19,11 @@ bool IsCutShort(const UniqueFd& file, std::uint64_t end) {
 
 }  // namespace
 
-ConnectionTable::ConnectionTable(std::size_t most_text_bytes)
-    : most_text_bytes_(most_text_bytes), sweeper_([this] { Sweep(); }) {}
+ConnectionTable::ConnectionTable(const HttpLimits& limits)
+    : most_(limits.connections),
+      most_per_address_(limits.connections_per_address),
+      most_text_bytes_(limits.text_bytes),
+      sweeper_([this] { Sweep(); }) {}
 
 ConnectionTable::~ConnectionTable() {
     {
@@ -34,6 +37,10 @@ ConnectionTable::~ConnectionTable() {
 ConnectionTable::Connection* ConnectionTable::Add(int fd, std::string client_address, std::string local_address,
                                                   Clock::duration time_for_request) {
     const std::lock_guard lock(mutex_);
+    const auto of_client = std::count_if(connections_.begin(), connections_.end(), [&](const Connection& entry) {
+        return entry.client_address == client_address;
+    });
+    if (connections_.size() >= most_ || static_cast<std::size_t>(of_client) >= most_per_address_) return nullptr;
     connections_.push_front({.fd = fd,
                              .client_address = std::move(client_address),
                              .local_address = std::move(local_address),

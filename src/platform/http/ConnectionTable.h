@@ -8,6 +8,7 @@
 #include <string>
 #include <thread>
 
+#include "platform/http/HttpServer.h"
 #include "platform/system/Files.h"
 
 namespace MediaServer {
@@ -30,10 +31,10 @@ public:
         Clock::time_point text_since{};  // guarded by the table's lock
     };
 
-    /// @param most_text_bytes  of answers in memory, of all connections together.
-    explicit ConnectionTable(std::size_t most_text_bytes);
+    explicit ConnectionTable(const HttpLimits& limits);
     ~ConnectionTable();
 
+    /// @return null when there is no room for one more, or for one more of that address.
     Connection* Add(int fd, std::string client_address, std::string local_address, Clock::duration time_for_request);
     /// Before the descriptor is closed. Null, for one that was never added, is nothing.
     void Remove(Connection* connection);
@@ -54,6 +55,8 @@ private:
     void Sweep();
     void ReleaseText(Connection& connection);
 
+    const std::size_t most_;
+    const std::size_t most_per_address_;
     const std::size_t most_text_bytes_;
     mutable std::mutex mutex_;
     std::condition_variable wake_;

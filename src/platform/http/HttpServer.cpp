@@ -1,8 +1,10 @@
 #include "platform/http/HttpServer.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <exception>
+#include <list>
 #include <optional>
 #include <system_error>
 #include <thread>
@@ -12,6 +14,7 @@
 #include <microhttpd.h>
 #include <sys/socket.h>
 
+#include "platform/http/Acceptor.h"
 #include "platform/http/ConnectionTable.h"
 #include "platform/http/HttpFile.h"
 #include "platform/http/MhdResponse.h"
@@ -25,7 +28,6 @@ namespace MediaServer {
 
 namespace {
 
-constexpr int kListenBacklog = 256;
 constexpr std::chrono::milliseconds kStopGrace{500};  // for answers that are being sent when the server stops
 constexpr std::chrono::milliseconds kStopPoll{10};
 // A body beyond the limit is thrown away up to this factor, so that the client can read why; then the connection ends.
@@ -39,23 +41,6 @@ std::string AddressText(const sockaddr_storage& address) {
     if (address.ss_family == AF_INET)
         inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in&>(address).sin_addr, text, sizeof text);
     return text;
-}
-
-/// A listening socket, or the errno value of what failed.
-int Listen(const std::string& address, std::uint16_t port, UniqueFd& listener) {
-    sockaddr_in name{};
-    name.sin_family = AF_INET;
-    name.sin_port = htons(port);
-    if (inet_pton(AF_INET, address.c_str(), &name.sin_addr) != 1) return EINVAL;
-    listener.reset(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    const int on = 1;
-    if (listener && setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == 0 &&
-        bind(listener.get(), reinterpret_cast<const sockaddr*>(&name), sizeof name) == 0 &&
-        listen(listener.get(), kListenBacklog) == 0)
-        return 0;
-    const int error = errno;
-    listener.reset();
-    return error;
 }
 
 /// How long a connection may do nothing, from now on.
@@ -92,19 +77,30 @@ struct HttpServer::Impl {
         std::optional<HttpResponse> answer;
     };
 
-    static MHD_Result OnAccept(void* self, const sockaddr* address, socklen_t size) noexcept;
-    static void OnConnection(void* self, MHD_Connection* connection, void** context,
+    /// One event loop of the server library and how many connections it has.
+    struct EventLoop {
+        explicit EventLoop(Impl* owner) : server(owner) {}
+
+        Impl* const server;
+        MHD_Daemon* daemon = nullptr;
+        std::atomic<std::int32_t> connections{0};
+    };
+
+    static void OnConnection(void* loop, MHD_Connection* connection, void** context,
                              MHD_ConnectionNotificationCode code);
     static void* OnTarget(void* self, const char* target, MHD_Connection* connection);
     static MHD_Result OnRequest(void* self, MHD_Connection* connection, const char* url, const char* method,
                                 const char* version, const char* data, std::size_t* size, void** context);
     static void OnCompleted(void* self, MHD_Connection* connection, void** context, MHD_RequestTerminationCode code);
 
+    int StartLoop();
+    void StopLoops();
+    void Take(UniqueFd client, const sockaddr_in& address) noexcept;
     MHD_Result Proceed(Exchange& exchange, const char* method, const char* version, const char* data,
                        std::size_t* size);
     int Begin(Exchange& exchange, const char* method, const char* version);
     bool TakeBody(Exchange& exchange, const char* data, std::size_t size);
-    void Dispatch(Exchange& exchange);
+    MHD_Result Dispatch(Exchange& exchange);
     HttpResponse Answer(const HttpRequest& request);
     HttpResponse Refusal(const Exchange& exchange, int status);
     MHD_Result Send(Exchange& exchange);
@@ -112,26 +108,53 @@ struct HttpServer::Impl {
     const Config config;
     const HttpHandler handler;
     std::atomic<std::size_t> body_limit;
-    std::atomic<bool> serving{false};   // all event loops run
-    std::atomic<bool> stopping{false};  // who connects is turned away
     RefusalLog refusals;
-    std::uint16_t port = 0;
-    MHD_Daemon* daemon = nullptr;
-    std::unique_ptr<ConnectionTable> connections;  // while the daemon runs
+    Acceptor acceptor;
+    std::list<EventLoop> loops;
+    std::unique_ptr<ConnectionTable> connections;  // while event loops run
     WorkerPool requests;
     WorkerPool streams;
 };
 
-// Turning clients away here is what MHD_quiesce_daemon() is for, but that ends the process when an event loop happens
-// to be at its connection limit: both then take the listening socket out of the loop.
-MHD_Result HttpServer::Impl::OnAccept(void* self, const sockaddr* /*address*/, socklen_t /*size*/) noexcept {
-    return static_cast<Impl*>(self)->stopping ? MHD_NO : MHD_YES;
+int HttpServer::Impl::StartLoop() {
+    const HttpLimits& limits = config.limits;
+    EventLoop& loop = loops.emplace_back(this);
+    loop.daemon = MHD_start_daemon(
+        MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ITC | MHD_USE_NO_LISTEN_SOCKET, 0, nullptr,
+        nullptr, &Impl::OnRequest, this, MHD_OPTION_CONNECTION_LIMIT, limits.connections, MHD_OPTION_CONNECTION_TIMEOUT,
+        static_cast<unsigned>(limits.idle_timeout.count()), MHD_OPTION_CONNECTION_MEMORY_LIMIT,
+        kConnectionMemoryFactor * limits.header_bytes + kConnectionMemoryExtra, MHD_OPTION_NOTIFY_CONNECTION,
+        &Impl::OnConnection, &loop, MHD_OPTION_NOTIFY_COMPLETED, &Impl::OnCompleted, this, MHD_OPTION_URI_LOG_CALLBACK,
+        &Impl::OnTarget, this, MHD_OPTION_END);
+    if (loop.daemon) return 0;
+    const int error = errno ? errno : ENOMEM;
+    loops.pop_back();
+    return error;
 }
 
-void HttpServer::Impl::OnConnection(void* self, MHD_Connection* connection, void** context,
+void HttpServer::Impl::StopLoops() {
+    for (const EventLoop& loop : loops) MHD_stop_daemon(loop.daemon);
+    loops.clear();
+    connections.reset();
+}
+
+/// Gives a new connection to the event loop that has the fewest. Were all to accept for themselves, one that is awake
+/// would take most of a burst, and its clients share what the other's few have each for themselves.
+void HttpServer::Impl::Take(UniqueFd client, const sockaddr_in& address) noexcept {
+    EventLoop& loop = *std::min_element(loops.begin(), loops.end(), [](const EventLoop& left, const EventLoop& right) {
+        return left.connections < right.connections;
+    });
+    ++loop.connections;
+    if (MHD_add_connection(loop.daemon, client.release(), reinterpret_cast<const sockaddr*>(&address),
+                           sizeof address) != MHD_YES)
+        --loop.connections;
+}
+
+void HttpServer::Impl::OnConnection(void* loop, MHD_Connection* connection, void** context,
                                     MHD_ConnectionNotificationCode code) {
-    auto& server = *static_cast<Impl*>(self);
+    auto& server = *static_cast<EventLoop*>(loop)->server;
     if (code == MHD_CONNECTION_NOTIFY_CLOSED) {
+        --static_cast<EventLoop*>(loop)->connections;
         server.connections->Remove(static_cast<ConnectionTable::Connection*>(*context));
         return;
     }
@@ -144,8 +167,9 @@ void HttpServer::Impl::OnConnection(void* self, MHD_Connection* connection, void
         *context =
             server.connections->Add(fd, AddressText(client), AddressText(local), server.config.limits.request_timeout);
     } catch (const std::bad_alloc&) {
-        shutdown(fd, SHUT_RDWR);  // a connection that is not in the table is not served either
+        // As when there is no room.
     }
+    if (!*context) shutdown(fd, SHUT_RDWR);  // a connection that is not in the table is not served either
 }
 
 void* HttpServer::Impl::OnTarget(void* self, const char* target, MHD_Connection* connection) {
@@ -213,13 +237,7 @@ MHD_Result HttpServer::Impl::Proceed(Exchange& exchange, const char* method, con
         exchange.answer = Refusal(exchange, MHD_HTTP_CONTENT_TOO_LARGE);
         return Send(exchange);
     }
-    if (!serving) {
-        // Should the next event loop not start, the library ends this one, and cannot while a connection is suspended.
-        exchange.answer = BareResponse(MHD_HTTP_SERVICE_UNAVAILABLE);
-        return Send(exchange);
-    }
-    Dispatch(exchange);
-    return MHD_YES;
+    return Dispatch(exchange);
 }
 
 /// Checks the header block and fills the request. @return 0 or the status that refuses it.
@@ -281,8 +299,13 @@ bool HttpServer::Impl::TakeBody(Exchange& exchange, const char* data, std::size_
     return exchange.discarded <= kDiscardFactor * limit;
 }
 
-/// Hands the request to a worker with the connection suspended; the worker's resume brings Proceed back.
-void HttpServer::Impl::Dispatch(Exchange& exchange) {
+/// Hands the request to a worker with the connection suspended; the worker's resume brings Proceed back. What takes no
+/// longer than that way is answered here.
+MHD_Result HttpServer::Impl::Dispatch(Exchange& exchange) {
+    if (config.is_quick && config.is_quick(exchange.request)) {
+        exchange.answer = Answer(exchange.request);
+        return Send(exchange);
+    }
     MHD_suspend_connection(exchange.connection);
     const auto work = [this, &exchange](bool abandoned) {
         if (abandoned) refusals.Note(MHD_HTTP_SERVICE_UNAVAILABLE, exchange.client->client_address);
@@ -291,6 +314,7 @@ void HttpServer::Impl::Dispatch(Exchange& exchange) {
         MHD_resume_connection(exchange.connection);
     };
     if (!requests.Submit(exchange.client->client_address, work)) work(true);
+    return MHD_YES;
 }
 
 HttpResponse HttpServer::Impl::Answer(const HttpRequest& request) {
@@ -354,55 +378,42 @@ void HttpServer::SetBodyLimit(std::size_t bytes) {
 }
 
 std::uint16_t HttpServer::Port() const {
-    return impl_->port;
+    return impl_->acceptor.Port();
 }
 
 int HttpServer::Start() {
     Impl& server = *impl_;
-    UniqueFd listener;
-    if (const int error = Listen(server.config.address, server.config.port, listener)) return error;
-    sockaddr_in name{};
-    socklen_t name_size = sizeof name;
-    getsockname(listener.get(), reinterpret_cast<sockaddr*>(&name), &name_size);
-    server.port = ntohs(name.sin_port);
-
     const HttpLimits& limits = server.config.limits;
+    if (const int error = server.acceptor.Listen(server.config.address, server.config.port)) return error;
+    int error = 0;
     try {
-        server.connections = std::make_unique<ConnectionTable>(limits.text_bytes);
-    } catch (const std::system_error& error) {
-        return error.code().value();  // no thread
+        server.connections = std::make_unique<ConnectionTable>(limits);
+        for (std::uint32_t i = 0; i < limits.event_loops && error == 0; ++i) error = server.StartLoop();
+    } catch (const std::system_error& failure) {
+        error = failure.code().value();  // no thread
     }
-    server.daemon = MHD_start_daemon(
-        MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ITC, 0, &Impl::OnAccept, &server,
-        &Impl::OnRequest, &server, MHD_OPTION_LISTEN_SOCKET, listener.get(), MHD_OPTION_CONNECTION_LIMIT,
-        limits.connections, MHD_OPTION_PER_IP_CONNECTION_LIMIT, limits.connections_per_address,
-        MHD_OPTION_CONNECTION_TIMEOUT, static_cast<unsigned>(limits.idle_timeout.count()),
-        MHD_OPTION_CONNECTION_MEMORY_LIMIT, kConnectionMemoryFactor * limits.header_bytes + kConnectionMemoryExtra,
-        MHD_OPTION_THREAD_POOL_SIZE, limits.event_loops, MHD_OPTION_NOTIFY_CONNECTION, &Impl::OnConnection, &server,
-        MHD_OPTION_NOTIFY_COMPLETED, &Impl::OnCompleted, &server, MHD_OPTION_URI_LOG_CALLBACK, &Impl::OnTarget, &server,
-        MHD_OPTION_END);
-    if (!server.daemon) {
-        server.connections.reset();
-        return errno ? errno : ENOMEM;
+    if (error == 0) {
+        error = server.acceptor.Start(
+            [&server](UniqueFd client, const sockaddr_in& address) { server.Take(std::move(client), address); });
     }
-    server.serving = true;
-    listener.release();  // closed by the library
-    return 0;
+    if (error != 0) {
+        server.acceptor.Stop();
+        server.StopLoops();
+    }
+    return error;
 }
 
 void HttpServer::Stop() {
     Impl& server = *impl_;
-    if (!server.daemon) return;
-    server.stopping = true;
+    if (server.loops.empty()) return;
+    server.acceptor.Stop();
     // What waits for a worker is released first: the library cannot stop while a connection is suspended.
     server.requests.Stop();
     server.streams.Stop();
     const auto deadline = std::chrono::steady_clock::now() + kStopGrace;
     while (!server.connections->Idle() && std::chrono::steady_clock::now() < deadline)
         std::this_thread::sleep_for(kStopPoll);
-    MHD_stop_daemon(server.daemon);
-    server.daemon = nullptr;
-    server.connections.reset();
+    server.StopLoops();
 }
 
 }  // namespace MediaServer

@@ -45,8 +45,8 @@ struct HttpResponse {
     static constexpr std::uint64_t kUnknownLength = ~std::uint64_t{0};
 };
 
-/// Answers one complete request; runs on a worker thread, several at once. HEAD is given as it came; the server drops
-/// the body itself.
+/// Answers one complete request; runs on a worker thread or an event loop, several at once. HEAD is given as it came;
+/// the server drops the body itself.
 using HttpHandler = std::function<HttpResponse(const HttpRequest&)>;
 
 /// Bounds of everything that a stranger can send, and of what one may hold.
@@ -65,7 +65,7 @@ struct HttpLimits {
     std::uint32_t event_loops = 2;        ///< a second one, so that one slow disk does not hold up every client
 };
 
-/// The bounded HTTP/1.1 server of daemon and gateway: an event loop reads requests, a pool of workers answers them.
+/// The bounded HTTP/1.1 server of daemon and gateway: event loops read requests, a pool of workers answers them.
 /// Refuses, before any handler: a Host that is neither an IP literal nor a configured name (400), bodies, headers and
 /// requests beyond the limits (413, 431, 503), methods not in `methods` (405 or 501). Connections beyond the limits are
 /// closed as they are accepted; a late request ends its connection.
@@ -77,6 +77,8 @@ public:
         std::vector<std::string> methods{"GET", "HEAD"};
         std::vector<std::string> host_names{"localhost"};  ///< names that Host may carry besides IP literals
         std::string server_header;                         ///< value of the Server header of every answer
+        /// True for a request that the handler answers without waiting for anything: it then runs on the event loop.
+        std::function<bool(const HttpRequest&)> is_quick;
         HttpLimits limits;
     };
 

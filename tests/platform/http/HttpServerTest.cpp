@@ -46,6 +46,7 @@ protected:
         config.methods = {"GET", "HEAD", "POST"};
         config.server_header = "test/1";
         config.limits = limits_;
+        config.is_quick = [](const HttpRequest& request) { return request.path == "/file"; };
         server_ = std::make_unique<HttpServer>(config, [this](const HttpRequest& request) { return Answer(request); });
         ASSERT_EQ(server_->Start(), 0);
     }
@@ -303,6 +304,41 @@ TEST_F(HttpServerTest, MoreWorkThanTheQueueTakes) {
     }
     EXPECT_GT(refused, 0);
     EXPECT_GE(served, 3) << "two workers and one that waits";
+}
+
+TEST_F(HttpServerTest, QuickAnswersDoNotWaitForWorkers) {
+    limits_.workers = 1;
+    Start();
+    auto slow = std::async(std::launch::async, [this] { return Status(Get("/wait")); });
+    while (handled_ == 0) std::this_thread::sleep_for(1ms);
+    EXPECT_EQ(Status(Get("/file", "Range: bytes=0-1\r\n")), 206);
+    EXPECT_EQ(slow.wait_for(0s), std::future_status::timeout) << "the file waited for the worker";
+    EXPECT_EQ(slow.get(), 200);
+}
+
+TEST_F(HttpServerTest, OneAddressHasSoManyConnections) {
+    limits_.connections_per_address = 2;
+    Start();
+    const auto is_served = [](RawClient& client) {
+        return client.Send(Get("/file", "Range: bytes=0-1\r\n")) && client.Receive() == 206;
+    };
+    RawClient first(server_->Port());
+    EXPECT_TRUE(is_served(first));
+    {
+        RawClient second(server_->Port());
+        EXPECT_TRUE(is_served(second));
+        RawClient third(server_->Port()), other(server_->Port(), "127.0.0.2");
+        EXPECT_FALSE(is_served(third));
+        EXPECT_TRUE(is_served(other));
+    }
+    const auto end = Clock::now() + 5s;
+    bool served = false;
+    while (!served && Clock::now() < end) {
+        RawClient next(server_->Port());
+        served = is_served(next);
+    }
+    EXPECT_TRUE(served) << "the place of who has gone stays taken";
+    EXPECT_TRUE(is_served(first));
 }
 
 TEST_F(HttpServerTest, StopsUnderLoad) {
