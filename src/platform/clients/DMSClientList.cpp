@@ -14,6 +14,7 @@
 #include "platform/clients/DMSClientChecker.h"
 #include "platform/system/Files.h"
 #include "platform/system/Log.h"
+#include "platform/text/Text.h"
 
 namespace MediaServer {
 namespace {
@@ -195,9 +196,16 @@ void DMSClientList::State::StoreKeys(Json::Value& client, std::string_view prefi
 }
 
 std::string DMSClientList::AsStored(std::string_view value) {
-    std::size_t size = std::min(value.size(), kMaxValueBytes);
-    while (size < value.size() && size > 0 && (static_cast<unsigned char>(value[size]) & 0xC0) == 0x80) --size;
-    return std::string(value.substr(0, size));
+    constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";  // U+FFFD, which such a byte is in the file, too
+    std::string stored;
+    while (!value.empty()) {
+        const std::size_t length = Utf8SequenceLength(value);
+        const std::string_view character = length == 0 ? kReplacementCharacter : value.substr(0, length);
+        if (stored.size() + character.size() > kMaxValueBytes) break;
+        stored.append(character);
+        value.remove_prefix(std::max<std::size_t>(length, 1));
+    }
+    return stored;
 }
 
 DMSClientList::DMSClientList() : state_(std::make_unique<State>()) {}

@@ -42,8 +42,8 @@ public:
     /// entry carries one set by hand. Bounded: entries (the one not heard of for the
     /// longest time goes first), keys and bytes of an entry and value lengths have limits.
     void UpdateKeys(std::string_view caller, const std::string& mac, const std::string& ip, const HeaderMap& keys);
-    /// What FindKey gives for a value that UpdateKeys was given: bounded, and cut before a UTF-8 sequence that the
-    /// bound would tear.
+    /// What FindKey gives for a value that UpdateKeys was given, before the file was written and read again as after:
+    /// bytes that are not UTF-8 are U+FFFD, and the text ends before the character that the bound would tear.
     static std::string AsStored(std::string_view value);
     /// The stored value or empty. "isAccess" is always empty while access rights are disabled.
     std::string FindKey(const std::string& mac, std::string_view key) const;

@@ -266,12 +266,15 @@ TEST_F(ClientList, AReaderRefusesWhomTheFileRefusesAndTouchesNothing) {
 TEST_F(ClientList, BytesThatAreNoTextSurviveAsADocument) {
     DMSClientList list;
     ASSERT_TRUE(LoadText(list, R"({"ClientList": 0})"));
-    Act(list, "a\xff\x01\"\\z");
+    const std::string odd = "a\xff\xe2\x82\x01\"\\z\xf0\x9f\x93\xba";
+    Act(list, odd);
     Act(list, std::string(1023, 'x') + "\xc3\xa9", kOther, "10.0.0.2");
     EXPECT_EQ(list.FindKey(kOther, "browse_user-agent"), std::string(1023, 'x'));
     ASSERT_TRUE(list.WriteToFile());
     DMSClientList again;
     EXPECT_TRUE(Load(again));
+    EXPECT_EQ(again.FindKey(kMac, "browse_user-agent"), DMSClientList::AsStored(odd))
+        << "or the entry would be another client's after a restart";
 }
 
 TEST_F(ClientList, OperationsMayMeet) {
