@@ -1,5 +1,7 @@
 #include "service/DownloadGate.h"
 
+#include "platform/system/Log.h"
+
 namespace MediaServer {
 namespace {
 constexpr std::chrono::minutes kWindow{1};
@@ -7,15 +9,31 @@ constexpr std::chrono::minutes kWindow{1};
 
 std::unique_ptr<DownloadGate::Ticket> DownloadGate::Enter(const std::string& address, const std::string& location,
                                                           Clock::time_point now) {
-    return Admit(address, location, now) ? std::make_unique<Ticket>(*this, address) : nullptr;
+    const Clock::time_point asked = Clock::now();
+    std::unique_lock lock(mutex_);
+    Verdict verdict = Admit(address, location, now);
+    if (verdict == Verdict::Busy && waiting_ < kMaxWaiting) {
+        ++waiting_;
+        place_is_free_.wait_until(lock, asked + patience_, [&] {
+            verdict = Admit(address, location, now + (Clock::now() - asked));
+            return verdict != Verdict::Busy;
+        });
+        --waiting_;
+    }
+    lock.unlock();
+    if (verdict == Verdict::Admitted) return std::make_unique<Ticket>(*this, address);
+    if (verdict != Verdict::Repeated) {
+        DMSPrintf(2, "did not download renderer description \"%s\" of %s: too many %s", location.c_str(),
+                  address.c_str(), verdict == Verdict::Busy ? "at once" : "in a minute");
+    }
+    return nullptr;
 }
 
-bool DownloadGate::Admit(const std::string& address, const std::string& location, Clock::time_point now) {
-    std::lock_guard lock(mutex_);
-    if (active_ >= kMaxAtOnce) return false;
+DownloadGate::Verdict DownloadGate::Admit(const std::string& address, const std::string& location,
+                                          Clock::time_point now) {
     if (sources_.size() >= kMaxAddresses && !sources_.contains(address)) {
         ForgetIdle(now);
-        if (sources_.size() >= kMaxAddresses) return false;
+        if (sources_.size() >= kMaxAddresses) return Verdict::Refused;
     }
     auto [position, is_new] = sources_.try_emplace(address);
     Source& source = position->second;
@@ -24,19 +42,22 @@ bool DownloadGate::Admit(const std::string& address, const std::string& location
         source.downloads = 0;
     }
     const bool is_repeated = source.last_location == location && now - source.last_download < kSameLocation;
-    if (source.is_active || is_repeated || source.downloads >= kMaxPerMinute) return false;
+    if (is_repeated) return Verdict::Repeated;
+    if (source.downloads >= kMaxPerMinute) return Verdict::Refused;
+    if (source.is_active || active_ >= kMaxAtOnce) return Verdict::Busy;
     source.is_active = true;
     source.last_location = location;
     source.last_download = now;
     ++source.downloads;
     ++active_;
-    return true;
+    return Verdict::Admitted;
 }
 
 void DownloadGate::Leave(const std::string& address) {
     std::lock_guard lock(mutex_);
     sources_[address].is_active = false;
     --active_;
+    place_is_free_.notify_all();
 }
 
 void DownloadGate::ForgetIdle(Clock::time_point now) {

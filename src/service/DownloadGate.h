@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <condition_variable>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -29,13 +30,20 @@ public:
         const std::string address_;
     };
 
+    /// @param patience  how long a download waits for a place.
+    explicit DownloadGate(std::chrono::milliseconds patience = kPatience) : patience_(patience) {}
+
     /// Lets through at most kMaxAtOnce downloads at a time, one at a time from the same address, a location no more
     /// than once in kSameLocation, and an address no more than kMaxPerMinute times in a minute. A renderer announces
-    /// itself several times in a row and again every few minutes, so nothing is lost by it.
+    /// itself several times in a row and again every few minutes, so nothing is lost by it. When the places are taken,
+    /// kMaxWaiting callers wait for one; those turned away are told in the log, but for repetitions.
     /// @return the ticket of a download that may start, else null.
     std::unique_ptr<Ticket> Enter(const std::string& address, const std::string& location, Clock::time_point now);
 
     static constexpr int kMaxAtOnce = 3;
+    // The library reads announcements and answers with twelve threads; these and those above leave it some.
+    static constexpr int kMaxWaiting = 5;
+    static constexpr std::chrono::seconds kPatience{3};
     static constexpr int kMaxPerMinute = 12;
     static constexpr std::chrono::seconds kSameLocation{10};
     static constexpr std::size_t kMaxAddresses = 256;
@@ -48,13 +56,17 @@ private:
         std::string last_location;
         Clock::time_point last_download;
     };
-    bool Admit(const std::string& address, const std::string& location, Clock::time_point now);
+    enum class Verdict { Admitted, Busy, Refused, Repeated };
+    Verdict Admit(const std::string& address, const std::string& location,
+                  Clock::time_point now);  // the caller holds mutex_
     void Leave(const std::string& address);
     void ForgetIdle(Clock::time_point now);
 
+    const std::chrono::milliseconds patience_;
     std::mutex mutex_;
+    std::condition_variable place_is_free_;
     std::map<std::string, Source> sources_;  // by address; guarded by mutex_
-    int active_ = 0;                         // guarded by mutex_
+    int active_ = 0, waiting_ = 0;           // guarded by mutex_
 };
 
 }  // namespace MediaServer

@@ -1,3 +1,5 @@
+#include <future>
+
 #include "platform/http/RawClient.h"
 #include "platform/system/Paths.h"
 #include "service/DMSDevice.h"
@@ -101,7 +103,7 @@ TEST_F(Discovery, RepeatedAnnouncementIsDownloadedOnce) {
 }
 
 TEST(DownloadGate, BoundsWhatStrangersCanCause) {
-    DownloadGate gate;
+    DownloadGate gate(0ms);
     DownloadGate::Clock::time_point now{1h};
     {
         const auto a = gate.Enter("a", "x", now), b = gate.Enter("b", "x", now), c = gate.Enter("c", "x", now);
@@ -124,6 +126,20 @@ TEST(DownloadGate, BoundsWhatStrangersCanCause) {
     for (int i = 0; i < 1000; ++i) admitted += gate.Enter("n" + std::to_string(i), "x", now + 30s) ? 1 : 0;
     EXPECT_LE(admitted, static_cast<int>(DownloadGate::kMaxAddresses));
     EXPECT_TRUE(gate.Enter("late", "x", now + 10min)) << "idle addresses make room";
+}
+
+TEST(DownloadGate, WhoFindsNoPlaceWaitsForOne) {
+    DownloadGate gate(10s);
+    const DownloadGate::Clock::time_point now{1h};
+    auto a = gate.Enter("a", "x", now), b = gate.Enter("b", "x", now), c = gate.Enter("c", "x", now);
+    EXPECT_FALSE(gate.Enter("a", "x", now)) << "a repetition does not wait";
+    auto fourth = std::async(std::launch::async, [&] { return gate.Enter("d", "x", now); });
+    auto again = std::async(std::launch::async, [&] { return gate.Enter("a", "y", now); });
+    std::this_thread::sleep_for(50ms);
+    b.reset();
+    EXPECT_TRUE(fourth.get()) << "the place of another";
+    a.reset();
+    EXPECT_TRUE(again.get()) << "its own address's place";
 }
 
 TEST(ProfileCache, NothingFromBeforeAClearComesBack) {
