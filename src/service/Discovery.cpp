@@ -56,8 +56,8 @@ int HandleDiscovery(DMSDevice& device, const UpnpDiscovery* event, Upnp_EventTyp
         return -1;
     }
     if (ticket == nullptr) return -1;
-    const auto names =
-        UpnpDownloadXmlDoc(location, address, {"modelName", "modelDescription", "friendlyName", "manufacturer"});
+    const auto names = UpnpDownloadXmlDoc(location, address, SubnetsOf(device.Library().UpnpGetServerIpAddress()),
+                                          {"modelName", "modelDescription", "friendlyName", "manufacturer"});
     if (!names) return -1;
     device.UpdateKeys("HandleDiscovery", mac, address, *names);
     return 0;

@@ -2,6 +2,7 @@
 
 #include <curl/curl.h>
 
+#include "platform/system/Log.h"
 #include "platform/upnp/UpnpLibrary.h"
 #include "platform/upnp/UpnpLimits.h"
 
@@ -15,15 +16,16 @@ struct CurlDeleter {
     void operator()(char* text) const noexcept { curl_free(text); }
 };
 
-/// True for an http URL whose host is that very address: an announcement must not make us fetch from somebody else.
-bool IsUrlOf(const std::string& url, const std::string& address) {
+/// True for an http URL whose host is that very address or a neighbour's: a device of several addresses may announce
+/// itself from another than it serves at, but an announcement must not make us fetch from a stranger.
+bool IsNearbyUrl(const std::string& url, const std::string& address, const std::vector<Subnet>& subnets) {
     const std::unique_ptr<CURLU, CurlDeleter> parts(curl_url());
     if (!parts || curl_url_set(parts.get(), CURLUPART_URL, url.c_str(), 0) != CURLUE_OK) return false;
     char *scheme = nullptr, *host = nullptr;
     curl_url_get(parts.get(), CURLUPART_SCHEME, &scheme, 0);
     curl_url_get(parts.get(), CURLUPART_HOST, &host, 0);
     const std::unique_ptr<char, CurlDeleter> scheme_owner(scheme), host_owner(host);
-    return scheme && host && std::string_view(scheme) == "http" && host == address;
+    return scheme && host && std::string_view(scheme) == "http" && IsNearby(host, address, subnets);
 }
 
 std::size_t Collect(char* data, std::size_t, std::size_t size, void* cls) {
@@ -35,10 +37,16 @@ std::size_t Collect(char* data, std::size_t, std::size_t size, void* cls) {
 
 }  // namespace
 
-std::optional<DeviceNames> UpnpDownloadXmlDoc(const std::string& url, const std::string& expected_address,
+std::optional<DeviceNames> UpnpDownloadXmlDoc(const std::string& url, const std::string& sender,
+                                              const std::vector<Subnet>& subnets,
                                               const std::vector<std::string>& wanted) {
     static const CURLcode ready = curl_global_init(CURL_GLOBAL_DEFAULT);
-    if (ready != CURLE_OK || !IsUrlOf(url, expected_address)) return std::nullopt;
+    if (ready != CURLE_OK) return std::nullopt;
+    if (!IsNearbyUrl(url, sender, subnets)) {
+        DMSPrintf(2, "did not download renderer description \"%s\" of %s: not at an address of this network",
+                  url.c_str(), sender.c_str());
+        return std::nullopt;
+    }
     const std::unique_ptr<CURL, CurlDeleter> handle(curl_easy_init());
     if (!handle) return std::nullopt;
     std::string document;

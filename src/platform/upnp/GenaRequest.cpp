@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <charconv>
 
-#include <arpa/inet.h>
-
 #include "platform/system/Files.h"
 #include "platform/text/Text.h"
 #include "platform/upnp/UpnpLimits.h"
@@ -24,17 +22,6 @@ std::optional<std::uint32_t> ParseNumber(std::string_view text, std::uint32_t mo
     return value;
 }
 
-bool IsAllowedTarget(const std::string& host, const std::string& subscriber, const Subnet& subnet) {
-    in_addr parsed{};
-    // The conversion would take a NUL for the end of the text.
-    if (host.find('\0') != std::string::npos || inet_pton(AF_INET, host.c_str(), &parsed) != 1) return false;
-    if (host == subscriber) return true;
-    const std::uint32_t address = ntohl(parsed.s_addr);
-    const std::uint32_t host_part = address & ~subnet.mask;
-    const bool is_host = host_part != 0 && host_part != ~subnet.mask;
-    return is_host && subnet.Contains(address);
-}
-
 std::optional<std::string> CheckUrl(std::string_view url, const std::string& subscriber, const Subnet& subnet) {
     if (!EqualsIgnoreCase(url.substr(0, kScheme.size()), kScheme)) return std::nullopt;
     url.remove_prefix(kScheme.size());
@@ -45,7 +32,7 @@ std::optional<std::string> CheckUrl(std::string_view url, const std::string& sub
     const std::string host(authority.substr(0, colon));
     constexpr std::uint32_t kHttpPort = 80;
     const auto port = colon == std::string_view::npos ? kHttpPort : ParseNumber(authority.substr(colon + 1), 65535);
-    if (!port || *port == 0 || !IsAllowedTarget(host, subscriber, subnet)) return std::nullopt;
+    if (!port || *port == 0 || !IsNearby(host, subscriber, {&subnet, 1})) return std::nullopt;
     // The library takes every opening bracket for the start of a URL, one in a path as well.
     const auto is_plain = [](unsigned char c) { return c > ' ' && c < 0x7f && c != '<'; };
     if (!std::all_of(path.begin(), path.end(), is_plain)) return std::nullopt;

@@ -1,5 +1,6 @@
 #include "platform/upnp/Subnet.h"
 
+#include <algorithm>
 #include <memory>
 #include <string_view>
 
@@ -21,6 +22,18 @@ std::string_view InterfaceOf(const ifaddrs& entry) {
 }
 
 }  // namespace
+
+bool IsNearby(const std::string& host, const std::string& address, std::span<const Subnet> subnets) {
+    in_addr parsed{};
+    // The conversion would take a NUL for the end of the text.
+    if (host.find('\0') != std::string::npos || inet_pton(AF_INET, host.c_str(), &parsed) != 1) return false;
+    if (host == address) return true;
+    const std::uint32_t number = ntohl(parsed.s_addr);
+    return std::any_of(subnets.begin(), subnets.end(), [number](const Subnet& subnet) {
+        const std::uint32_t host_part = number & ~subnet.mask;
+        return host_part != 0 && host_part != ~subnet.mask && subnet.Contains(number);
+    });
+}
 
 std::vector<Subnet> SubnetsOf(const std::string& address) {
     in_addr parsed{};

@@ -196,14 +196,18 @@ TEST(DescriptionDownload, TakesOnlyWhatIsBoundedAndFromTheSender) {
     ASSERT_EQ(renderer.Start(), 0);
     const std::string base = "http://127.0.0.1:" + std::to_string(renderer.Port());
     const std::vector<std::string> wanted{"modelName"};
-    const auto names = UpnpDownloadXmlDoc(base + "/good", "127.0.0.1", wanted);
+    const auto names = UpnpDownloadXmlDoc(base + "/good", "127.0.0.1", {}, wanted);
     ASSERT_TRUE(names);
     EXPECT_EQ(names->at("modelName"), "R");
     for (const char* path : {"/large", "/moved", "/gone"})
-        EXPECT_FALSE(UpnpDownloadXmlDoc(base + path, "127.0.0.1", wanted)) << path;
-    EXPECT_FALSE(UpnpDownloadXmlDoc(base + "/good", "127.0.0.2", wanted)) << "announced by somebody else";
-    EXPECT_FALSE(UpnpDownloadXmlDoc("file:///etc/hostname", "", wanted));
-    EXPECT_FALSE(UpnpDownloadXmlDoc("not a url", "127.0.0.1", wanted));
+        EXPECT_FALSE(UpnpDownloadXmlDoc(base + path, "127.0.0.1", {}, wanted)) << path;
+    const Subnet loopback{0x7f000001, 0xff000000}, other{0x0a000001, 0xffffff00};
+    EXPECT_TRUE(UpnpDownloadXmlDoc(base + "/good", "127.0.0.2", {other, loopback}, wanted)) << "a neighbour";
+    EXPECT_FALSE(UpnpDownloadXmlDoc(base + "/good", "127.0.0.2", {other}, wanted)) << "announced by somebody else";
+    const std::string name = "http://localhost:" + std::to_string(renderer.Port()) + "/good";
+    EXPECT_FALSE(UpnpDownloadXmlDoc(name, "127.0.0.1", {loopback}, wanted)) << "names may lead anywhere";
+    EXPECT_FALSE(UpnpDownloadXmlDoc("file:///etc/hostname", "", {}, wanted));
+    EXPECT_FALSE(UpnpDownloadXmlDoc("not a url", "127.0.0.1", {}, wanted));
 }
 
 }  // namespace
