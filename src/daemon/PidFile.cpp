@@ -24,7 +24,10 @@ pid_t PidFile::Lock() {
                     std::strerror(errno));
         return 0;
     }
-    if (flock(file.get(), LOCK_EX | LOCK_NB) == 0) {
+    const bool is_locked = flock(file.get(), LOCK_EX | LOCK_NB) == 0;
+    if (is_locked || errno != EWOULDBLOCK) {
+        // Some file systems know no locks.
+        if (!is_locked) SysLogError("could not lock \"%s\": %s", path_.c_str(), std::strerror(errno));
         file_ = std::move(file);
         return 0;
     }

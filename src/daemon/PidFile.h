@@ -17,8 +17,8 @@ public:
     explicit PidFile(const std::string& program);
 
     /// Takes the lock. Survives a fork, so it is taken before the process detaches, while a terminal can still be told.
-    /// @return 0; the id of the server that holds it (-1 when the file does not tell). A file that cannot be made is
-    ///         logged and counts as taken: a server without a pid file is better than none.
+    /// @return 0; the id of the server that holds it (-1 when the file does not tell). A file that cannot be made
+    ///         or locked is logged and counts as taken: a server without a pid file is better than none.
     pid_t Lock();
     /// Writes the id of this process. Failures go to the system log.
     void Write();
