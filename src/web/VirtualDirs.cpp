@@ -200,15 +200,15 @@ bool VirtualDirs::GetInfo(const WebRequest& request, const std::string& name, We
 }
 
 bool VirtualDirs::RenderPage(const WebRequest& request, const std::string& name, WebFileInfo& info) {
-    const std::string mac = FindMac(request.client_address);
-    if (mac == kUnknownMAC || IsRefused(mac)) return false;
+    const std::optional<std::string> mac = FindKnownMac(request.client_address);
+    if (!mac || IsRefused(*mac)) return false;
     const CountedWork rendering(renderings_);
     info.is_busy = rendering.Count() > kMostRenderings;
     if (info.is_busy) return false;
     ClientRequest client;
     client.headers = request.headers;
     client.client_address = request.client_address;
-    client.profile_name = context_.clients.FindKey(mac, "profileName");
+    client.profile_name = context_.clients.FindKey(*mac, "profileName");
 
     std::string path = SystemPath(kPagePattern);
     info.length = 0;
@@ -236,13 +236,9 @@ bool VirtualDirs::RenderPage(const WebRequest& request, const std::string& name,
 
 VirtualDirs::OpenFile* VirtualDirs::Open(const WebRequest& request, const std::string& name, bool write) {
     const NameClass name_class = Classify(name);
-    const std::string mac = FindMac(request.client_address);
-    if (mac == kUnknownMAC) {
-        DMSPrintf(2, "Warning: Get 00:00:00:00:00:00 MAC address by %s from ARP table\n",
-                  request.client_address.c_str());
-        return nullptr;
-    }
-    RecordClient(request, mac, name);
+    const std::optional<std::string> mac = FindKnownMac(request.client_address);
+    if (!mac) return nullptr;
+    RecordClient(request, *mac, name);
     if (write) return nullptr;
 
     auto file = std::make_unique<OpenFile>();
@@ -261,7 +257,7 @@ VirtualDirs::OpenFile* VirtualDirs::Open(const WebRequest& request, const std::s
             file->temp_path = path;
             break;
         case NameClass::Media:
-            if (IsRefused(mac) || !ResolveMediaPath(name, &path)) return nullptr;
+            if (IsRefused(*mac) || !ResolveMediaPath(name, &path)) return nullptr;
             DMSPrintf(2, "WebServOpen: ResultPath: %s\n", path.c_str());
             break;
     }
@@ -303,6 +299,13 @@ std::string VirtualDirs::FindMac(const std::string& address) const {
     if (mac != kUnknownMAC) return mac;
     mac = context_.clients.FindMacByIP(address);
     return mac.empty() ? kUnknownMAC : mac;
+}
+
+std::optional<std::string> VirtualDirs::FindKnownMac(const std::string& address) const {
+    std::string mac = FindMac(address);
+    if (mac != kUnknownMAC) return mac;
+    DMSPrintf(2, "Warning: Get 00:00:00:00:00:00 MAC address by %s from ARP table\n", address.c_str());
+    return std::nullopt;
 }
 
 }  // namespace MediaServer

@@ -50,6 +50,8 @@ private:
     bool IsRefused(const std::string& mac) const;
     /// MAC address of a client, kUnknownMAC when nobody knows it.
     std::string FindMac(const std::string& address) const;
+    /// The same for who must be known; nothing, after a log line, for somebody else.
+    std::optional<std::string> FindKnownMac(const std::string& address) const;
 
     /// A page may list a whole library: those being rendered leave workers and database to the players.
     static constexpr int kMostRenderings = 2;
