@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -75,7 +76,8 @@ namespace MediaServer {
 
 namespace {
 
-constexpr std::string_view kSearchStart = "M-SEARCH ", kAnnouncementStart = "NOTIFY ", kAnswerStart = "HTTP/1.1 200 ";
+constexpr std::string_view kSearchStart = "M-SEARCH ", kAnnouncementStart = "NOTIFY ";
+constexpr std::string_view kAnswerStarts[] = {"HTTP/1.1 200 ", "HTTP/1.0 200 "};  // the older from small stacks
 
 bool IsDigit(char c) {
     return c >= '0' && c <= '9';
@@ -146,7 +148,9 @@ bool DatagramGate::Admit(std::uint32_t source, Clock::time_point now) {
 DatagramKind PrepareDatagram(std::span<char> datagram) {
     const std::string_view text(datagram.data(), datagram.size());
     if (text.starts_with(kAnnouncementStart)) return DatagramKind::Announcement;
-    if (text.starts_with(kAnswerStart)) return DatagramKind::Answer;
+    const bool is_answer = std::any_of(std::begin(kAnswerStarts), std::end(kAnswerStarts),
+                                       [text](std::string_view start) { return text.starts_with(start); });
+    if (is_answer) return DatagramKind::Answer;
     return text.starts_with(kSearchStart) && BoundSearch(datagram) ? DatagramKind::Search : DatagramKind::Other;
 }
 

@@ -31,6 +31,7 @@ TEST(SearchSocket, OnlyPlainSearchesAndAnnouncementsAreHeard) {
         {"an announcement behind a tab", "\tNOTIFY * HTTP/1.1\r\n\r\n", kOther},
         {"another method that begins alike", "M-SEARCHES * HTTP/1.1\r\nMX: 1\r\n\r\n", kOther},
         {"an answer", "HTTP/1.1 200 OK\r\nST: ssdp:all\r\n\r\n", DatagramKind::Answer},
+        {"an answer of an old stack", "HTTP/1.0 200 OK\r\nST: ssdp:all\r\n\r\n", DatagramKind::Answer},
         {"a refusal", "HTTP/1.1 404 Not Found\r\n\r\n", kOther},
         {"another request", "GET / HTTP/1.1\r\n\r\n", kOther},
         {"garbage", std::string("\xff\x00\x01", 3), kOther},
