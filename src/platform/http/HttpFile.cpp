@@ -26,13 +26,6 @@ bool ParsePosition(std::string_view text, std::uint64_t& value) {
 constexpr const char* kDateFormats[] = {"%a, %d %b %Y %H:%M:%S GMT", "%A, %d-%b-%y %H:%M:%S GMT",
                                         "%a %b %e %H:%M:%S %Y"};
 
-std::string FormatDate(std::time_t seconds) {
-    std::tm utc{};
-    char text[64];
-    gmtime_r(&seconds, &utc);
-    return {text, std::strftime(text, sizeof text, kDateFormats[0], &utc)};
-}
-
 /// @return false for a text that is no date; a condition on it is then ignored.
 bool ParseDate(const std::string& text, std::time_t& seconds) {
     for (const char* format : kDateFormats) {
@@ -221,6 +214,13 @@ HttpResponse ServeFile(const HttpRequest& request, const std::string& path, std:
     // Players drop from their lists what is said not to be there.
     if (!file && (errno == EMFILE || errno == ENFILE || errno == ENOMEM)) return PlainResponse(503);
     return ServeDescriptor(request, std::move(file), content_type, dlna_features);
+}
+
+std::string HttpDate(std::time_t seconds) {
+    std::tm utc{};
+    char text[64];
+    gmtime_r(&seconds, &utc);
+    return {text, std::strftime(text, sizeof text, kDateFormats[0], &utc)};
 }
 
 HttpResponse PlainResponse(int status, std::string_view text) {

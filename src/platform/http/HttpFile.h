@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 #include <functional>
 #include <optional>
 #include <string>
@@ -36,6 +37,9 @@ using StreamOpener = std::function<BodyReader(std::uint64_t first)>;
 /// @param size  bytes, or HttpResponse::kUnknownLength.
 HttpResponse ServeStream(const HttpRequest& request, std::uint64_t size, const StreamOpener& open,
                          std::string_view content_type, std::string_view dlna_features = {});
+
+/// A time as headers have it (RFC 9110, 5.6.7).
+std::string HttpDate(std::time_t seconds);
 
 /// A short plain-text answer with that status.
 HttpResponse PlainResponse(int status, std::string_view text = {});

@@ -75,6 +75,7 @@ HttpResponse ServeVirtualFile(const HttpRequest& request, const VirtualDirCallba
 
     HttpResponse response;
     response.headers.emplace_back("Content-Type", info.content_type);
+    response.headers.emplace_back("Last-Modified", HttpDate(static_cast<std::time_t>(info.last_modified)));
     response.length = info.length;
     response.stream = [handle](std::uint64_t offset, char* buffer, std::size_t size) {
         return handle->Read(offset, buffer, size);

@@ -72,6 +72,7 @@ protected:
             Note("info " + name + " " + request.client_address + " " + request.headers.at("host"));
             info.length = std::string("content of plain").size();
             info.content_type = "text/x-test";
+            info.last_modified = 784111777;
             return name.find("missing") == std::string::npos;
         };
         callbacks.open = [this](const WebRequest&, const std::string& name, bool write) -> void* {
@@ -296,6 +297,7 @@ TEST_F(UpnpLibraryTest, VirtualDirectories) {
     EXPECT_EQ(RawClient::HeaderOf(head_, "Content-Length"), "16");
     EXPECT_EQ(Get("/desc/plain"), 200);
     EXPECT_EQ(body_, "content of plain");
+    EXPECT_EQ(RawClient::HeaderOf(head_, "Last-Modified"), "Sun, 06 Nov 1994 08:49:37 GMT");
     const auto closed = [this] {
         const std::lock_guard lock(mutex_);
         return std::count(calls_.begin(), calls_.end(), "close");
