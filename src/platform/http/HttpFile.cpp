@@ -78,16 +78,21 @@ constexpr TransferMode kTransferModes[] = {
     {"Background", true, true},
 };
 
-/// The DLNA part of the request; adds what it asks for to the answer. @return 0 or the status that refuses it.
+/// The DLNA part of a request for media; adds what it asks for to the answer. Some players send the same fields for
+/// whatever they fetch, be it a description. @return 0 or the status that refuses it.
 int AddDlnaHeaders(const HttpRequest& request, std::string_view content_type, std::string_view features,
                    HttpResponse& response) {
+    const bool is_image = content_type.starts_with("image/");
+    // Some containers of music and films are called an application.
+    const bool is_stream =
+        content_type.starts_with("audio/") || content_type.starts_with("video/") || (!is_image && !features.empty());
+    if (!is_image && !is_stream) return 0;
     if (const std::string& wanted = request.Header("getcontentfeatures.dlna.org"); !wanted.empty()) {
         if (wanted != "1") return 400;
         if (!features.empty()) response.headers.emplace_back("contentFeatures.dlna.org", features);
     }
     const std::string& asked = request.Header("transfermode.dlna.org");
     if (asked.empty()) return 0;
-    const bool is_stream = content_type.substr(0, 6) == "audio/" || content_type.substr(0, 6) == "video/";
     for (const TransferMode& mode : kTransferModes) {
         if (!EqualsIgnoreCase(asked, mode.name)) continue;
         if (is_stream ? !mode.for_streams : !mode.for_images) return 406;
@@ -189,7 +194,7 @@ HttpResponse ServeDescriptor(const HttpRequest& request, UniqueFd file, std::str
 
     HttpResponse response;
     response.headers.emplace_back("ETag", validators.etag);
-    response.headers.emplace_back("Last-Modified", FormatDate(validators.modified));
+    response.headers.emplace_back("Last-Modified", HttpDate(validators.modified));
     response.headers.emplace_back("Accept-Ranges", "bytes");
     if (IsUnchanged(request, validators)) {
         // The length announced is the one that 200 would have; no body follows.

@@ -20,8 +20,9 @@ enum class RangeResult { None, Satisfiable, Unsatisfiable };
 RangeResult ParseRange(std::string_view header, std::uint64_t size, ByteRange& range);
 
 /// The answer for a file: 200 or 206 with Content-Range, 416, If-Range, ETag and Last-Modified, If-None-Match and
-/// If-Modified-Since (304), Accept-Ranges, and the DLNA headers when asked (transferMode.dlna.org echoed when it fits,
-/// contentFeatures.dlna.org when `getcontentFeatures.dlna.org: 1` came; 400/406 as the DLNA guidelines have it).
+/// If-Modified-Since (304), Accept-Ranges, and, for media, the DLNA headers when asked (transferMode.dlna.org echoed
+/// when it fits, contentFeatures.dlna.org when `getcontentFeatures.dlna.org: 1` came; 400/406 as the DLNA guidelines
+/// have it).
 /// @param dlna_features  fourth protocolInfo field of the resource, empty for none.
 /// 404 when the file is not there, is no regular file or cannot be opened; 503 when descriptors or memory run out.
 HttpResponse ServeFile(const HttpRequest& request, const std::string& path, std::string_view content_type,

@@ -54,6 +54,8 @@ protected:
         ++handled_;
         if (request.path == "/file") return ServeFile(request, file_, "audio/mpeg", "DLNA.ORG_OP=01");
         if (request.path == "/image") return ServeFile(request, file_, "image/jpeg");
+        if (request.path == "/description") return ServeFile(request, file_, "text/xml");
+        if (request.path == "/ogg") return ServeFile(request, file_, "application/ogg", "DLNA.ORG_OP=01");
         if (request.path == "/large") return LargeFile();
         if (request.path == "/missing") return ServeFile(request, file_ + "-none", "audio/mpeg");
         if (request.path == "/folder") return ServeFile(request, "/", "audio/mpeg");
@@ -229,6 +231,10 @@ TEST_F(HttpServerTest, FileConditions) {
         {"features", "/file", "getcontentFeatures.dlna.org: 1\r\n", 200, "contentFeatures.dlna.org", "DLNA.ORG_OP=01"},
         {"features not asked for", "/file", "", 200, "contentFeatures.dlna.org", ""},
         {"features asked for wrongly", "/file", "getcontentFeatures.dlna.org: 0\r\n", 400, "ETag", ""},
+        {"a description is fetched as if it were music", "/description",
+         "transferMode.dlna.org: Streaming\r\ngetcontentFeatures.dlna.org: 0\r\n", 200, "transferMode.dlna.org", ""},
+        {"music that is called an application", "/ogg", "transferMode.dlna.org: Streaming\r\n", 200,
+         "transferMode.dlna.org", "Streaming"},
         {"not there", "/missing", "", 404, "ETag", ""},
         {"no regular file", "/folder", "", 404, "ETag", ""},
     };
