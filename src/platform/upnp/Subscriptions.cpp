@@ -4,7 +4,6 @@
 
 #include "platform/http/HttpFile.h"
 #include "platform/upnp/LoopbackRelay.h"
-#include "platform/upnp/UpnpLimits.h"
 
 namespace MediaServer {
 
@@ -52,7 +51,9 @@ HttpResponse Subscriptions::Answer(const HttpRequest& request, const std::string
 HttpResponse Subscriptions::Subscribe(const HttpRequest& request, const std::string& event_path) {
     const auto callback = CheckCallback(request.Header("callback"), request.client_address, subnet_);
     if (!callback) return PlainResponse(kPreconditionFailed);
-    const std::string place = TakePlace(request.client_address, event_path);
+    Ended ended;
+    const std::string place = TakePlace(request.client_address, event_path, ended);
+    TellLibrary(ended);
     if (place.empty()) return PlainResponse(kTooMany);
 
     const int seconds = SubscriptionSeconds(request.Header("timeout"));
@@ -66,7 +67,8 @@ HttpResponse Subscriptions::Subscribe(const HttpRequest& request, const std::str
     auto entry = entries_.extract(place);
     if (!accepted) return Refusal(answer);
     entry.key() = sid->second;
-    entry.mapped().expires = Clock::now() + std::chrono::seconds(seconds);
+    entry.mapped().heard = Clock::now();
+    entry.mapped().expires = entry.mapped().heard + std::chrono::seconds(seconds);
     entries_.insert(std::move(entry));
     return Acceptance(sid->second, answer, seconds);
 }
@@ -79,8 +81,10 @@ HttpResponse Subscriptions::Renew(const HttpRequest& request, const std::string&
         RelayToLoopback(port_, "SUBSCRIBE", event_path, {{"SID", sid}, {"TIMEOUT", TimeoutText(seconds)}});
     if (answer.status != 200) return Refusal(answer);
     const std::lock_guard lock(mutex_);
-    if (const auto entry = entries_.find(sid); entry != entries_.end())
-        entry->second.expires = Clock::now() + std::chrono::seconds(seconds);
+    if (const auto entry = entries_.find(sid); entry != entries_.end()) {
+        entry->second.heard = Clock::now();
+        entry->second.expires = entry->second.heard + std::chrono::seconds(seconds);
+    }
     return Acceptance(sid, answer, seconds);
 }
 
@@ -93,26 +97,41 @@ HttpResponse Subscriptions::Unsubscribe(const HttpRequest& request, const std::s
     return answer.status == 200 ? HttpResponse() : Refusal(answer);
 }
 
-std::string Subscriptions::TakePlace(const std::string& address, const std::string& event_path) {
+/// A player that was switched off leaves its subscriptions behind, and has new ones when it comes back: the one of its
+/// address not heard of for the longest time makes room.
+std::string Subscriptions::TakePlace(const std::string& address, const std::string& event_path, Ended& ended) {
     const std::lock_guard lock(mutex_);
+    const Clock::time_point now = Clock::now();
     const auto of_address = std::count_if(entries_.begin(), entries_.end(),
                                           [&](const auto& entry) { return entry.second.address == address; });
-    if (entries_.size() >= UpnpLimits::kSubscriptions ||
-        static_cast<std::size_t>(of_address) >= UpnpLimits::kSubscriptionsPerAddress)
-        return {};
+    if (static_cast<std::size_t>(of_address) >= UpnpLimits::kSubscriptionsPerAddress) {
+        const auto oldest = FindLongestUnheardLocked(address);
+        if (oldest == entries_.end() || now - oldest->second.heard < rest_) return {};
+        ended.emplace_back(oldest->first, oldest->second.event_path);
+        entries_.erase(oldest);
+    }
+    if (entries_.size() >= UpnpLimits::kSubscriptions) return {};
     std::string place = NewPlaceLocked();
-    entries_.emplace(place, Entry{address, event_path, Clock::time_point::max()});
+    entries_.emplace(place, Entry{address, event_path, now});
     return place;
 }
 
-/// Ends a subscription, whose place rests for a while: the library loses some memory with each one that it ends, so
-/// nobody may subscribe and unsubscribe as fast as the network goes.
+Subscriptions::Entries::iterator Subscriptions::FindLongestUnheardLocked(const std::string& address) {
+    auto found = entries_.end();
+    for (auto entry = entries_.begin(); entry != entries_.end(); ++entry) {
+        if (entry->second.address != address || !IsSubscriptionId(entry->first)) continue;
+        if (found == entries_.end() || entry->second.heard < found->second.heard) found = entry;
+    }
+    return found;
+}
+
+/// Ends a subscription, whose place rests for a while.
 void Subscriptions::Release(const std::string& sid) {
     const std::lock_guard lock(mutex_);
     auto entry = entries_.extract(sid);
     if (entry.empty()) return;
     entry.key() = NewPlaceLocked();
-    entry.mapped().expires = Clock::now() + UpnpLimits::kSubscriptionRest;
+    entry.mapped().expires = Clock::now() + rest_;
     entries_.insert(std::move(entry));
 }
 
@@ -120,9 +139,8 @@ std::string Subscriptions::NewPlaceLocked() {
     return std::string(kPlacePrefix) + std::to_string(++places_);
 }
 
-/// The library forgets a subscription that has run out only when it next sends an event, so it is told.
 void Subscriptions::DropExpired() {
-    std::vector<std::pair<std::string, std::string>> expired;  // SID, event path
+    Ended expired;
     {
         const std::lock_guard lock(mutex_);
         const Clock::time_point now = Clock::now();
@@ -130,7 +148,12 @@ void Subscriptions::DropExpired() {
             if (entry.expires < now) expired.emplace_back(sid, entry.event_path);
         for (const auto& [sid, path] : expired) entries_.erase(sid);
     }
-    for (const auto& [sid, path] : expired)
+    TellLibrary(expired);
+}
+
+/// By itself the library forgets a subscription that has run out only when it next sends an event.
+void Subscriptions::TellLibrary(const Ended& ended) const {
+    for (const auto& [sid, path] : ended)
         if (IsSubscriptionId(sid)) RelayToLoopback(port_, "UNSUBSCRIBE", path, {{"SID", sid}});
 }
 

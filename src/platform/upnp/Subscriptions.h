@@ -5,10 +5,12 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/http/HttpServer.h"
 #include "platform/upnp/GenaRequest.h"
+#include "platform/upnp/UpnpLimits.h"
 
 namespace MediaServer {
 
@@ -17,7 +19,10 @@ namespace MediaServer {
 /// Threads: Answer from any.
 class Subscriptions {
 public:
-    Subscriptions(std::uint16_t private_port, const Subnet& subnet) : port_(private_port), subnet_(subnet) {}
+    /// @param rest  see UpnpLimits::kSubscriptionRest.
+    Subscriptions(std::uint16_t private_port, const Subnet& subnet,
+                  std::chrono::seconds rest = UpnpLimits::kSubscriptionRest)
+        : port_(private_port), subnet_(subnet), rest_(rest) {}
 
     /// @param event_path  the service's, as the library knows it.
     HttpResponse Answer(const HttpRequest& request, const std::string& event_path);
@@ -26,24 +31,32 @@ private:
     using Clock = std::chrono::steady_clock;
     struct Entry {
         std::string address, event_path;
-        Clock::time_point expires;
+        Clock::time_point heard;  // when it was made or renewed last
+        Clock::time_point expires = Clock::time_point::max();
     };
+    using Entries = std::map<std::string, Entry>;
+    using Ended = std::vector<std::pair<std::string, std::string>>;  // SID, event path
 
     HttpResponse Subscribe(const HttpRequest& request, const std::string& event_path);
     HttpResponse Renew(const HttpRequest& request, const std::string& event_path);
     HttpResponse Unsubscribe(const HttpRequest& request, const std::string& event_path);
+    /// @param[out] ended  the subscription that the place was taken from, if any.
     /// @return key of the place taken, empty when there is none for that address.
-    std::string TakePlace(const std::string& address, const std::string& event_path);
+    std::string TakePlace(const std::string& address, const std::string& event_path, Ended& ended);
     void Release(const std::string& sid);
     void DropExpired();
-    std::string NewPlaceLocked();  // the caller holds mutex_
+    void TellLibrary(const Ended& ended) const;
+    // The caller holds mutex_.
+    std::string NewPlaceLocked();
+    Entries::iterator FindLongestUnheardLocked(const std::string& address);
     bool IsKnown(const std::string& sid) const;
 
     const std::uint16_t port_;
     const Subnet subnet_;
+    const std::chrono::seconds rest_;
     mutable std::mutex mutex_;
-    std::map<std::string, Entry> entries_;  // guarded by mutex_; by SID, or by place before and after
-    std::uint64_t places_ = 0;              // guarded by mutex_
+    Entries entries_;           // guarded by mutex_; by SID, or by place before and after
+    std::uint64_t places_ = 0;  // guarded by mutex_
 };
 
 }  // namespace MediaServer

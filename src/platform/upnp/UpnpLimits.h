@@ -19,8 +19,10 @@ inline constexpr std::chrono::seconds kDownloadTime{5};
 
 // Subscriptions (UPnP Device Architecture 1.0, 4.1). Those that asked for ever get the longest.
 inline constexpr std::size_t kSubscriptions = 256;
-inline constexpr std::size_t kSubscriptionsPerAddress = 8;    ///< three services, and a restart without UNSUBSCRIBE
-inline constexpr std::chrono::seconds kSubscriptionRest{30};  ///< after UNSUBSCRIBE, before another takes the place
+inline constexpr std::size_t kSubscriptionsPerAddress = 8;  ///< three services, and a restart without UNSUBSCRIBE
+/// How long one place of an address is its subscription's at least, or after UNSUBSCRIBE nobody's: the library loses
+/// some memory with each subscription that it ends, so nobody may have that done as fast as the network goes.
+inline constexpr std::chrono::seconds kSubscriptionRest{30};
 inline constexpr int kShortestSubscriptionSeconds = 60;
 inline constexpr int kLongestSubscriptionSeconds = 1800;
 inline constexpr std::size_t kCallbackBytes = 1024;

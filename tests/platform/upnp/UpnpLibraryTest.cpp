@@ -13,8 +13,10 @@
 #include "platform/http/HttpFile.h"
 #include "platform/http/RawClient.h"
 #include "platform/upnp/Ixml.h"
+#include "platform/upnp/LoopbackRelay.h"
 #include "platform/upnp/PrivateListener.h"
 #include "platform/upnp/Subnet.h"
+#include "platform/upnp/Subscriptions.h"
 #include "platform/upnp/UpnpLibrary.h"
 #include "platform/upnp/UpnpLimits.h"
 
@@ -357,6 +359,30 @@ TEST_F(UpnpLibraryTest, SubscriptionsThatAreRefused) {
     }
     EXPECT_EQ(status, 503);
     EXPECT_EQ(accepted, static_cast<int>(UpnpLimits::kSubscriptionsPerAddress));
+}
+
+TEST_F(UpnpLibraryTest, ARestartedSubscriberTakesThePlacesOfItsOldSelf) {
+    Subscriptions subscriptions(::UpnpGetServerPort(), {0x7f000001, 0xff000000}, 0s);
+    const auto answer = [&](const std::map<std::string, std::string>& headers) {
+        HttpRequest request;
+        request.method = "SUBSCRIBE";
+        request.client_address = "127.0.0.1";
+        request.headers = headers;
+        return subscriptions.Answer(request, "/desc/event/cd");
+    };
+    std::vector<std::string> sids;
+    for (std::size_t i = 0; i <= UpnpLimits::kSubscriptionsPerAddress; ++i) {
+        const HttpResponse made = answer({{"callback", "<http://127.0.0.1:9/>"}, {"nt", "upnp:event"}});
+        ASSERT_EQ(made.status, 200) << i;
+        sids.push_back(made.headers.at(0).second);
+        if (i == 1) {
+            EXPECT_EQ(answer({{"sid", sids[0]}}).status, 200) << "who renews is there";
+        }
+    }
+    EXPECT_EQ(answer({{"sid", sids[0]}}).status, 200);
+    EXPECT_EQ(answer({{"sid", sids[1]}}).status, 412) << "the one not heard of for the longest time";
+    EXPECT_EQ(RelayToLoopback(::UpnpGetServerPort(), "UNSUBSCRIBE", "/desc/event/cd", {{"SID", sids[1]}}).status, 412)
+        << "the library has been told";
 }
 
 TEST_F(UpnpLibraryTest, OnlyTheFrontIsPublic) {
