@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
@@ -15,6 +17,15 @@ constexpr std::chrono::milliseconds kSweepInterval{250};
 bool IsCutShort(const UniqueFd& file, std::uint64_t end) {
     struct stat info {};
     return file && fstat(file.get(), &info) == 0 && static_cast<std::uint64_t>(info.st_size) < end;
+}
+
+/// Has the event loop look again whether it can send. A process that is stopped and continued, or whose machine sleeps,
+/// is interrupted in the middle of sendfile(); the server library takes the bytes that are missing for a full socket
+/// and waits for it to drain, which it has done long ago. Setting this option, here to what it is already, wakes who
+/// waits for room in the socket.
+void WakeSender(int fd) {
+    const int unlimited = 0;
+    setsockopt(fd, IPPROTO_TCP, TCP_NOTSENT_LOWAT, &unlimited, sizeof unlimited);
 }
 
 }  // namespace
@@ -108,6 +119,7 @@ void ConnectionTable::Sweep() {
     while (!wake_.wait_for(lock, kSweepInterval, [this] { return stopping_; })) {
         const Clock::time_point now = Clock::now();
         for (Connection& connection : connections_) {
+            if (connection.file) WakeSender(connection.fd);
             if (connection.deadline > now && !IsCutShort(connection.file, connection.file_end)) continue;
             shutdown(connection.fd, SHUT_RDWR);
             connection.deadline = Clock::time_point::max();

@@ -1,10 +1,13 @@
 #include <atomic>
+#include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <future>
 #include <thread>
 
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include "platform/http/HttpFile.h"
@@ -275,6 +278,22 @@ TEST_F(HttpServerTest, APausedPlayerKeepsItsConnection) {
     player.Send(Get("/"));
     EXPECT_EQ(player.Receive(head, body), 200);
     EXPECT_TRUE(player.ClosedWithin(3s)) << "the pause was for the file alone";
+}
+
+TEST_F(HttpServerTest, SignalsDoNotHoldUpAFile) {
+    Start();
+    std::signal(SIGUSR1, [](int) {});
+    std::atomic<bool> done{false};
+    std::thread disturber([&done, end = Clock::now() + 10s] {
+        while (!done && Clock::now() < end) {
+            for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task"))
+                syscall(SYS_tgkill, getpid(), std::stoi(thread.path().filename()), SIGUSR1);
+            std::this_thread::sleep_for(1ms);
+        }
+    });
+    for (int i = 0; i < 8; ++i) EXPECT_EQ(Status(Get("/large")), 200);
+    done = true;
+    disturber.join();
 }
 
 TEST_F(HttpServerTest, AnswersThatNobodyReadsAreBounded) {
