@@ -14,10 +14,11 @@ namespace MediaServer {
 namespace {
 
 constexpr int kListenBacklog = 256;
-constexpr int kShortageMs = 50;  // until descriptors or memory are tried for again
+constexpr int kShortageMs = 50;  // until accepting is tried again
 
-bool IsShortage(int error) {
-    return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+/// Whether only the client that was to be accepted is gone; otherwise the next try would fail as well.
+bool IsOfOneClient(int error) {
+    return error == EAGAIN || error == ECONNABORTED || error == EPROTO || error == EINTR;
 }
 
 }  // namespace
@@ -64,7 +65,7 @@ void Acceptor::Run() {
             accept4(listener_.get(), reinterpret_cast<sockaddr*>(&address), &size, SOCK_CLOEXEC | SOCK_NONBLOCK));
         if (client) {
             take_(std::move(client), address);
-        } else if (IsShortage(errno)) {
+        } else if (!IsOfOneClient(errno)) {
             poll(waits, 1, kShortageMs);
         }
     }
