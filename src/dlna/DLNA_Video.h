@@ -86,6 +86,21 @@ struct ProfileRow {
     ProfileEntry entry;
 };
 
+constexpr ProfileRow Mp4Row(int video_class, int audio_class, std::string_view name, std::string_view label) {
+    return {Container::kMp4, video_class, audio_class, {name, "video/mp4", label}};
+}
+
+// One profile in the three forms of a transport stream: three rows of a table. Most names follow a rule.
+#define TRANSPORT_ROWS(video_class, audio_class, name, label) \
+    ODD_TRANSPORT_ROWS(video_class, audio_class, label, name, name "_T", name "_ISO")
+#define ODD_TRANSPORT_ROWS(video_class, audio_class, label, dlna, stamped, iso)                                  \
+    {Container::kTransportDlna, video_class, audio_class, {dlna, "video/vnd.dlna.mpeg-tts", label}},             \
+        {Container::kTransportStamped, video_class, audio_class, {stamped, "video/vnd.dlna.mpeg-tts", label}}, { \
+        Container::kTransportIso, video_class, audio_class, {                                                    \
+            iso, "video/mpeg", label                                                                             \
+        }                                                                                                        \
+    }
+
 /// The entry for the record's container, the video class and the class of its audio, with audio classes that the
 /// tables do not tell apart taken as one; null when there is none.
 const ProfileEntry* FindProfile(std::span<const ProfileRow> table, const NIMB_MEDIA_INFO& record, int video_class);

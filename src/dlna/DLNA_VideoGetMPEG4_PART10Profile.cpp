@@ -15,68 +15,54 @@ constexpr PictureSize kHdSizes[] = {{1920, 1080}, {1920, 1152}, {1920, 540}, {12
 
 using namespace AudioClass;
 
-constexpr ProfileRow Mp4(int video_class, int audio_class, std::string_view name, std::string_view label) {
-    return {Container::kMp4, video_class, audio_class, {name, "video/mp4", label}};
-}
-
 constexpr ProfileRow ThreeGpp(int video_class, std::string_view name, std::string_view label) {
     return {Container::k3gpp, video_class, kAmrWideBand, {name, "video/3gpp", label}};
 }
 
-// A profile exists in each of the three forms of a transport stream.
-#define TRANSPORT(video_class, audio_class, name, label)                                                           \
-    {Container::kTransportDlna, video_class, audio_class, {name, "video/vnd.dlna.mpeg-tts", label}},               \
-        {Container::kTransportStamped, video_class, audio_class, {name "_T", "video/vnd.dlna.mpeg-tts", label}}, { \
-        Container::kTransportIso, video_class, audio_class, {                                                      \
-            name "_ISO", "video/mpeg", label                                                                       \
-        }                                                                                                          \
-    }
-
 constexpr ProfileRow kProfiles[] = {
-    Mp4(kSd, kAacMult5, "AVC_MP4_MP_SD_AAC_MULT5", "SD"),
-    Mp4(kSd, kHeAac, "AVC_MP4_MP_SD_HEAAC_L2", "SD"),
-    Mp4(kSd, kMpeg1Layer3, "AVC_MP4_MP_SD_MPEG1_L3", "SD"),
-    Mp4(kSd, kAc3, "AVC_MP4_MP_SD_AC3", "SD"),
-    Mp4(kSd, kAtrac3, "AVC_MP4_MP_SD_ATRAC3plus", "SD"),
-    Mp4(kSd, kBsac, "AVC_MP4_MP_SD_BSAC", "SD"),
-    Mp4(kSdL3, kAac, "AVC_MP4_BL_L3_SD_AAC", "SD"),
-    Mp4(kCif30, kAacMult5, "AVC_MP4_BL_CIF30_AAC_MULT5", "CIF30"),
-    Mp4(kCif30, kHeAac, "AVC_MP4_BL_CIF30_HEAAC_L2", "CIF30"),
-    Mp4(kCif30, kMpeg1Layer3, "AVC_MP4_BL_CIF30_MPEG1_L3", "CIF30"),
-    Mp4(kCif30, kAc3, "AVC_MP4_BL_CIF30_AC3", "CIF30"),
-    Mp4(kCif30, kBsac, "AVC_MP4_BL_CIF30_BSAC", "CIF30"),
-    Mp4(kCif30, kBsacMult5, "AVC_MP4_BL_CIF30_BSAC_MULT5", "CIF30"),
-    Mp4(kCif30L2, kAac, "AVC_MP4_BL_L2_CIF30_AAC", "CIF30"),
-    Mp4(kCif15, kHeAac, "AVC_MP4_BL_CIF15_HEAAC", "CIF15"),
-    Mp4(kCif15, kAmr, "AVC_MP4_BL_CIF15_AMR", "CIF15"),
-    Mp4(kCif15, kAac, "AVC_MP4_BL_CIF15_AAC", "CIF15"),
-    Mp4(kCif15, kBsac, "AVC_MP4_BL_CIF15_BSAC", "CIF15"),
-    Mp4(kCif15At520, kAac, "AVC_MP4_BL_CIF15_AAC_520", "CIF15"),
-    Mp4(kCif15L12, kHeAac, "AVC_MP4_BL_L12_CIF15_HEAAC", "CIF15"),
-    Mp4(kQcif15L1b, kHeAac, "AVC_MP4_BL_L1B_QCIF15_HEAAC", "QCIF15"),
+    Mp4Row(kSd, kAacMult5, "AVC_MP4_MP_SD_AAC_MULT5", "SD"),
+    Mp4Row(kSd, kHeAac, "AVC_MP4_MP_SD_HEAAC_L2", "SD"),
+    Mp4Row(kSd, kMpeg1Layer3, "AVC_MP4_MP_SD_MPEG1_L3", "SD"),
+    Mp4Row(kSd, kAc3, "AVC_MP4_MP_SD_AC3", "SD"),
+    Mp4Row(kSd, kAtrac3, "AVC_MP4_MP_SD_ATRAC3plus", "SD"),
+    Mp4Row(kSd, kBsac, "AVC_MP4_MP_SD_BSAC", "SD"),
+    Mp4Row(kSdL3, kAac, "AVC_MP4_BL_L3_SD_AAC", "SD"),
+    Mp4Row(kCif30, kAacMult5, "AVC_MP4_BL_CIF30_AAC_MULT5", "CIF30"),
+    Mp4Row(kCif30, kHeAac, "AVC_MP4_BL_CIF30_HEAAC_L2", "CIF30"),
+    Mp4Row(kCif30, kMpeg1Layer3, "AVC_MP4_BL_CIF30_MPEG1_L3", "CIF30"),
+    Mp4Row(kCif30, kAc3, "AVC_MP4_BL_CIF30_AC3", "CIF30"),
+    Mp4Row(kCif30, kBsac, "AVC_MP4_BL_CIF30_BSAC", "CIF30"),
+    Mp4Row(kCif30, kBsacMult5, "AVC_MP4_BL_CIF30_BSAC_MULT5", "CIF30"),
+    Mp4Row(kCif30L2, kAac, "AVC_MP4_BL_L2_CIF30_AAC", "CIF30"),
+    Mp4Row(kCif15, kHeAac, "AVC_MP4_BL_CIF15_HEAAC", "CIF15"),
+    Mp4Row(kCif15, kAmr, "AVC_MP4_BL_CIF15_AMR", "CIF15"),
+    Mp4Row(kCif15, kAac, "AVC_MP4_BL_CIF15_AAC", "CIF15"),
+    Mp4Row(kCif15, kBsac, "AVC_MP4_BL_CIF15_BSAC", "CIF15"),
+    Mp4Row(kCif15At520, kAac, "AVC_MP4_BL_CIF15_AAC_520", "CIF15"),
+    Mp4Row(kCif15L12, kHeAac, "AVC_MP4_BL_L12_CIF15_HEAAC", "CIF15"),
+    Mp4Row(kQcif15L1b, kHeAac, "AVC_MP4_BL_L1B_QCIF15_HEAAC", "QCIF15"),
     ThreeGpp(kCif30, "AVC_3GPP_BL_CIF30_AMR_WBplus", "CIF30"),
     ThreeGpp(kCif15, "AVC_3GPP_BL_CIF15_AMR_WBplus", "CIF15"),
 
-    TRANSPORT(kSd, kAacMult5, "AVC_TS_MP_SD_AAC_MULT5", "SD"),
-    TRANSPORT(kSd, kHeAac, "AVC_TS_MP_SD_HEAAC_L2", "SD"),
-    TRANSPORT(kSd, kMpeg1Layer3, "AVC_TS_MP_SD_MPEG1_L3", "SD"),
-    TRANSPORT(kSd, kAc3, "AVC_TS_MP_SD_AC3", "SD"),
-    TRANSPORT(kSd, kBsac, "AVC_TS_MP_SD_BSAC", "SD"),
-    TRANSPORT(kCif30, kAacMult5, "AVC_TS_BL_CIF30_AAC_MULT5", "CIF30"),
-    TRANSPORT(kCif30, kHeAac, "AVC_TS_BL_CIF30_HEAAC_L2", "CIF30"),
-    TRANSPORT(kCif30, kMpeg1Layer3, "AVC_TS_BL_CIF30_MPEG1_L3", "CIF30"),
-    TRANSPORT(kCif30, kAc3, "AVC_TS_BL_CIF30_AC3", "CIF30"),
-    TRANSPORT(kCif30At940, kAac, "AVC_TS_BL_CIF30_AAC_940", "CIF30"),
-    TRANSPORT(kHd, kAacMult5, "AVC_TS_MP_HD_AAC_MULT5", "HD"),
-    TRANSPORT(kHd, kHeAac, "AVC_TS_MP_HD_HEAAC_L2", "HD"),
-    TRANSPORT(kHd, kMpeg1Layer3, "AVC_TS_MP_HD_MPEG1_L3", "HD"),
-    TRANSPORT(kHd, kAc3, "AVC_TS_MP_HD_AC3", "HD"),
-    TRANSPORT(kHd, kAac, "AVC_TS_MP_HD_AAC", "HD"),
-    TRANSPORT(kCif15, kAac, "AVC_TS_BL_CIF15_AAC", "CIF15"),
-    TRANSPORT(kCif15, kBsac, "AVC_TS_BL_CIF15_BSAC", "CIF15"),
-    TRANSPORT(kCif15At540, kAac, "AVC_TS_BL_CIF15_AAC_540", "CIF15"),
+    TRANSPORT_ROWS(kSd, kAacMult5, "AVC_TS_MP_SD_AAC_MULT5", "SD"),
+    TRANSPORT_ROWS(kSd, kHeAac, "AVC_TS_MP_SD_HEAAC_L2", "SD"),
+    TRANSPORT_ROWS(kSd, kMpeg1Layer3, "AVC_TS_MP_SD_MPEG1_L3", "SD"),
+    TRANSPORT_ROWS(kSd, kAc3, "AVC_TS_MP_SD_AC3", "SD"),
+    TRANSPORT_ROWS(kSd, kBsac, "AVC_TS_MP_SD_BSAC", "SD"),
+    TRANSPORT_ROWS(kCif30, kAacMult5, "AVC_TS_BL_CIF30_AAC_MULT5", "CIF30"),
+    TRANSPORT_ROWS(kCif30, kHeAac, "AVC_TS_BL_CIF30_HEAAC_L2", "CIF30"),
+    TRANSPORT_ROWS(kCif30, kMpeg1Layer3, "AVC_TS_BL_CIF30_MPEG1_L3", "CIF30"),
+    TRANSPORT_ROWS(kCif30, kAc3, "AVC_TS_BL_CIF30_AC3", "CIF30"),
+    TRANSPORT_ROWS(kCif30At940, kAac, "AVC_TS_BL_CIF30_AAC_940", "CIF30"),
+    TRANSPORT_ROWS(kHd, kAacMult5, "AVC_TS_MP_HD_AAC_MULT5", "HD"),
+    TRANSPORT_ROWS(kHd, kHeAac, "AVC_TS_MP_HD_HEAAC_L2", "HD"),
+    TRANSPORT_ROWS(kHd, kMpeg1Layer3, "AVC_TS_MP_HD_MPEG1_L3", "HD"),
+    TRANSPORT_ROWS(kHd, kAc3, "AVC_TS_MP_HD_AC3", "HD"),
+    TRANSPORT_ROWS(kHd, kAac, "AVC_TS_MP_HD_AAC", "HD"),
+    TRANSPORT_ROWS(kCif15, kAac, "AVC_TS_BL_CIF15_AAC", "CIF15"),
+    TRANSPORT_ROWS(kCif15, kBsac, "AVC_TS_BL_CIF15_BSAC", "CIF15"),
+    TRANSPORT_ROWS(kCif15At540, kAac, "AVC_TS_BL_CIF15_AAC_540", "CIF15"),
 };
-#undef TRANSPORT
 
 /// Class of a CIF-sized picture by video rate `vb` and overall rate `ob`; none when only a larger class can hold it.
 int CifClass(std::uint32_t vb, std::uint32_t ob) {

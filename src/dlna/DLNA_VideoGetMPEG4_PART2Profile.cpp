@@ -26,10 +26,6 @@ constexpr SizeRate kVga30[] = {{640, 480, 30}, {640, 360, 30}};
 
 using namespace AudioClass;
 
-constexpr ProfileRow Mp4(int video_class, int audio_class, std::string_view name, std::string_view label) {
-    return {Container::kMp4, video_class, audio_class, {name, "video/mp4", label}};
-}
-
 constexpr ProfileRow Asf(int video_class, std::string_view name, std::string_view label) {
     return {Container::kAsf, video_class, kG726, {name, "video/x-ms-asf", label}};
 }
@@ -38,30 +34,21 @@ constexpr ProfileRow ThreeGpp(int video_class, int audio_class, std::string_view
     return {Container::k3gpp, video_class, audio_class, {name, "video/3gpp", "QCIF15"}};
 }
 
-// One profile in the three forms of a transport stream; the names with AC-3 do not follow a rule.
-#define TRANSPORT(video_class, audio_class, label, dlna, stamped, iso)                                           \
-    {Container::kTransportDlna, video_class, audio_class, {dlna, "video/vnd.dlna.mpeg-tts", label}},             \
-        {Container::kTransportStamped, video_class, audio_class, {stamped, "video/vnd.dlna.mpeg-tts", label}}, { \
-        Container::kTransportIso, video_class, audio_class, {                                                    \
-            iso, "video/mpeg", label                                                                             \
-        }                                                                                                        \
-    }
-
 constexpr ProfileRow kProfiles[] = {
-    Mp4(kSimple, kAac, "MPEG4_P2_MP4_SP_AAC", "CIF30"),
-    Mp4(kSimple, kHeAac, "MPEG4_P2_MP4_SP_HEAAC", "CIF30"),
-    Mp4(kSimple, kAtrac3, "MPEG4_P2_MP4_SP_ATRAC3plus", "CIF30"),
-    Mp4(kLevel2, kAac, "MPEG4_P2_MP4_SP_L2_AAC", "CIF15"),
-    Mp4(kLevel2, kAmr, "MPEG4_P2_MP4_SP_L2_AMR", "CIF15"),
-    Mp4(kVga, kAac, "MPEG4_P2_MP4_SP_VGA_AAC", "SD"),
-    Mp4(kVga, kHeAac, "MPEG4_P2_MP4_SP_VGA_HEAAC", "SD"),
-    Mp4(kAdvanced, kAac, "MPEG4_P2_MP4_ASP_AAC", "SD"),
-    Mp4(kAdvanced, kHeAac, "MPEG4_P2_MP4_ASP_HEAAC", "SD"),
-    Mp4(kAdvanced, kHeAacMult5, "MPEG4_P2_MP4_ASP_HEAAC_MULT5", "SD"),
-    Mp4(kAdvanced, kAtrac3, "MPEG4_P2_MP4_ASP_ATRAC3plus", "SD"),
-    Mp4(kAdvancedL4, kAac, "MPEG4_P2_MP4_ASP_L4_SO_AAC", "CIF30"),
-    Mp4(kAdvancedL4, kHeAac, "MPEG4_P2_MP4_ASP_L4_SO_HEAAC", "CIF30"),
-    Mp4(kAdvancedL4, kHeAacMult5, "MPEG4_P2_MP4_ASP_L4_SO_HEAAC_MULT5", "CIF30"),
+    Mp4Row(kSimple, kAac, "MPEG4_P2_MP4_SP_AAC", "CIF30"),
+    Mp4Row(kSimple, kHeAac, "MPEG4_P2_MP4_SP_HEAAC", "CIF30"),
+    Mp4Row(kSimple, kAtrac3, "MPEG4_P2_MP4_SP_ATRAC3plus", "CIF30"),
+    Mp4Row(kLevel2, kAac, "MPEG4_P2_MP4_SP_L2_AAC", "CIF15"),
+    Mp4Row(kLevel2, kAmr, "MPEG4_P2_MP4_SP_L2_AMR", "CIF15"),
+    Mp4Row(kVga, kAac, "MPEG4_P2_MP4_SP_VGA_AAC", "SD"),
+    Mp4Row(kVga, kHeAac, "MPEG4_P2_MP4_SP_VGA_HEAAC", "SD"),
+    Mp4Row(kAdvanced, kAac, "MPEG4_P2_MP4_ASP_AAC", "SD"),
+    Mp4Row(kAdvanced, kHeAac, "MPEG4_P2_MP4_ASP_HEAAC", "SD"),
+    Mp4Row(kAdvanced, kHeAacMult5, "MPEG4_P2_MP4_ASP_HEAAC_MULT5", "SD"),
+    Mp4Row(kAdvanced, kAtrac3, "MPEG4_P2_MP4_ASP_ATRAC3plus", "SD"),
+    Mp4Row(kAdvancedL4, kAac, "MPEG4_P2_MP4_ASP_L4_SO_AAC", "CIF30"),
+    Mp4Row(kAdvancedL4, kHeAac, "MPEG4_P2_MP4_ASP_L4_SO_HEAAC", "CIF30"),
+    Mp4Row(kAdvancedL4, kHeAacMult5, "MPEG4_P2_MP4_ASP_L4_SO_HEAAC_MULT5", "CIF30"),
     {Container::kMp4, kH263, kAac, {"MPEG4_H263_MP4_P0_L10_AAC", "video/3gpp", "QCIF15"}},
     Asf(kSimple, "MPEG4_P2_ASF_SP_G726", "CIF30"),
     Asf(kAdvanced, "MPEG4_P2_ASF_ASP_L5_SO_G726", "SD"),
@@ -71,21 +58,18 @@ constexpr ProfileRow kProfiles[] = {
     ThreeGpp(kLevel0b, kAac, "MPEG4_P2_3GPP_SP_L0B_AAC"),
     ThreeGpp(kLevel0b, kAmr, "MPEG4_P2_3GPP_SP_L0B_AMR"),
 
-    TRANSPORT(kSimple, kAac, "CIF30", "MPEG4_P2_TS_SP_AAC", "MPEG4_P2_TS_SP_AAC_T", "MPEG4_P2_TS_SP_AAC_ISO"),
-    TRANSPORT(kSimple, kMpeg1Layer3, "CIF30", "MPEG4_P2_TS_SP_MPEG1_L3", "MPEG4_P2_TS_SP_MPEG1_L3_T",
-              "MPEG4_P2_TS_SP_MPEG1_L3_ISO"),
-    TRANSPORT(kSimple, kAc3, "CIF30", "MPEG4_P2_TS_SP_AC3_L3", "MPEG4_P2_TS_SP_AC3_T", "MPEG4_P2_TS_SP_AC3_ISO"),
-    TRANSPORT(kSimple, kMpeg1Layer2, "CIF30", "MPEG4_P2_TS_SP_MPEG2_L2", "MPEG4_P2_TS_SP_MPEG2_L2_T",
-              "MPEG4_P2_TS_SP_MPEG2_L2_ISO"),
-    TRANSPORT(kAdvanced, kAac, "SD", "MPEG4_P2_TS_ASP_AAC", "MPEG4_P2_TS_ASP_AAC_T", "MPEG4_P2_TS_ASP_AAC_ISO"),
-    TRANSPORT(kAdvanced, kMpeg1Layer3, "SD", "MPEG4_P2_TS_ASP_MPEG1_L3", "MPEG4_P2_TS_ASP_MPEG1_L3_T",
-              "MPEG4_P2_TS_ASP_MPEG1_L3_ISO"),
-    TRANSPORT(kAdvanced, kAc3, "SD", "MPEG4_P2_TS_ASP_AC3_L3", "MPEG4_P2_TS_ASP_AC3_T", "MPEG4_P2_TS_ASP_AC3_ISO"),
-    TRANSPORT(kAdvancedL4, kAc3, "CIF30", "MPEG4_P2_TS_CO_AC3", "MPEG4_P2_TS_CO_AC3_T", "MPEG4_P2_TS_CO_AC3_ISO"),
-    TRANSPORT(kAdvancedL4, kMpeg1Layer2, "CIF30", "MPEG4_P2_TS_CO_MPEG2_L2", "MPEG4_P2_TS_CO_MPEG2_L2_T",
-              "MPEG4_P2_TS_CO_MPEG2_L2_ISO"),
+    TRANSPORT_ROWS(kSimple, kAac, "MPEG4_P2_TS_SP_AAC", "CIF30"),
+    TRANSPORT_ROWS(kSimple, kMpeg1Layer3, "MPEG4_P2_TS_SP_MPEG1_L3", "CIF30"),
+    ODD_TRANSPORT_ROWS(kSimple, kAc3, "CIF30", "MPEG4_P2_TS_SP_AC3_L3", "MPEG4_P2_TS_SP_AC3_T",
+                       "MPEG4_P2_TS_SP_AC3_ISO"),
+    TRANSPORT_ROWS(kSimple, kMpeg1Layer2, "MPEG4_P2_TS_SP_MPEG2_L2", "CIF30"),
+    TRANSPORT_ROWS(kAdvanced, kAac, "MPEG4_P2_TS_ASP_AAC", "SD"),
+    TRANSPORT_ROWS(kAdvanced, kMpeg1Layer3, "MPEG4_P2_TS_ASP_MPEG1_L3", "SD"),
+    ODD_TRANSPORT_ROWS(kAdvanced, kAc3, "SD", "MPEG4_P2_TS_ASP_AC3_L3", "MPEG4_P2_TS_ASP_AC3_T",
+                       "MPEG4_P2_TS_ASP_AC3_ISO"),
+    TRANSPORT_ROWS(kAdvancedL4, kAc3, "MPEG4_P2_TS_CO_AC3", "CIF30"),
+    TRANSPORT_ROWS(kAdvancedL4, kMpeg1Layer2, "MPEG4_P2_TS_CO_MPEG2_L2", "CIF30"),
 };
-#undef TRANSPORT
 
 bool IsIn(std::span<const std::string_view> names, std::string_view name) {
     return std::find(names.begin(), names.end(), name) != names.end();
