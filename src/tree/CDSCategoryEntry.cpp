@@ -7,16 +7,14 @@ namespace MediaServer {
 CDSCategoryEntry::CDSCategoryEntry(MediaKind kind, const std::string& category, std::string parent_id,
                                    std::string object_id, std::string object_title, ObjectTypeCode code,
                                    std::int32_t index, const DMSStringBundle& strings)
-    : CDSMenuEntry(std::move(object_title), std::move(object_id), std::move(parent_id), code),
+    : ListEntry(std::move(object_title), std::move(object_id), std::move(parent_id), code),
       categories_(kind),
       strings_(strings) {
     categories_.Add(category, index);
 }
 
-std::int32_t CDSCategoryEntry::Browse(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) {
-    std::string separator;
-    const BrowseQuery complete = separator_.Complete(query, separator);
-    return CategoryQuery(*this, categories_, {}, strings_, complete, out).Browse(total);
+std::int32_t CDSCategoryEntry::List(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) {
+    return CategoryQuery(*this, categories_, {}, strings_, query, out).Browse(total);
 }
 
 }  // namespace MediaServer

@@ -8,21 +8,20 @@ namespace MediaServer {
 
 /// All indexed files of one media kind, walked by their tags; made with its first category.
 /// Threads: Browse may run in several at once; only the separator is mutable after start-up.
-class CDSCategoryEntry : public CDSMenuEntry, public Categorizable {
+class CDSCategoryEntry : public ListEntry, public Categorizable {
 public:
     /// @param category,index  the first level, as AddCategory.
     /// @param strings         labels of unknown values and show-all entries; outlives the node.
     CDSCategoryEntry(MediaKind kind, const std::string& category, std::string parent_id, std::string object_id,
                      std::string object_title, ObjectTypeCode code, std::int32_t index, const DMSStringBundle& strings);
 
-    std::int32_t Browse(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) override;
-    void SetSeparator(std::string_view separator) override { separator_.Set(separator); }
     void AddCategory(const std::string& name, std::int32_t index) override { categories_.Add(name, index); }
 
 private:
+    std::int32_t List(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) override;
+
     CategoryList categories_;
     const DMSStringBundle& strings_;
-    NodeSeparator separator_;
 };
 
 }  // namespace MediaServer

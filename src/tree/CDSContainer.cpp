@@ -37,20 +37,21 @@ void CDSMenuEntry::SetIndexLocations(const std::map<std::string, std::string>&) 
 
 void CDSMenuEntry::SetSeparator(std::string_view) {}
 
-void NodeSeparator::Set(std::string_view separator) {
-    const std::lock_guard lock(mutex_);
+void ListEntry::SetSeparator(std::string_view separator) {
+    const std::lock_guard lock(separator_mutex_);
     separator_ = separator;
 }
 
-BrowseQuery NodeSeparator::Complete(const BrowseQuery& query, std::string& storage) const {
+std::int32_t ListEntry::Browse(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) {
     BrowseQuery complete = query;
+    std::string own;
     if (complete.separator.empty()) {
-        const std::lock_guard lock(mutex_);
-        storage = separator_;
-        complete.separator = storage;
+        const std::lock_guard lock(separator_mutex_);
+        own = separator_;
+        complete.separator = own;
     }
     if (complete.inner_separator.empty()) complete.inner_separator = complete.separator == "/" ? "$" : "#";
-    return complete;
+    return List(complete, out, total);
 }
 
 }  // namespace MediaServer

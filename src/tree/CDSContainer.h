@@ -77,16 +77,21 @@ public:
     virtual void SetSeparator(std::string_view separator);
 };
 
-/// The separator that a node keeps for queries without one: "$" until it is set. Threads: any.
-class NodeSeparator {
+/// A menu entry that finds its children when it is asked. Queries that carry no separator are given the entry's own:
+/// "$" until it is set. Threads: any.
+class ListEntry : public CDSMenuEntry {
 public:
-    void Set(std::string_view separator);
-    /// `query` with the separators that it lacks filled in. `storage` holds the text that the result refers to.
-    BrowseQuery Complete(const BrowseQuery& query, std::string& storage) const;
+    using CDSMenuEntry::CDSMenuEntry;
+
+    std::int32_t Browse(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) final;
+    void SetSeparator(std::string_view separator) final;
 
 private:
-    mutable std::mutex mutex_;
-    std::string separator_ = "$";  // guarded by mutex_
+    /// As Browse, of a query with both its separators.
+    virtual std::int32_t List(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) = 0;
+
+    std::mutex separator_mutex_;
+    std::string separator_ = "$";  // guarded by separator_mutex_
 };
 
 /// Nodes that take category levels.

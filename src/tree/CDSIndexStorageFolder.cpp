@@ -7,15 +7,13 @@ namespace MediaServer {
 
 CDSIndexStorageFolder::CDSIndexStorageFolder(MediaKind kind, std::string parent_id, std::string object_id,
                                              std::string object_title, ObjectTypeCode code)
-    : CDSMenuEntry(std::move(object_title), std::move(object_id), std::move(parent_id), code), kind_(kind) {}
+    : ListEntry(std::move(object_title), std::move(object_id), std::move(parent_id), code), kind_(kind) {}
 
-std::int32_t CDSIndexStorageFolder::Browse(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) {
+std::int32_t CDSIndexStorageFolder::List(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) {
     // A location that the indexer has not recorded yet is listed under this name and is empty.
     if (query.sub_id == "no") return 0;
-    std::string separator;
-    const BrowseQuery complete = separator_.Complete(query, separator);
     const FolderScope scope = WorkingScope();
-    return DirectoryListing(*this, kind_, scope, complete, out).Browse(total);
+    return DirectoryListing(*this, kind_, scope, query, out).Browse(total);
 }
 
 void CDSIndexStorageFolder::SetIndexLocations(const std::map<std::string, std::string>& locations) {

@@ -57,16 +57,13 @@ std::int32_t WritePlaylistMetadata(std::int32_t row, const BrowseQuery& query, s
 
 CDSPlayListEntry::CDSPlayListEntry(std::string parent_id, std::string object_id, std::string object_title,
                                    ObjectTypeCode code, bool merge_smart)
-    : CDSMenuEntry(std::move(object_title), std::move(object_id), std::move(parent_id), code),
-      merge_smart_(merge_smart) {}
+    : ListEntry(std::move(object_title), std::move(object_id), std::move(parent_id), code), merge_smart_(merge_smart) {}
 
-std::int32_t CDSPlayListEntry::Browse(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) {
-    std::string separator;
-    const BrowseQuery complete = separator_.Complete(query, separator);
-    if (complete.flag == BrowseFlag::Metadata) {
-        return complete.sub_id.empty() ? WriteSelf(out, total) : WriteMetadata(complete, out, total);
+std::int32_t CDSPlayListEntry::List(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) {
+    if (query.flag == BrowseFlag::Metadata) {
+        return query.sub_id.empty() ? WriteSelf(out, total) : WriteMetadata(query, out, total);
     }
-    return complete.sub_id.empty() ? WritePlaylists(complete, out, total) : WritePlaylistSongs(complete, out, total);
+    return query.sub_id.empty() ? WritePlaylists(query, out, total) : WritePlaylistSongs(query, out, total);
 }
 
 std::int32_t CDSPlayListEntry::WriteSelf(CDSObjectSerializer& out, std::int32_t& total) const {

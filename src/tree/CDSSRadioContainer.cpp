@@ -19,20 +19,18 @@ std::optional<std::int32_t> ParseGenre(std::string_view field) {
 
 CDSSRadioContainer::CDSSRadioContainer(std::string parent_id, std::string object_id, std::string object_title,
                                        ObjectTypeCode code)
-    : CDSMenuEntry(std::move(object_title), std::move(object_id), std::move(parent_id), code) {
+    : ListEntry(std::move(object_title), std::move(object_id), std::move(parent_id), code) {
     RadioInit();
 }
 
-std::int32_t CDSSRadioContainer::Browse(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) {
-    std::string separator;
-    const BrowseQuery complete = separator_.Complete(query, separator);
-    if (complete.flag == BrowseFlag::Metadata) {
+std::int32_t CDSSRadioContainer::List(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) {
+    if (query.flag == BrowseFlag::Metadata) {
         // One object, also when its station is gone from the list meanwhile.
-        WriteMetadata(complete, out);
+        WriteMetadata(query, out);
         total = 1;
         return 1;
     }
-    return complete.sub_id.empty() ? WriteGenres(complete, out, total) : WriteStations(complete, out, total);
+    return query.sub_id.empty() ? WriteGenres(query, out, total) : WriteStations(query, out, total);
 }
 
 void CDSSRadioContainer::WriteMetadata(const BrowseQuery& query, CDSObjectSerializer& out) const {

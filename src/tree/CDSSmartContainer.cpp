@@ -6,7 +6,7 @@ namespace MediaServer {
 
 CDSSmartContainer::CDSSmartContainer(MediaKind kind, bool any, std::string parent_id, std::string object_id,
                                      std::string object_title, ObjectTypeCode code, const DMSStringBundle& strings)
-    : CDSMenuEntry(std::move(object_title), std::move(object_id), std::move(parent_id), code),
+    : ListEntry(std::move(object_title), std::move(object_id), std::move(parent_id), code),
       any_(any),
       categories_(kind),
       strings_(strings) {}
@@ -16,10 +16,8 @@ void CDSSmartContainer::AddRule(const std::string& rule) {
     condition_.append(rule);
 }
 
-std::int32_t CDSSmartContainer::Browse(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) {
-    std::string separator;
-    const BrowseQuery complete = separator_.Complete(query, separator);
-    return CategoryQuery(*this, categories_, {}, strings_, complete, out, condition_).Browse(total);
+std::int32_t CDSSmartContainer::List(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) {
+    return CategoryQuery(*this, categories_, {}, strings_, query, out, condition_).Browse(total);
 }
 
 }  // namespace MediaServer

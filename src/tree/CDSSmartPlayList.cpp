@@ -10,19 +10,16 @@ namespace MediaServer {
 
 CDSSmartPlayList::CDSSmartPlayList(std::string parent_id, std::string object_id, std::string object_title,
                                    ObjectTypeCode code)
-    : CDSMenuEntry(std::move(object_title), std::move(object_id), std::move(parent_id), code) {}
+    : ListEntry(std::move(object_title), std::move(object_id), std::move(parent_id), code) {}
 
-std::int32_t CDSSmartPlayList::Browse(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) {
-    std::string separator;
-    const BrowseQuery complete = separator_.Complete(query, separator);
-    if (complete.flag == BrowseFlag::Metadata) return WriteMetadata(complete, out, total);
-    if (complete.sub_id.empty()) return WritePlaylists(complete, out, total);
+std::int32_t CDSSmartPlayList::List(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) {
+    if (query.flag == BrowseFlag::Metadata) return WriteMetadata(query, out, total);
+    if (query.sub_id.empty()) return WritePlaylists(query, out, total);
     total = 0;
-    if (complete.sub_id.find(complete.separator) != std::string_view::npos) return 0;
-    const std::optional<std::int32_t> index = ParseRowId(complete.sub_id);
+    if (query.sub_id.find(query.separator) != std::string_view::npos) return 0;
+    const std::optional<std::int32_t> index = ParseRowId(query.sub_id);
     if (!index) return kNoSuchObject;
-    return WriteSmartSongs(*index, complete, ChildId(complete.object_id, complete.separator, kMaxPlaylistId), out,
-                           total);
+    return WriteSmartSongs(*index, query, ChildId(query.object_id, query.separator, kMaxPlaylistId), out, total);
 }
 
 std::int32_t CDSSmartPlayList::WriteMetadata(const BrowseQuery& query, CDSObjectSerializer& out,

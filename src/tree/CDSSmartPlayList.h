@@ -6,18 +6,14 @@ namespace MediaServer {
 
 /// Every smart playlist, and inside each its songs.
 /// Threads: Browse may run in several at once; only the separator is mutable.
-class CDSSmartPlayList : public CDSMenuEntry {
+class CDSSmartPlayList : public ListEntry {
 public:
     CDSSmartPlayList(std::string parent_id, std::string object_id, std::string object_title, ObjectTypeCode code);
 
-    std::int32_t Browse(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) override;
-    void SetSeparator(std::string_view separator) override { separator_.Set(separator); }
-
 private:
+    std::int32_t List(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) override;
     std::int32_t WriteMetadata(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) const;
     std::int32_t WritePlaylists(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) const;
-
-    NodeSeparator separator_;
 };
 
 }  // namespace MediaServer

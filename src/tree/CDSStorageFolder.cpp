@@ -16,14 +16,12 @@ FolderScope ScopeOf(MediaKind kind, const std::string& root) {
 
 CDSStorageFolder::CDSStorageFolder(MediaKind kind, const std::string& root, std::string parent_id,
                                    std::string object_id, std::string object_title, ObjectTypeCode code)
-    : CDSMenuEntry(std::move(object_title), std::move(object_id), std::move(parent_id), code),
+    : ListEntry(std::move(object_title), std::move(object_id), std::move(parent_id), code),
       kind_(kind),
       scope_(ScopeOf(kind, root)) {}
 
-std::int32_t CDSStorageFolder::Browse(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) {
-    std::string separator;
-    const BrowseQuery complete = separator_.Complete(query, separator);
-    return DirectoryListing(*this, kind_, scope_, complete, out).Browse(total);
+std::int32_t CDSStorageFolder::List(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) {
+    return DirectoryListing(*this, kind_, scope_, query, out).Browse(total);
 }
 
 }  // namespace MediaServer

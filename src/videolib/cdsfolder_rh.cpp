@@ -11,14 +11,12 @@ namespace MediaServer {
 CDSCategoryFolder_RH::CDSCategoryFolder_RH(LibReelhouse::_VIDEO_TABLE_TYPE_ kind, std::string parent_id,
                                            std::string object_id, std::string object_title, ObjectTypeCode code,
                                            const DMSStringBundle& strings)
-    : CDSMenuEntry(std::move(object_title), std::move(object_id), std::move(parent_id), code),
+    : ListEntry(std::move(object_title), std::move(object_id), std::move(parent_id), code),
       kind_(kind),
       strings_(strings) {}
 
-std::int32_t CDSCategoryFolder_RH::Browse(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) {
-    std::string separator;
-    const BrowseQuery complete = separator_.Complete(query, separator);
-    return CategoryRequest(*this, complete, out).Browse(total);
+std::int32_t CDSCategoryFolder_RH::List(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) {
+    return CategoryRequest(*this, query, out).Browse(total);
 }
 
 void CDSCategoryFolder_RH::AddCategory(const std::string& name, std::int32_t) {
@@ -27,12 +25,10 @@ void CDSCategoryFolder_RH::AddCategory(const std::string& name, std::int32_t) {
 
 CDSStorageFolder_RH::CDSStorageFolder_RH(LibReelhouse::_VIDEO_TABLE_TYPE_ kind, std::string parent_id,
                                          std::string object_id, std::string object_title, ObjectTypeCode code)
-    : CDSMenuEntry(std::move(object_title), std::move(object_id), std::move(parent_id), code), kind_(kind) {}
+    : ListEntry(std::move(object_title), std::move(object_id), std::move(parent_id), code), kind_(kind) {}
 
-std::int32_t CDSStorageFolder_RH::Browse(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) {
-    std::string separator;
-    const BrowseQuery complete = separator_.Complete(query, separator);
-    return FolderRequest(*this, complete, out).Browse(total);
+std::int32_t CDSStorageFolder_RH::List(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) {
+    return FolderRequest(*this, query, out).Browse(total);
 }
 
 CDSMenuEntry& VideoLibrary::MakeCategoryFolder(MenuNodes& nodes, VideoLibraryEntry entry) const {

@@ -21,14 +21,12 @@ namespace MediaServer {
 ///     … S "@" file             a file; S "@s_" file is its subtitle
 ///
 /// Threads: Browse may run in several at once; only the separator is mutable after start-up.
-class CDSCategoryFolder_RH : public CDSMenuEntry {
+class CDSCategoryFolder_RH : public ListEntry {
 public:
     /// @param strings  label of unknown values; outlives the node.
     CDSCategoryFolder_RH(LibReelhouse::_VIDEO_TABLE_TYPE_ kind, std::string parent_id, std::string object_id,
                          std::string object_title, ObjectTypeCode code, const DMSStringBundle& strings);
 
-    std::int32_t Browse(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) override;
-    void SetSeparator(std::string_view separator) override { separator_.Set(separator); }
     /// A node with more than one category lists nothing. The index means nothing here.
     void AddCategory(const std::string& name, std::int32_t index);
     /// "recent:N" narrows the lists to the N newest videos. Other rules do nothing, and neither do two.
@@ -40,10 +38,11 @@ public:
     const DMSStringBundle& Strings() const { return strings_; }
 
 private:
+    std::int32_t List(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) override;
+
     const LibReelhouse::_VIDEO_TABLE_TYPE_ kind_;
     std::vector<std::string> categories_, rules_;
     const DMSStringBundle& strings_;
-    NodeSeparator separator_;
 };
 
 /// One kind of the video library by the folders in which its files lie. Only movies, shows and home videos have them.
@@ -53,19 +52,17 @@ private:
 ///     folder = file "L" levels     the folder so many levels above the one in which the file lies: "1234L2"
 ///
 /// Only the last field counts: a folder is found again as long as that file is.
-class CDSStorageFolder_RH : public CDSMenuEntry {
+class CDSStorageFolder_RH : public ListEntry {
 public:
     CDSStorageFolder_RH(LibReelhouse::_VIDEO_TABLE_TYPE_ kind, std::string parent_id, std::string object_id,
                         std::string object_title, ObjectTypeCode code);
 
-    std::int32_t Browse(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) override;
-    void SetSeparator(std::string_view separator) override { separator_.Set(separator); }
-
     LibReelhouse::_VIDEO_TABLE_TYPE_ Kind() const { return kind_; }
 
 private:
+    std::int32_t List(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) override;
+
     const LibReelhouse::_VIDEO_TABLE_TYPE_ kind_;
-    NodeSeparator separator_;
 };
 
 /// Makes both for the menus.
