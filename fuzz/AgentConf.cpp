@@ -12,10 +12,7 @@ using namespace MediaServer;
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     std::string_view text = AsText(data, size);
-    constexpr std::string_view kDivider = "\n--\n";
-    const std::size_t cut = std::min(text.find(kDivider), text.size());
-    const std::string_view file = text.substr(0, cut);
-    text.remove_prefix(std::min(cut + kDivider.size(), text.size()));
+    const std::string_view file = TakePart(text);
 
     const int lines = static_cast<int>(std::count(file.begin(), file.end(), '\n')) + 1;
     int last_line = 0;

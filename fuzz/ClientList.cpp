@@ -1,7 +1,7 @@
 // client_list.json, which its owner may edit and a crash may tear, and what clients say of themselves. The text up to a
 // line "--" is the file; the lines after it are "name: value" fields of one client.
-#include <algorithm>
 
+#include "Fields.h"
 #include "Target.h"
 #include "platform/clients/DMSClientList.h"
 #include "platform/system/Files.h"
@@ -14,16 +14,6 @@ namespace {
 
 constexpr const char* kMac = "00:11:22:33:44:55";
 constexpr const char* kAddress = "192.168.1.7";
-
-HeaderMap FieldsOf(std::string_view text) {
-    HeaderMap fields;
-    while (!text.empty()) {
-        const std::string_view line = TakeLine(text);
-        const std::size_t colon = line.find(':');
-        if (colon != std::string_view::npos) fields.emplace(line.substr(0, colon), TrimBlanks(line.substr(colon + 1)));
-    }
-    return fields;
-}
 
 /// The list as it is in the file after it was written.
 std::string Written(DMSClientList& list, const std::string& file) {
@@ -61,10 +51,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const std::string profiles =
         directory.Write("agent.conf", "[profile Television]\nuser-agent = TV*Set\nmodel-name = TV\n");
     std::string_view text = AsText(data, size);
-    constexpr std::string_view kDivider = "\n--\n";
-    const std::size_t cut = std::min(text.find(kDivider), text.size());
-    const std::string document(text.substr(0, cut));
-    const HeaderMap fields = FieldsOf(text.substr(std::min(cut + kDivider.size(), text.size())));
+    const std::string document(TakePart(text));
+    const HeaderMap fields = FieldsOf(text);
 
     const std::string file = directory.Write("client_list.json", document);
     DMSClientList list;

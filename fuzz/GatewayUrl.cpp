@@ -1,12 +1,10 @@
 // What the media endpoint is asked for: path, query and header fields, one a line. There is no database, so no file may
 // ever be found; nothing else may go wrong.
-#include <algorithm>
 
+#include "Fields.h"
 #include "Target.h"
 #include "gateway/Gateway.h"
 #include "platform/http/RequestRules.h"
-#include "platform/system/Files.h"
-#include "platform/text/Text.h"
 #include "support/TempDir.h"
 
 using namespace MediaServer;
@@ -26,12 +24,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     request.path = target.path;
     request.query = target.query;
     request.client_address = request.local_address = "127.0.0.1";
-    while (!text.empty()) {
-        const std::string_view line = TakeLine(text);
-        const std::size_t colon = line.find(':');
-        if (colon != std::string_view::npos)
-            request.headers.emplace(StringToLower(line.substr(0, colon)), TrimBlanks(line.substr(colon + 1)));
-    }
+    request.headers = FieldsOf(text);
     const HttpResponse response = gateway.Handle(request);
     Require(response.status >= 400 && !response.file && !response.stream,
             "nothing is served that the index does not name");

@@ -4,6 +4,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include "Fields.h"
 #include "Target.h"
 #include "platform/http/HttpFile.h"
 #include "platform/system/Files.h"
@@ -11,27 +12,13 @@
 
 using namespace MediaServer;
 
-namespace {
-
-HttpRequest RequestOf(std::string_view fields) {
-    HttpRequest request;
-    request.method = "GET";
-    request.path = "/m/7.mp3";
-    while (!fields.empty()) {
-        const std::string_view line = TakeLine(fields);
-        const std::size_t colon = line.find(':');
-        if (colon == std::string_view::npos) continue;
-        request.headers.emplace(StringToLower(line.substr(0, colon)), TrimBlanks(line.substr(colon + 1)));
-    }
-    return request;
-}
-
-}  // namespace
-
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     std::string_view text = AsText(data, size);
     const auto file_size = static_cast<std::uint64_t>(std::max(ToInt(TakeLine(text)), 0));
-    const HttpRequest request = RequestOf(text);
+    HttpRequest request;
+    request.method = "GET";
+    request.path = "/m/7.mp3";
+    request.headers = FieldsOf(text);
 
     ByteRange range{};
     const RangeResult result = ParseRange(request.Header("range"), file_size, range);

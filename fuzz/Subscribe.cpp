@@ -4,10 +4,9 @@
 #include <arpa/inet.h>
 #include <curl/curl.h>
 
+#include "Fields.h"
 #include "Target.h"
 #include "platform/http/HttpServer.h"
-#include "platform/system/Files.h"
-#include "platform/text/Text.h"
 #include "platform/upnp/GenaRequest.h"
 #include "platform/upnp/UpnpLimits.h"
 
@@ -17,18 +16,6 @@ namespace {
 
 constexpr const char* kSubscriber = "192.168.1.7";
 const Subnet kSubnet{0xC0A80100, 0xFFFFFF00};  // 192.168.1.0/24
-
-HttpRequest RequestOf(std::string_view text) {
-    HttpRequest request;
-    request.method = TakeLine(text);
-    while (!text.empty()) {
-        const std::string_view line = TakeLine(text);
-        const std::size_t colon = line.find(':');
-        if (colon != std::string_view::npos)
-            request.headers.emplace(StringToLower(line.substr(0, colon)), TrimBlanks(line.substr(colon + 1)));
-    }
-    return request;
-}
 
 /// Part of a URL by a parser that others wrote.
 std::string PartOf(CURLU* url, CURLUPart part) {
@@ -73,7 +60,10 @@ void TryCallback(std::string_view header) {
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const HttpRequest request = RequestOf(AsText(data, size));
+    std::string_view text = AsText(data, size);
+    HttpRequest request;
+    request.method = TakeLine(text);
+    request.headers = FieldsOf(text);
     TryCallback(request.Header("callback"));
     const int seconds = SubscriptionSeconds(request.Header("timeout"));
     Require(seconds >= UpnpLimits::kShortestSubscriptionSeconds && seconds <= UpnpLimits::kLongestSubscriptionSeconds,

@@ -31,5 +31,13 @@ inline std::string_view TakeLine(std::string_view& rest) {
     rest = end == std::string_view::npos ? std::string_view{} : rest.substr(end + 1);
     return line;
 }
+/// Takes what stands before a line "--" off an input of two parts; all when there is none.
+inline std::string_view TakePart(std::string_view& rest) {
+    constexpr std::string_view kDivider = "\n--\n";
+    const std::size_t end = rest.find(kDivider);
+    const std::string_view part = rest.substr(0, end);
+    rest = end == std::string_view::npos ? std::string_view{} : rest.substr(end + kDivider.size());
+    return part;
+}
 
 }  // namespace MediaServer
