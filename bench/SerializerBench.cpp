@@ -6,12 +6,13 @@
 #include "model/ServiceOptions.h"
 #include "serializer/CDSDIDLSerializer.h"
 #include "serializer/CDSHtmlSerializer.h"
+#include "support/Records.h"
 
 namespace MediaServer {
 namespace {
 
 NIMB_MEDIA_INFO Track() {
-    NIMB_MEDIA_INFO track;
+    NIMB_MEDIA_INFO track = RecordOf(SoundFacts{"mp3", 320000, 44100, 2});
     track.id = 4211;
     track.path = "/srv/music/An Artist of Some Renown/The Album & More/03 - A Song Whose Name Is Not Short.mp3";
     track.title = "A Song Whose Name Is Not Short";
@@ -21,9 +22,6 @@ NIMB_MEDIA_INFO Track() {
     track.track = 3;
     track.year = 1974;
     track.duration = 512.4F;
-    track.audio_bitrate = 320000;
-    track.frequency = 44100;
-    track.channel = 2;
     track.filesize = 20496000;
     return track;
 }

@@ -3,17 +3,13 @@
 #include <upnp.h>
 
 #include "cds/CDSActions.h"
-#include "platform/system/Files.h"
-#include "platform/system/Log.h"
 #include "serializer/CDSDIDLSerializer.h"
+#include "support/LogCapture.h"
 #include "tree/TreeTest.h"
 
 namespace MediaServer {
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Not;
 using testing::Pair;
 using Pairs = std::vector<std::pair<std::string, std::string>>;
@@ -220,13 +216,9 @@ TEST_F(ActionsTest, UpdateIdOfTheRootIsTheSystems) {
 }
 
 TEST_F(ActionsTest, BrowseLogsTheRequestAndItsResult) {
-    const std::string log = sysroot / "log";
-    ASSERT_TRUE(DMSLOGInit(log.c_str()));
-    DMSLOGSetLevel(3);
+    LogCapture log(3);
     Browse("a", "", "", "0", "1", "Slash");
-    DMSLogClose();
-    DMSLOGSetLevel(0);
-    const std::string text = ReadWholeFile(log, 1 << 20).value_or("");
+    const std::string text = log.Text();
     EXPECT_THAT(text, HasSubstr("ClientInfo: UserAgent:Slash, LoadProfile = , From:192.0.2.9\n"));
     EXPECT_THAT(text, HasSubstr("ObjectID=a, flag=, filter=, start=0, limit=1\n"));
     EXPECT_THAT(text, HasSubstr("ObjectID=a, flag=, result=1, total=2\n"));
@@ -241,21 +233,6 @@ TEST_F(ActionsTest, CapabilitiesDependOnTheClient) {
     EXPECT_EQ(Call("GetSortCapabilities", {}, "Mozilla/4.0 (compatible)")["SortCaps"], "*");
     EXPECT_EQ(Call("GetSortCapabilities", {}, "Mozilla/4.0 (compatible) x")["SortCaps"], "");
     EXPECT_EQ(Call("GetSystemUpdateID")["Id"], "41");
-}
-
-TEST(SourceProtocolList, HasItsLengthAndItsEntries) {
-    const std::string& list = SourceProtocolList();
-    EXPECT_EQ(list.size(), 2835U);
-    const std::vector<std::string> entries = Split(list, ',');
-    ASSERT_EQ(entries.size(), 44U);
-    EXPECT_EQ(entries[1],
-              "http-get:*:image/jpeg:DLNA.ORG_PN=JPEG_SM;DLNA.ORG_OP=01;DLNA.ORG_CI=1;"
-              "DLNA.ORG_FLAGS=00f00000000000000000000000000000");
-    EXPECT_EQ(entries[7],
-              "http-get:*:audio/L16;rate=44100;channels=2:DLNA.ORG_PN=LPCM;DLNA.ORG_OP=01;"
-              "DLNA.ORG_FLAGS=01700000000000000000000000000000");
-    EXPECT_EQ(entries[19], "http-get:*:audio/x-wav:*");
-    EXPECT_EQ(entries[43], "http-get:*:image/x-ms-bmp:*");
 }
 
 }  // namespace

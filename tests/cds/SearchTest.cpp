@@ -8,9 +8,6 @@
 namespace MediaServer {
 namespace {
 
-using testing::ElementsAre;
-using testing::ElementsAreArray;
-
 constexpr const char* kSong = R"(upnp:class derivedfrom "object.item.audioItem")";
 constexpr const char* kAlbum = R"(upnp:class = "object.container.album.musicAlbum")";
 
@@ -46,8 +43,7 @@ protected:
 };
 
 struct CriteriaCase {
-    std::string criteria;
-    std::string sql;
+    std::string criteria, sql;
     std::vector<std::string> titles;
 };
 

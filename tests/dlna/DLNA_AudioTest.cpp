@@ -2,26 +2,16 @@
 
 #include "dlna/DLNA_Audio.h"
 #include "dlna/DlnaProfiles.h"
+#include "support/Records.h"
 
 namespace MediaServer {
 namespace {
 
 struct AudioCase {
     const char* why;
-    const char* codec;
-    std::uint32_t bitrate;
-    std::int32_t rate, channels;
+    SoundFacts sound;
     int audio_class;
 };
-
-NIMB_MEDIA_INFO RecordOf(const AudioCase& c) {
-    NIMB_MEDIA_INFO record;
-    record.audio_codec = c.codec;
-    record.audio_bitrate = c.bitrate;
-    record.frequency = c.rate;
-    record.channel = c.channels;
-    return record;
-}
 
 constexpr AudioCase kCases[] = {
     {"stereo AAC at the lower bound of its rate", "aac", 320000, 48000, 2, 2},
@@ -111,10 +101,7 @@ constexpr AudioCase kCases[] = {
 };
 
 TEST(ClassifyAudio, ByCodecAndOperatingPoint) {
-    for (const AudioCase& c : kCases) {
-        SCOPED_TRACE(c.why);
-        EXPECT_EQ(ClassifyAudio(RecordOf(c)), c.audio_class);
-    }
+    for (const AudioCase& c : kCases) EXPECT_EQ(ClassifyAudio(RecordOf(c.sound)), c.audio_class) << c.why;
 }
 
 /// The formats that know fixed bit rates only, by the number of those and their sum.
@@ -128,7 +115,7 @@ TEST(ClassifyAudio, FixedBitrates) {
                         {{"AMR", "amr_nb", 0, 8000, 1, 19}, 8, 60250}};
     for (const auto& c : kFixed) {
         SCOPED_TRACE(c.file.why);
-        NIMB_MEDIA_INFO record = RecordOf(c.file);
+        NIMB_MEDIA_INFO record = RecordOf(c.file.sound);
         int count = 0;
         std::uint64_t sum = 0;
         for (record.audio_bitrate = 0; record.audio_bitrate <= 400000; ++record.audio_bitrate) {
@@ -143,9 +130,9 @@ TEST(ClassifyAudio, FixedBitrates) {
 
 TEST(DLNA_AudioGetMP1Profile, SharesTheLimitsOfLayer2) {
     const DLNA_AudioGetMP1Profile mp1;
-    EXPECT_EQ(mp1.Classify(RecordOf({"", "mp1", 32000, 32000, 5, 0})), 24);
-    EXPECT_EQ(mp1.Classify(RecordOf({"", "mp1", 31999, 32000, 5, 0})), 0);
-    EXPECT_EQ(mp1.Classify(RecordOf({"", "mp2", 64000, 32000, 2, 0})), 0);
+    EXPECT_EQ(mp1.Classify(RecordOf(SoundFacts{"mp1", 32000, 32000, 5})), 24);
+    EXPECT_EQ(mp1.Classify(RecordOf(SoundFacts{"mp1", 31999, 32000, 5})), 0);
+    EXPECT_EQ(mp1.Classify(RecordOf(SoundFacts{"mp2", 64000, 32000, 2})), 0);
 }
 
 }  // namespace

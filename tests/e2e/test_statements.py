@@ -6,6 +6,7 @@ import re
 import subprocess
 import unittest
 import urllib.parse
+from pathlib import Path
 
 from lxml import etree
 
@@ -46,8 +47,7 @@ def superuser(statement):
 
 def statements():
     """Every record of the database's log."""
-    with open(stage.server.path("root/var/log/postgresql.log"), errors="replace") as file:
-        return re.split(r"\n(?=@[^|\n]*\|[^|\n]*\|\d+\|)", file.read())
+    return re.split(r"\n(?=@[^|\n]*\|[^|\n]*\|\d+\|)", Path(stage.server.path("root/var/log/postgresql.log")).read_text(errors="replace"))
 
 
 def outside_literals(statement):

@@ -3,11 +3,11 @@ import io
 import json
 import os
 import shutil
-import struct
 import subprocess
 import tempfile
 import unittest
 import wave
+from pathlib import Path
 
 from harness import films, library, photos, upnp
 from harness.server import wait_until
@@ -26,8 +26,7 @@ def setUpModule():
     folder = tempfile.mkdtemp(prefix="dmsm")
     unittest.addModuleCleanup(shutil.rmtree, folder, ignore_errors=True)
     profiles, sizes = films.make(folder), photos.make(folder)
-    with open(f"{folder}/mkv.srt", "w") as file:
-        file.write(SUBTITLE)
+    Path(f"{folder}/mkv.srt").write_text(SUBTITLE)
     library.ffmpeg("-f", "lavfi", "-i", "sine=sample_rate=48000:duration=3", "-ac", "2", f"{folder}/song.flac")
     multiply()
     stage = Stage(hosts=1 + len(PLAYERS), media=[folder])
@@ -65,18 +64,6 @@ def resources(item):
         yield mime, features, resource
 
 
-def size_of_jpeg(body):
-    """Of the picture as it is shown."""
-    at, is_turned = 2, False
-    while body[at + 1] not in (0xC0, 0xC1, 0xC2):
-        if body[at + 1] == 0xE1 and body[at + 4:at + 8] == b"Exif":
-            entry = body.find(struct.pack("<HH", 274, 3), at)
-            is_turned = entry > 0 and body[entry + 8] >= 5
-        at += 2 + struct.unpack(">H", body[at + 2:at + 4])[0]
-    height, width = struct.unpack(">HH", body[at + 5:at + 9])
-    return (height, width) if is_turned else (width, height)
-
-
 def probe(body):
     """What ffprobe says of a file: its format, and its streams by their kind."""
     with tempfile.NamedTemporaryFile() as file:
@@ -109,7 +96,7 @@ class Sweep(unittest.TestCase):
     def fetch(self, url):
         """Status, headers, length, and the size of a picture."""
         status, headers, body = upnp.request(url, headers={"getcontentFeatures.dlna.org": "1"})
-        return status, headers, len(body), size_of_jpeg(body) if body[:3] == b"\xff\xd8\xff" else None
+        return status, headers, len(body), photos.size_of(body) if body[:3] == b"\xff\xd8\xff" else None
 
     def check_jpeg(self, features, resource, size):
         announced = resource.get("resolution")
@@ -183,7 +170,7 @@ class Conversions(unittest.TestCase):
     def test_one_width_for_who_wants_it(self):
         _, _, resource = next(resources(items[SHARP]["photo", "camera"]))
         self.assertIn("/xlp/", resource.text)
-        self.assertEqual(size_of_jpeg(upnp.request(resource.text)[2]), (768, 1280))
+        self.assertEqual(photos.size_of(upnp.request(resource.text)[2]), (768, 1280))
 
 
 class Thumbnails(unittest.TestCase):

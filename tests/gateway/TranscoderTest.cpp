@@ -132,32 +132,6 @@ TEST_F(TranscoderTest, AClientThatHangsUpTakesItsProgramAlong) {
     EXPECT_TRUE(NoneWithin(5s));
 }
 
-TEST_F(TranscoderTest, SoManyAtOnceAndNoMore) {
-    const std::string id = AddSong(Noise("a.flac", 48000, "60"), "60", 2, 48000);
-    const std::string url = Url(id, "format=WAV&downsample=false");
-    const auto most = static_cast<int>(std::thread::hardware_concurrency() + 2);
-    int served = 0, refused = 0;
-    {
-        std::vector<std::unique_ptr<RawClient>> clients;
-        for (int i = 0; i < most + 20; ++i) {
-            clients.push_back(std::make_unique<RawClient>(Port()));
-            RawClient& client = *clients.back();
-            client.Send("GET " + url + " HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
-            std::string head, body;
-            const int status = client.Receive(head, body, false);
-            if (status == 200) ++served;
-            if (status == 503) ++refused;
-            EXPECT_EQ(RawClient::HeaderOf("\r\n" + head, "Retry-After"), status == 503 ? "1" : "");
-            EXPECT_LE(Children(), most);
-        }
-        EXPECT_EQ(Ask(url, {}, "HEAD").status, 200) << "needs no program";
-    }
-    EXPECT_EQ(served, most);
-    EXPECT_EQ(refused, 20);
-    EXPECT_TRUE(NoneWithin(5s));
-    EXPECT_EQ(Ask(url, "Range: bytes=0-9\r\n").status, 206) << "the places are free again";
-}
-
 TEST_F(TranscoderTest, FilmsBecomeTransportStreams) {
     for (const char* codec : {"-c:v libx264 -preset ultrafast -pix_fmt yuv420p", "-c:v mpeg4"}) {
         SCOPED_TRACE(codec);

@@ -1,10 +1,9 @@
 #include "indexer/MediaFiles.h"
 
+#include <cstdlib>
 #include <map>
 
 #include <gtest/gtest.h>
-#include <spawn.h>
-#include <sys/wait.h>
 
 #include "indexer/MediaReader.h"
 #include "indexer/MediaTypes.h"
@@ -17,18 +16,11 @@ MediaFiles::MediaFiles() {
 }
 
 void MediaFiles::Make(const std::vector<std::string>& arguments) const {
-    std::vector<std::string> command = {"ffmpeg", "-v", "error", "-nostdin", "-y"};
+    std::string command = "ffmpeg -v error -nostdin -y";
     for (const std::string& argument : arguments) {
-        command.push_back(argument.starts_with("@/") ? Path(argument.substr(2)) : argument);
+        command += " '" + (argument.starts_with("@/") ? Path(argument.substr(2)) : argument) + "'";
     }
-    std::vector<char*> pointers;
-    for (std::string& argument : command) pointers.push_back(argument.data());
-    pointers.push_back(nullptr);
-    pid_t child = 0;
-    ASSERT_EQ(posix_spawnp(&child, "ffmpeg", nullptr, nullptr, pointers.data(), environ), 0);
-    int status = -1;
-    waitpid(child, &status, 0);
-    ASSERT_EQ(status, 0) << "ffmpeg " << arguments.back();
+    ASSERT_EQ(std::system(command.c_str()), 0) << command;
 }
 
 void MediaFiles::AddSong(const std::string& name, const std::string& title) const {
@@ -43,14 +35,34 @@ void MediaFiles::AddSong(const std::string& name, const std::string& title) cons
     Write(name, song);
 }
 
-std::optional<NIMB_MEDIA_INFO> ReadFacts(const std::string& path, std::string& reason) {
-    NIMB_MEDIA_INFO record;
+namespace {
+
+bool TryToRead(const std::string& path, NIMB_MEDIA_INFO& record, std::string& reason) {
     record.path = path;
     record.title = "name of the file";
     record.timetaken = "1970-01-01 00:00:00";
     record.filesize = static_cast<std::int64_t>(std::filesystem::file_size(path));
-    if (!ReadMedia(FindMediaKind(path).value(), record, reason)) return std::nullopt;
+    return ReadMedia(FindMediaKind(path).value(), record, reason);
+}
+
+}  // namespace
+
+NIMB_MEDIA_INFO ReaderTest::Read(const std::string& name) const {
+    NIMB_MEDIA_INFO record;
+    std::string reason;
+    EXPECT_TRUE(TryToRead(files.Path(name), record, reason)) << name << ": " << reason;
     return record;
+}
+
+void ReaderTest::ExpectUnreadable(const std::vector<std::pair<const char*, std::string>>& broken) const {
+    for (const auto& [name, content] : broken) {
+        files.Write(name, content);
+        NIMB_MEDIA_INFO record;
+        std::string reason;
+        EXPECT_FALSE(TryToRead(files.Path(name), record, reason)) << name;
+        EXPECT_NE(reason, "") << name;
+        EXPECT_EQ(reason.find('\n'), std::string::npos) << name;
+    }
 }
 
 }  // namespace MediaServer

@@ -1,8 +1,9 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "platform/media/NIMB_MEDIA_INFO.h"
 #include "support/TempDir.h"
@@ -17,7 +18,7 @@ public:
     const std::string& Root() const { return directory_.Path(); }
     std::string Path(const std::string& name) const { return directory_ / name; }
 
-    /// Runs ffmpeg with these arguments, its working directory being the root; a failure fails the test.
+    /// Runs ffmpeg with these arguments, of which those that start with "@/" are files here; a failure fails the test.
     void Make(const std::vector<std::string>& arguments) const;
     /// A copy of a short song whose title is `title`, with parent directories; ffmpeg runs once for each title.
     void AddSong(const std::string& name, const std::string& title = "Song") const;
@@ -27,7 +28,14 @@ private:
     TempDir directory_;
 };
 
-/// What the indexer reads of a file, "name of the file" being its title without tags. None, and why, when it cannot.
-std::optional<NIMB_MEDIA_INFO> ReadFacts(const std::string& path, std::string& reason);
+/// What the indexer reads of files.
+class ReaderTest : public ::testing::Test {
+protected:
+    /// Of a file that it can read, "name of the file" being the title without tags.
+    NIMB_MEDIA_INFO Read(const std::string& name) const;
+    /// Writes each file, of that name and content; none may give a record, and each a reason of one line.
+    void ExpectUnreadable(const std::vector<std::pair<const char*, std::string>>& broken) const;
+    MediaFiles files;
+};
 
 }  // namespace MediaServer

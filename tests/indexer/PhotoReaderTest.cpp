@@ -13,34 +13,13 @@
 namespace MediaServer {
 namespace {
 
-constexpr char kUnknown[] = "1970-01-01 00:00:00";
+class PhotoReader : public ReaderTest {};
 
-TEST(PhotoReader, EveryFormat) {
-    constexpr const char* kNames[] = {"a.jpg", "a.png", "a.gif", "a.bmp", "a.tif", "a.webp"};
-    const MediaFiles files;
-    for (const char* name : kNames) {
-        files.Make({"-f", "lavfi", "-i", "testsrc=s=300x200", "-frames:v", "1", std::string("@/") + name});
-    }
-    // Camera raw formats and TIFF share their structure.
-    std::filesystem::copy(files.Path("a.tif"), files.Path("a.dng"));
-    std::vector<std::string> names(std::begin(kNames), std::end(kNames));
-    names.emplace_back("a.dng");
-    for (const std::string& name : names) {
-        SCOPED_TRACE(name);
-        std::string reason;
-        const auto record = ReadFacts(files.Path(name), reason);
-        ASSERT_TRUE(record) << reason;
-        EXPECT_EQ(record->resolutionx, 300);
-        EXPECT_EQ(record->resolutiony, 200);
-        EXPECT_EQ(record->timetaken, kUnknown);
-        EXPECT_EQ(record->title, "name of the file");
-    }
-}
+constexpr char kUnknown[] = "1970-01-01 00:00:00";
 
 struct FieldCase {
     const char* why;
-    const char *key, *value;
-    const char* taken;
+    const char *key, *value, *taken;
     std::int32_t width;
 };
 const FieldCase kFields[] = {
@@ -58,8 +37,7 @@ const FieldCase kFields[] = {
     {"no such orientation", "Exif.Image.Orientation", "9", kUnknown, 300},
 };
 
-TEST(PhotoReader, DateTakenAndOrientation) {
-    const MediaFiles files;
+TEST_F(PhotoReader, DateTakenAndOrientation) {
     files.Make({"-f", "lavfi", "-i", "testsrc=s=300x200", "-frames:v", "1", "@/plain.jpg"});
     for (const FieldCase& c : kFields) {
         SCOPED_TRACE(c.why);
@@ -70,17 +48,14 @@ TEST(PhotoReader, DateTakenAndOrientation) {
         fields[c.key] = std::string(c.value);
         picture->setExifData(fields);
         picture->writeMetadata();
-        std::string reason;
-        const auto record = ReadFacts(path, reason);
-        ASSERT_TRUE(record) << reason;
-        EXPECT_EQ(record->timetaken, c.taken);
-        EXPECT_EQ(record->resolutionx, c.width);
-        EXPECT_EQ(record->resolutiony, 500 - c.width);
+        const NIMB_MEDIA_INFO record = Read("a.jpg");
+        EXPECT_EQ(record.timetaken, c.taken);
+        EXPECT_EQ(record.resolutionx, c.width);
+        EXPECT_EQ(record.resolutiony, 500 - c.width);
     }
 }
 
-TEST(PhotoReader, TitleAndManyThreads) {
-    const MediaFiles files;
+TEST_F(PhotoReader, TitleAndManyThreads) {
     files.Make({"-f", "lavfi", "-i", "testsrc=s=32x16", "-frames:v", "1", "@/a.jpg"});
     {
         const auto picture = Exiv2::ImageFactory::open(files.Path("a.jpg"));
@@ -92,23 +67,19 @@ TEST(PhotoReader, TitleAndManyThreads) {
     for (int i = 0; i < 4; ++i) {
         threads.emplace_back([&] {
             for (int round = 0; round < 50; ++round) {
-                std::string reason;
-                const auto record = ReadFacts(files.Path("a.jpg"), reason);
-                ASSERT_TRUE(record) << reason;
-                EXPECT_EQ(record->title, "Ünder <the> sea");
+                const NIMB_MEDIA_INFO record = Read("a.jpg");
+                EXPECT_EQ(record.title, "Ünder <the> sea");
             }
         });
     }
     for (std::thread& thread : threads) thread.join();
 }
 
-TEST(PhotoReader, DamagedAndHostileFilesGiveAReason) {
-    const MediaFiles files;
-    files.Make({"-f", "lavfi", "-i", "testsrc=s=64x48", "-frames:v", "1", "@/a.png"});
+TEST_F(PhotoReader, DamagedAndHostileFilesGiveAReason) {
     const std::string side("\0\1\0\0", 4);  // 65536
     const std::string bomb = std::string("\x89PNG\r\n\x1A\n\0\0\0\rIHDR", 16) + side + side +
                              std::string("\x8\x2\0\0\0\0\0\0\0\0\0\0\0IEND\xAE\x42\x60\x82", 21);
-    const std::pair<const char*, std::string> kBroken[] = {
+    ExpectUnreadable({
         {"truncated.jpg", std::string("\xFF\xD8\xFF\xE0\0\x10JFIF\0\1\1", 13)},
         {"bomb.png", bomb},
         {"text.jpg", "this is no picture\n"},
@@ -116,18 +87,7 @@ TEST(PhotoReader, DamagedAndHostileFilesGiveAReason) {
         {"loop.tif", std::string("II*\0\x8\0\0\0\0\0\x8\0\0\0", 14)},
         {"cut.webp", "RIFF\xff\xff\xff\xffWEBPVP8 "},
         {"cut.cr2", std::string("II*\0\x10\0\0\0CR\2\0\xff\xff\xff\xff", 16)},
-    };
-    for (const auto& [name, content] : kBroken) {
-        SCOPED_TRACE(name);
-        files.Write(name, content);
-        std::string reason;
-        EXPECT_FALSE(ReadFacts(files.Path(name), reason));
-        EXPECT_NE(reason, "");
-        EXPECT_EQ(reason.find('\n'), std::string::npos);
-    }
-    std::string reason;
-    EXPECT_FALSE(ReadFacts(files.Path("bomb.png"), reason));
-    EXPECT_EQ(reason, "the picture is too large");
+    });
 }
 
 TEST(FolderWalker, CoversBesideMusicAreNoPhotos) {

@@ -133,15 +133,17 @@ TEST(VideoNames, TellWhatAVideoIs) {
 }
 
 TEST(VideoNames, PartsAndYears) {
-    constexpr std::pair<std::string_view, std::string_view> kParts[] = {{"Film cd1", "Film"},
-                                                                        {"Film.CD2", "Film"},
-                                                                        {"Film - part 10", "Film"},
-                                                                        {"Film disc3", "Film"},
-                                                                        {"cd1", "cd1"},
-                                                                        {"abcd1", "abcd1"},
-                                                                        {"Film 2", "Film 2"},
-                                                                        {"Film cd100", "Film cd100"},
-                                                                        {"", ""}};
+    constexpr std::pair<std::string_view, std::string_view> kParts[] = {
+        {"Film cd1", "Film"},
+        {"Film.CD2", "Film"},
+        {"Film - part 10", "Film"},
+        {"Film disc3", "Film"},
+        {"cd1", "cd1"},
+        {"abcd1", "abcd1"},
+        {"Film 2", "Film 2"},
+        {"Film cd100", "Film cd100"},
+        {"", ""},
+    };
     for (const auto& [name, rest] : kParts) EXPECT_EQ(WithoutPart(name), rest);
     std::int32_t year = 0;
     EXPECT_EQ(TakeYear("Show (2004)", year), "Show");

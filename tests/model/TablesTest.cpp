@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "model/ClientRequest.h"
 #include "model/MimeTable.h"
 #include "model/ObjectTypes.h"
 #include "model/PropertyFilter.h"
@@ -27,12 +26,6 @@ TEST(FilterMask, ExactNamesOnly) {
         {"a star within a name is none", "res*", 0},
     };
     for (const Case& c : kCases) EXPECT_EQ(FilterMask(c.filter), c.mask) << c.why;
-}
-
-TEST(FilterMask, NamesOfOneRequestAddUp) {
-    EXPECT_EQ(FilterMask("res,res@resolution,res@protocolInfo,res@size,res@duration,res@bitrate,res@sampleFrequency,"
-                         "res@bitsPerSample,res@nrAudioChannels"),
-              0x1FFU);
 }
 
 TEST(MimeTable, LookupIsByLowerCasedExtension) {
@@ -66,13 +59,6 @@ TEST(UpnpClassOf, ContainersAndItemsKeepTheirBranch) {
     }
     EXPECT_EQ(known, 13);
     EXPECT_EQ(UpnpClassOf(ObjectType::kMusicItem), "") << "music items are written with a text of their own";
-}
-
-TEST(ClientRequest, HeaderNamesHaveNoCase) {
-    ClientRequest request;
-    request.headers = {{"user-agent", "A/1"}, {"x-empty", ""}};
-    EXPECT_EQ(request.Header("User-Agent"), "A/1");
-    EXPECT_EQ(request.Header("X-Absent"), "");
 }
 
 }  // namespace

@@ -10,8 +10,7 @@ using namespace ClientFlag;
 constexpr std::uint32_t kOff = SerializerSetup::kNoDlna, kLarge = SerializerSetup::kLargePhoto, kEvery = Property::kAll;
 
 struct PhotoCase {
-    const char* why;
-    const char* file;
+    const char *why, *file;
     std::int32_t width, height;
     std::uint32_t client, options, filter;
     const char* resources;  // as Resource has them
@@ -74,14 +73,12 @@ std::string Resource(const std::string& word) {
 }
 
 std::string Serialize(const PhotoCase& c, const char* album, const char* taken) {
-    NIMB_MEDIA_INFO record;
+    NIMB_MEDIA_INFO record = RecordOf(FilmFacts{"", "", c.width, c.height, 0, 0, 0, 0, {"", 0, 0, 0}});
     record.id = 7;
     record.path = std::string("/media/") + c.file;
     record.title = "At <sea>";
     record.album = album;
     record.timetaken = taken;
-    record.resolutionx = c.width;
-    record.resolutiony = c.height;
     record.filesize = 7654321;
     return SerializerSetup(c.client, c.options, c.filter).Write([&](auto& out) {
         out.SerializePhotoItem("33$1", "33", record);

@@ -31,10 +31,9 @@ std::string WriteEntry(const SerializerSetup& setup, const Json::Value& record, 
 }
 
 TEST(DIDLReelhouse, WholeEpisode) {
-    SerializerSetup setup;
+    SerializerSetup setup(ClientFlag::kVideoAlbumArt | ClientFlag::kSubtitleResource | ClientFlag::kMpegMapping,
+                          OptionFlag::kFolderArt);
     setup.mime.AddPairs("mkv video/x-matroska");
-    setup.options = OptionFlag::kFolderArt;
-    setup.client.flags = ClientFlag::kVideoAlbumArt | ClientFlag::kSubtitleResource | ClientFlag::kMpegMapping;
     EXPECT_EQ(WriteEntry(setup, Episode()),
               "<item id=\"rh$1\" parentID=\"rh\" restricted=\"1\">\n<dc:title>Show-S01E02-Pilot</dc:title>\n"
               "<upnp:class>object.item.videoItem</upnp:class>\n<dc:date>2014-01-12</dc:date>"
@@ -51,9 +50,7 @@ TEST(DIDLReelhouse, WholeEpisode) {
 }
 
 TEST(DIDLReelhouse, TranscodedWithAThumbnailOfItsOwn) {
-    SerializerSetup setup;
-    setup.options = OptionFlag::kFolderArt;
-    setup.client.flags = ClientFlag::kTranscodeMkv | ClientFlag::kOriginalArt;
+    SerializerSetup setup(ClientFlag::kTranscodeMkv | ClientFlag::kOriginalArt, OptionFlag::kFolderArt);
     const auto resources = Between(WriteEntry(setup, Episode()), "<res ", "</res>");
     ASSERT_EQ(resources.size(), 2U);
     EXPECT_TRUE(resources[0].ends_with("genericoder.cgi/id=7.m2ts?format=m2ts&amp;type=Reelhouse")) << resources[0];
@@ -82,8 +79,7 @@ constexpr TitleCase kTitleCases[] = {
 TEST(DIDLReelhouse, Titles) {
     for (const TitleCase& c : kTitleCases) {
         SCOPED_TRACE(c.why);
-        SerializerSetup setup;
-        setup.client.flags = c.flags;
+        SerializerSetup setup(c.flags);
         Json::Value record = Episode();
         record.removeMember(c.removed);
         const std::string text = setup.Write(

@@ -1,4 +1,5 @@
 #include "SerializerTest.h"
+#include "serializer/VideoProfiles.h"
 #include "support/TempDir.h"
 
 namespace MediaServer {
@@ -9,42 +10,21 @@ using namespace ClientFlag;
 constexpr std::uint32_t kOff = SerializerSetup::kNoDlna, kRoles = SerializerSetup::kRoles;
 constexpr std::uint32_t kEvery = Property::kAll, kArt = Property::kRes | Property::kAlbumArtURI;
 
-NIMB_MEDIA_INFO Film(const std::string& path, const char* audio_codec = "AC3") {
-    NIMB_MEDIA_INFO record;
+NIMB_MEDIA_INFO Named(NIMB_MEDIA_INFO record, const std::string& path) {
     record.id = 9;
     record.path = path;
     record.title = "Film & more";
     record.date = "2021-02-03 04:05:06";
-    record.container_type = "matroska";
-    record.video_codec = "h264";
-    record.audio_codec = audio_codec;
-    record.resolutionx = 1280;
-    record.resolutiony = 720;
     record.duration = 200.7F;
-    record.frame_bitrate = 800000;
-    record.frequency = 48000;
-    record.channel = 2;
     record.filesize = 1000;
     return record;
 }
-
-NIMB_MEDIA_INFO Broadcast(const std::string& path, const char* container) {
-    NIMB_MEDIA_INFO record = Film(path);
-    record.container_type = container;
-    record.video_codec = "mpeg2video";
-    record.audio_codec = "ac3";
-    record.audio_bitrate = 384000;
-    record.frame_rate_num = 30000;
-    record.frame_rate_den = 1001;
-    return record;
+NIMB_MEDIA_INFO Film(const std::string& path, const char* audio_codec = "AC3") {
+    return Named(RecordOf({"matroska", "h264", 1280, 720, 0, 0, 0, 800000, {audio_codec, 0, 48000, 2}}), path);
 }
-
-NIMB_MEDIA_INFO Subtitle(const std::string& path) {
-    NIMB_MEDIA_INFO record;
-    record.id = 9;
-    record.path = path;
-    record.video_codec = "text";
-    return record;
+NIMB_MEDIA_INFO Broadcast(const std::string& path, const char* container) {
+    const SoundFacts sound{"ac3", 384000, 48000, 2};
+    return Named(RecordOf({container, "mpeg2video", 1280, 720, 30000, 1001, 0, 800000, sound}), path);
 }
 
 std::string Serialize(const NIMB_MEDIA_INFO& record, std::uint32_t flags, std::uint32_t options, std::uint32_t filter) {
@@ -121,8 +101,9 @@ TEST(VideoItem, ByFileAndClient) {
          "b", "video", RES("video/mpeg", "DLNA.ORG_PN=AVC_TS_HD_24_AC3_T;" FLAGS) URL("/v/AVC_TS_HD_24_AC3_T/9.m2ts")},
         {"a subtitle resource", film, kSubtitleResource, 0, Property::kRes, "a film", "video",
          MKV "<res  protocolInfo=\"http-get:*:text/srt:*\"" URL("/v/NDLNA/9.srt")},
-        {"a text item has no DLNA parameters", Subtitle("/nowhere/a.srt"), 0, OptionFlag::kFolderArt, Property::kRes,
-         "a", "text", RES("text/srt", "*") URL("/v/NDLNA/9.srt")},
+        {"a text item has no DLNA parameters",
+         Named(RecordOf({"", "text", 0, 0, 0, 0, 0, 0, {"", 0, 0, 0}}), "/nowhere/a.srt"), 0, OptionFlag::kFolderArt,
+         Property::kRes, "a", "text", RES("text/srt", "*") URL("/v/NDLNA/9.srt")},
         {"a cover resource, after the subtitle", film, kSubtitleResource, OptionFlag::kFolderArt, Property::kRes,
          "a film", "video",
          MKV "<res  protocolInfo=\"http-get:*:text/srt:*\"" URL("/v/NDLNA/9.srt") COVER("vfolderart")},
@@ -138,8 +119,7 @@ TEST(VideoItem, ByFileAndClient) {
              "video/x-matroska", FLAGS) ">/nowhere/a film.mkv</res>"},
     };
     for (const VideoCase& c : cases) {
-        SCOPED_TRACE(c.why);
-        EXPECT_EQ(Serialize(c.record, c.client, c.options, c.filter), Item(c.title, c.kind, c.body));
+        EXPECT_EQ(Serialize(c.record, c.client, c.options, c.filter), Item(c.title, c.kind, c.body)) << c.why;
     }
 }
 
@@ -159,6 +139,27 @@ TEST(VideoItem, CoverKindFollowsTheFirstFileThatIsThere) {
     std::filesystem::remove(folder / "a.jpg");
     touch("a.jpg");
     EXPECT_FALSE(is_png());
+}
+
+struct MappingCase {
+    const char* why;
+    int width, height;
+    const char *extension, *profile;
+};
+constexpr MappingCase kMappings[] = {
+    {"time-stamped HD", 1280, 720, "m2ts", "AVC_TS_HD_24_AC3_T"},
+    {"plain HD, extension in capitals", 1440, 1080, "TRP", "AVC_TS_HD_24_AC3_ISO"},
+    {"HD in any other file", 1280, 720, "mpg", "MPEG_PS_NTSC"},
+    {"NTSC transport stream", 352, 240, "ts", "MPEG_TS_SD_NA_ISO"},
+    {"time-stamped SD has no name of its own", 720, 480, "mts", "MPEG_PS_NTSC"},
+    {"PAL transport stream", 704, 576, "m2t", "MPEG_TS_SD_EU_ISO"},
+    {"PAL disc", 352, 288, "vob", "MPEG_PS_PAL"},
+    {"a size of none of the systems", 640, 480, "ts", ""},
+};
+TEST(MpegTsPsProfile, BySizeAndExtension) {
+    for (const MappingCase& c : kMappings) {
+        EXPECT_EQ(MpegTsPsProfile(c.width, c.height, c.extension), c.profile) << c.why;
+    }
 }
 
 }  // namespace

@@ -5,16 +5,6 @@
 namespace MediaServer {
 namespace {
 
-TEST(HtmlSerializer, ContainersLinkToTheirPages) {
-    CDSHtmlSerializer out;
-    out.SerializeObject(CDSObject("A & B", "21", "0", ObjectType::kContainer));
-    out.SerializeContainerWithCount("22", "0", "counted", 3, ObjectType::kContainer);
-    out.SerializeContainer("23\"><script>", "0", "<script>", ObjectType::kContainer);
-    EXPECT_EQ(out.GetResult(),
-              "<li class=\"cds-ct\"><a href=\"/cds/21\">A &amp; B</li>"
-              "<li class=\"cds-ct\"><a href=\"/cds/23&quot;&gt;&lt;script&gt;\">&lt;script&gt;</li>");
-}
-
 struct HtmlItemCase {
     const char* why;
     MediaKind kind;

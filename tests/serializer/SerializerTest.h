@@ -9,6 +9,7 @@
 #include "model/PropertyFilter.h"
 #include "model/ServiceOptions.h"
 #include "serializer/CDSDIDLSerializer.h"
+#include "support/Records.h"
 
 namespace MediaServer {
 
@@ -27,15 +28,20 @@ struct SerializerSetup {
             "nef image/x-nikon-nef mkv video/x-matroska mpg video/mpeg m2ts video/mpeg srt text/srt");
     }
     /// With capability bits, and the bits below for members that are none.
-    SerializerSetup(std::uint32_t bits, std::uint32_t option_bits, std::uint32_t filter_bits) : SerializerSetup() {
-        client.flags = bits & ~(kNoDlna | kRoles | kLargePhoto);
+    explicit SerializerSetup(std::uint32_t bits, std::uint32_t option_bits = 0,
+                             std::uint32_t filter_bits = Property::kAll)
+        : SerializerSetup() {
+        client.flags = bits & ~(kNoDlna | kRoles | kLargePhoto | kFullMenu | kArtProfile);
+        client.full_menu = (bits & kFullMenu) != 0;
+        client.always_art_profile = (bits & kArtProfile) != 0;
         client.dlna_parameters = (bits & kNoDlna) == 0;
         client.role_attributes = (bits & kRoles) != 0;
         client.large_photo = (bits & kLargePhoto) != 0;
         options = option_bits;
         filter = filter_bits;
     }
-    static constexpr std::uint32_t kNoDlna = 1U << 31, kRoles = 1U << 30, kLargePhoto = 1U << 29;
+    static constexpr std::uint32_t kNoDlna = 1U << 31, kRoles = 1U << 30, kLargePhoto = 1U << 29, kFullMenu = 1U << 28,
+                                   kArtProfile = 1U << 27;
 
     std::string Write(const std::function<void(CDSDIDLSerializer&)>& calls) const {
         CDSDIDLSerializer serializer(client, mime, "10.0.0.7", 50001, options, filter, title_format);
@@ -45,7 +51,7 @@ struct SerializerSetup {
 };
 
 inline NIMB_MEDIA_INFO Track() {
-    NIMB_MEDIA_INFO track;
+    NIMB_MEDIA_INFO track = RecordOf(SoundFacts{"mp3", 320000, 44100, 2});
     track.id = 42;
     track.path = "/music/a song.mp3";
     track.title = "Tom & Jerry";
@@ -57,9 +63,6 @@ inline NIMB_MEDIA_INFO Track() {
     track.track = 3;
     track.year = 1999;
     track.duration = 200.9F;
-    track.audio_bitrate = 320000;
-    track.frequency = 44100;
-    track.channel = 2;
     track.filesize = 8000000000;
     return track;
 }

@@ -3,9 +3,9 @@
 #include <unistd.h>
 
 #include "platform/system/Files.h"
-#include "platform/system/Log.h"
 #include "platform/system/Product.h"
 #include "service/DeviceDescriptions.h"
+#include "support/LogCapture.h"
 #include "support/TempDir.h"
 
 namespace MediaServer {
@@ -104,11 +104,9 @@ TEST_F(Descriptions, OnlyATemplateThatDoesNotOpenIsTold) {
     std::filesystem::remove(templates + "device_win.xml");
     std::filesystem::remove(templates + "device.xml");
     std::filesystem::create_directory(templates + "device.xml");  // opens, but reads nothing
-    const std::string log = root_ / "log";
-    ASSERT_TRUE(DMSLOGInit(log.c_str()));
+    LogCapture log;
     WriteAll("");
-    DMSLogClose();
-    const std::string text = ReadWholeFile(log, 1 << 16).value_or("");
+    const std::string text = log.Text();
     EXPECT_NE(text.find("Failed to open device desc " + templates + "device_win.xml\n"), std::string::npos) << text;
     EXPECT_EQ(text.find("device.xml"), std::string::npos) << text;
 }
@@ -119,9 +117,7 @@ TEST_F(Descriptions, ModelIsEscaped) {
 }
 
 struct VariantCase {
-    const char* why;
-    const char* agent;
-    const char* file;
+    const char *why, *agent, *file;
 };
 constexpr VariantCase kVariants[] = {
     {"nothing known", "", "s_allservices.xml"},

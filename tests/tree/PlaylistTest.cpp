@@ -7,9 +7,6 @@
 namespace MediaServer {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 constexpr const char* kConfig = "var/packages/MediaServer/etc/";
 
 class PlaylistTest : public TreeTest {

@@ -17,6 +17,11 @@
 
 namespace MediaServer {
 
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
 /// One object as a serializer got it.
 struct Written {
     std::string id, parent, title;

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "videolib/RecordWindow.h"
-#include "videolib/VideoTables.h"
 
 namespace MediaServer {
 namespace {
@@ -47,16 +46,6 @@ TEST(RecordWindow, IsAPageOfAllListsTogether) {
         EXPECT_EQ(window.Written(), std::count_if(page.begin(), page.end(), [](int i) { return i % 7 != 0; }));
         EXPECT_EQ(window.Total(), start < first ? first : 0);
     }
-}
-
-TEST(VideoTables, NamesAreTheCatalogues) {
-    EXPECT_EQ(TableNames()[12], "gnere");
-    EXPECT_EQ(TableNames()[2], "tvshow");
-    EXPECT_EQ(TableNames()[3], "tvshow_episode");
-    EXPECT_EQ(TableNames()[0], "");
-    EXPECT_EQ(TableNames()[18], "");
-    EXPECT_STREQ(VideoListKeyTable(static_cast<LibReelhouse::_VIDEO_TABLE_TYPE_>(6)), "");
-    EXPECT_EQ(VideoKindOf("collection"), LibReelhouse::kMovie);
 }
 
 }  // namespace

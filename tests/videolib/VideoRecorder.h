@@ -7,21 +7,26 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "model/CDSObjectSerializer.h"
 #include "model/VideoRecord.h"
 #include "platform/clients/DMSClientChecker.h"
-#include "platform/system/Log.h"
 #include "platform/text/Text.h"
+#include "serializer/ForwardingSerializer.h"
+#include "support/LogCapture.h"
 #include "tree/CDSContainer.h"
 #include "tree/ObjectId.h"
 
 namespace MediaServer {
 
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
 /// Keeps what it is given, a line for each object:
 ///   "id in parent: Title [15] 3"            a container with its type code and, unless it is -1, its child count
 ///   "id in parent: movie path"              an item of kind 1, the only file of its video
 ///   "id in parent: text s_3 path, by name"  a file item, shown by its name
-class VideoRecorder : public CDSObjectSerializer {
+class VideoRecorder : public ForwardingSerializer {
 public:
     explicit VideoRecorder(const DMSClientChecker* client) : client_(client) {}
 
@@ -45,19 +50,11 @@ public:
         NoteFile("text " + MemberText(file, "id"), id, parent, index, several, record);
     }
     const DMSClientChecker* GetClientChecker() const override { return client_; }
-    std::string GetResult() const override { return {}; }
-    std::uint32_t GetOptions() const override { return 0; }
-
     void SerializeObject(const CDSObject&) override {}
-    void SerializeContainerObject(const CDSObject&) override {}
     void SerializeContainer(std::string_view, std::string_view, std::string_view, ObjectTypeCode) override {}
-    void SerializeMediaItem(MediaKind, std::string_view, std::string_view, const NIMB_MEDIA_INFO&) override {}
     void SerializePhotoItem(std::string_view, std::string_view, const NIMB_MEDIA_INFO&) override {}
     void SerializeVideoItem(std::string_view, std::string_view, const NIMB_MEDIA_INFO&) override {}
     void SerializeMusicItem(std::string_view, std::string_view, const NIMB_MEDIA_INFO&) override {}
-    void SerializeRadioItem(std::string_view, std::string_view, const RadioStation&) override {}
-    void SerializeMusicAlbum(std::string_view, std::string_view, std::string_view, std::string_view, std::string_view,
-                             std::string_view) override {}
 
 private:
     void Note(std::string_view id, std::string_view parent, const std::string& text) {
@@ -73,6 +70,12 @@ private:
 
     const DMSClientChecker* client_;
 };
+
+inline std::string Joined(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const std::string& line : lines) text.append(text.empty() ? "" : " | ").append(line);
+    return text;
+}
 
 /// What a Browse gave.
 struct VideoAnswer {
@@ -116,25 +119,5 @@ inline DMSClientChecker SubtitleClient() {
     client.flags = ClientFlag::kTextItems;
     return client;
 }
-
-/// Everything that is logged at level 0 or to the system log while it lives.
-class LogCapture {
-public:
-    LogCapture() {
-        DMSLOGToStderr(true);
-        testing::internal::CaptureStderr();
-    }
-    ~LogCapture() {
-        if (!taken_) Text();
-    }
-    std::string Text() {
-        taken_ = true;
-        DMSLOGToStderr(false);
-        return testing::internal::GetCapturedStderr();
-    }
-
-private:
-    bool taken_ = false;
-};
 
 }  // namespace MediaServer

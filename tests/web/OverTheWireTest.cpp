@@ -37,14 +37,11 @@ TEST_F(OverTheWireTest, PagesAndMedia) {
     AddTrack(Write("media/a.mp3", "0123456789"), "T");
     database.Insert("photo", "path", "'" + Write("media/p.jpg", "photo") + "'");
 
-    EXPECT_EQ(Ask("GET /cds/"), 200);
-    EXPECT_NE(body.find("<a href=\"/cds/top\">Top &amp; more</li>"), body.npos) << body;
-    EXPECT_EQ(RawClient::HeaderOf(head, "Content-Type"), "text/html");
     EXPECT_EQ(Ask("GET /cds/artists%241"), 200) << "browsers may encode the separator";
+    EXPECT_EQ(RawClient::HeaderOf(head, "Content-Type"), "text/html");
+    EXPECT_NE(RawClient::HeaderOf(head, "Last-Modified"), "");
     EXPECT_NE(body.find("Parent"), body.npos) << body;
     EXPECT_EQ(Ask("HEAD /cds/all"), 200);
-    EXPECT_EQ(Ask("GET /cds/%22%3E%3Cscript%3E"), 200);
-    EXPECT_EQ(body.find("script"), body.npos);
     EXPECT_TRUE(NoPagesLeft()) << "a page lives no longer than its answer, a HEAD's too";
 
     EXPECT_EQ(Ask("GET /m/NDLNA/1.mp3", "Range: bytes=2-4\r\n"), 206);
@@ -53,7 +50,8 @@ TEST_F(OverTheWireTest, PagesAndMedia) {
     for (const char* name : {"/m/NDLNA/1.mp3", "/p/JPEG_LRG/1.jpg", "/desc/device.xml", "/tmp_icon/dmsicon48.jpg"}) {
         EXPECT_EQ(Ask(std::string("GET ") + name), 200) << name;
     }
-    for (const char* name : {"/m/NDLNA/2.mp3", "/v/NDLNA/1.mp4", "/rh/NDLNA/1.mp4", "/sp/NDLNA/1.jpg", "/cds"}) {
+    for (const char* name :
+         {"/m/NDLNA/2.mp3", "/v/NDLNA/1.mp4", "/rh/NDLNA/1.mp4", "/sp/NDLNA/1.jpg", "/cds", "/cdsx"}) {
         EXPECT_EQ(Ask(std::string("GET ") + name), 404) << name;
     }
 }

@@ -66,26 +66,5 @@ TEST_F(PageTableTest, PagesAreBounded) {
     EXPECT_EQ(Files(), PageTable::kMostPages) << "the refused page's file is gone";
 }
 
-TEST_F(PageTableTest, OneAddressHasAFew) {
-    PageTable pages;
-    const std::string neighbour = NewFile();
-    pages.Add("/cds/", "n", neighbour, now);
-    for (std::size_t i = 0; i < 2 * PageTable::kMostOfAddress; ++i) {
-        EXPECT_TRUE(pages.Add("/cds/" + std::to_string(i), "c", NewFile(), now));
-    }
-    EXPECT_EQ(Files(), PageTable::kMostOfAddress + 1) << "what it left unread makes room for what it asks now";
-    EXPECT_TRUE(pages.Open("/cds/", "n")) << "its neighbour's does not";
-    for (std::size_t i = 0; i < PageTable::kMostOfAddress; ++i) {
-        EXPECT_TRUE(pages.Open("/cds/" + std::to_string(PageTable::kMostOfAddress + i), "c"));
-    }
-    EXPECT_FALSE(pages.Add("/cds/x", "c", NewFile(), now)) << "all of its own are being read";
-    EXPECT_TRUE(pages.Add("/cds/x", "n", NewFile(), now));
-}
-
-TEST_F(PageTableTest, TheTableTakesItsFilesAlong) {
-    { PageTable().Add("/cds/1", "c", NewFile(), now); }
-    EXPECT_EQ(Files(), 0U);
-}
-
 }  // namespace
 }  // namespace MediaServer

@@ -6,6 +6,7 @@ import signal
 import subprocess
 import tempfile
 import urllib.request
+from pathlib import Path
 
 from harness.server import MEDIA_PORT, PROJECT, UPNP_PORT, wait_until
 
@@ -44,12 +45,10 @@ class Daemon:
         return f"{self.root}/var/packages/MediaServer/etc/{name}"
 
     def log(self):
-        with open(f"{self.root}/var/log/{self.LOG}", errors="replace") as file:
-            return file.read()
+        return Path(f"{self.root}/var/log/{self.LOG}").read_text(errors="replace")
 
     def output(self):
-        with open(f"{self.root}/out", errors="replace") as file:
-            return file.read()
+        return Path(f"{self.root}/out").read_text(errors="replace")
 
     def start(self, **environment):
         """Returns when the daemon serves; fails when it ends before."""

@@ -1,16 +1,12 @@
 """Photos of every format and of the sizes at which something changes."""
 import struct
+from pathlib import Path
 
 from harness import library
 
 
 def _picture(path, size):
     library.ffmpeg("-f", "lavfi", "-i", f"testsrc2=size={size}", "-frames:v", "1", *([] if path.endswith("jpg") else ["-pix_fmt", "rgb24"]), path)
-
-
-def _read(path):
-    with open(path, "rb") as file:
-        return file.read()
 
 
 def _ifd(entries, following=0):
@@ -33,6 +29,20 @@ def raw(preview, orientation):
     return b"II*\0" + struct.pack("<I", 8) + first + _ifd([(259, 3, 6), (513, 4, begin), (514, 4, len(preview))]) + preview
 
 
+def size_of(picture):
+    """Width and height of a PNG or JPEG document, as it is shown."""
+    if picture.startswith(b"\x89PNG"):
+        return struct.unpack(">II", picture[16:24])
+    at, is_turned = 2, False
+    while picture[at + 1] not in (0xC0, 0xC1, 0xC2):
+        if picture[at + 1] == 0xE1 and picture[at + 4:at + 8] == b"Exif":
+            entry = picture.find(struct.pack("<HH", 274, 3), at)
+            is_turned = entry > 0 and picture[entry + 8] >= 5
+        at += 2 + struct.unpack(">H", picture[at + 2:at + 4])[0]
+    height, width = struct.unpack(">HH", picture[at + 5:at + 9])
+    return (height, width) if is_turned else (width, height)
+
+
 def make(folder):
     """Returns the size of each picture, upright, by its file's name."""
     sizes = {}
@@ -41,12 +51,11 @@ def make(folder):
                        ("bmp.bmp", "800x600"), ("gif.gif", "320x200"), ("tif.tif", "700x500"), ("webp.webp", "1000x700")]:
         _picture(f"{folder}/{name}", size)
         sizes[name] = tuple(map(int, size.split("x")))
+    wide = Path(f"{folder}/wide.jpg").read_bytes()
     for orientation in (3, 6, 8):
         name = f"turned{orientation}.jpg"
-        with open(f"{folder}/{name}", "wb") as file:
-            file.write(turned(_read(f"{folder}/wide.jpg"), orientation))
+        Path(f"{folder}/{name}").write_bytes(turned(wide, orientation))
         sizes[name] = (2000, 1200) if orientation == 3 else (1200, 2000)
-    with open(f"{folder}/camera.nef", "wb") as file:
-        file.write(raw(_read(f"{folder}/wide.jpg"), 6))
+    Path(f"{folder}/camera.nef").write_bytes(raw(wide, 6))
     sizes["camera.nef"] = (1200, 2000)
     return sizes

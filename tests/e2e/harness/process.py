@@ -1,5 +1,6 @@
 """What the kernel says of a process: its memory, threads and descriptors."""
 import os
+from pathlib import Path
 
 
 def _status(pid, name):
@@ -19,14 +20,12 @@ def resident_memory(pid):
 
 def awaits_signals(pid):
     """True when the first thread sleeps and no signal is left for the process to take."""
-    with open(f"/proc/{pid}/stat") as file:
-        state = file.read().rsplit(")", 1)[1].split()[0]
+    state = Path(f"/proc/{pid}/stat").read_text().rsplit(")", 1)[1].split()[0]
     return state == "S" and int(_status(pid, "ShdPnd"), 16) == 0
 
 
 def forget_peak(pid):
-    with open(f"/proc/{pid}/clear_refs", "w") as file:
-        file.write("5")
+    Path(f"/proc/{pid}/clear_refs").write_text("5")
 
 
 def is_sanitized(pid):

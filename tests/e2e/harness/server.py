@@ -6,6 +6,7 @@ import signal
 import subprocess
 import tempfile
 import time
+from pathlib import Path
 
 PROJECT = os.path.abspath(os.path.join(os.path.dirname(__file__), "..", "..", ".."))
 UPNP_PORT, MEDIA_PORT = 50001, 50002
@@ -49,12 +50,10 @@ class Server:
         return self
 
     def output(self):
-        with open(os.path.join(self.home, "run.out"), errors="replace") as file:
-            return file.read()
+        return Path(os.path.join(self.home, "run.out")).read_text(errors="replace")
 
     def log(self):
-        with open(self.path("root/var/log/dms.log"), errors="replace") as file:
-            return file.read()
+        return Path(self.path("root/var/log/dms.log")).read_text(errors="replace")
 
     def path(self, name):
         return os.path.join(self.home, name)
@@ -63,8 +62,7 @@ class Server:
         return self.path(f"{_PACKAGE}/etc/{name}")
 
     def pid(self):
-        with open(self.path("root/var/run/dms.pid")) as file:
-            return int(file.read())
+        return int(Path(self.path("root/var/run/dms.pid")).read_text())
 
     def send(self, number):
         """Sends a signal to the daemon."""

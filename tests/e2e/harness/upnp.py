@@ -157,8 +157,9 @@ class MediaServer:
         self.services = {service.type: service for service in services}
 
     def browse(self, object_id, flag="BrowseDirectChildren", start=0, count=0, filter="*", **others):
+        named = "ContainerID" if "Xbox" in str(self.agent) else "ObjectID"
         return Page(self.services[CONTENT_DIRECTORY].call("Browse", headers=self.agent, **{
-            "ObjectID": object_id, "BrowseFlag": flag, "Filter": filter, "StartingIndex": start, "RequestedCount": count,
+            named: object_id, "BrowseFlag": flag, "Filter": filter, "StartingIndex": start, "RequestedCount": count,
             "SortCriteria": "", **others}))
 
     def child(self, object_id, title):

@@ -40,15 +40,6 @@ void Act(DMSClientList& list, const std::string& agent, const std::string& mac =
     list.UpdateKeys("HandleActionRequest", mac, ip, {{"user-agent", agent}});
 }
 
-TEST_F(ClientList, FreshFileIsALoadableListOfNobody) {
-    ASSERT_TRUE(DMSClientList::WriteNewFile(File()));
-    EXPECT_EQ(FileText(), "{\n\t\"ClientList\" : 0\n}\n");
-    DMSClientList list;
-    EXPECT_TRUE(Load(list));
-    EXPECT_TRUE(list.WriteToFile());
-    EXPECT_EQ(FileText(), "{\n\t\"ClientList\" : 0\n}\n");
-}
-
 TEST_F(ClientList, EachCallerHasItsOwnKeysAndAllTakePartInRecognition) {
     DMSClientList list;
     ASSERT_TRUE(LoadText(list, R"({"ClientList": 0})"));
@@ -177,15 +168,6 @@ TEST_F(ClientList, EditThatWasNotReadYetIsNotOverwritten) {
     EXPECT_TRUE(Load(list));
     EXPECT_TRUE(list.WriteToFile());
     EXPECT_EQ(list.FindKey(kMac, "isAccess"), "false");
-}
-
-TEST_F(ClientList, FailedWriteLeavesTheOldFile) {
-    DMSClientList list;
-    const std::string gone = dir_ / "gone/client_list.json";
-    dir_.Write("gone/client_list.json", R"({"ClientList": 0})");
-    ASSERT_TRUE(list.Load(gone, dir_ / "agent.conf"));
-    std::filesystem::remove_all(dir_ / "gone");
-    EXPECT_FALSE(list.WriteToFile());
 }
 
 TEST_F(ClientList, StrangersCannotFillIt) {

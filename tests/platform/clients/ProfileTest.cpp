@@ -30,15 +30,11 @@ constexpr PatternCase kPatterns[] = {
 };
 
 TEST(Profile, Patterns) {
-    for (const auto& c : kPatterns) {
-        SCOPED_TRACE(c.why);
-        EXPECT_EQ(MatchesPattern(c.pattern, c.text), c.matches);
-    }
+    for (const auto& c : kPatterns) EXPECT_EQ(MatchesPattern(c.pattern, c.text), c.matches) << c.why;
 }
 
 struct BadLineCase {
-    const char* why;
-    const char* text;
+    const char *why, *text;
     int line;
 };
 constexpr BadLineCase kBadLines[] = {
@@ -135,8 +131,7 @@ TEST_F(Checker, ReloadLeavesRequestsUnderWayAlone) {
 }
 
 struct DeviceCase {
-    const char* agent;
-    const char* profile;
+    const char *agent, *profile;
 };
 // As the devices really send them; each could fall to a section that it must not meet.
 constexpr DeviceCase kDevices[] = {

@@ -181,20 +181,6 @@ TEST_F(MediaDBTest, ALongListSurvivesOtherQueriesAndTheirFailures) {
     EXPECT_EQ(database.Value("SELECT count(*) FROM music"), "3000");
 }
 
-TEST_F(MediaDBTest, GroupsAreCountedAndPaged) {
-    AddSongs(700);
-    database.Insert("music", "path, album", "'/m/none.mp3', ''");
-    MediaDB rows(MediaKind::Music);
-    EXPECT_EQ(rows.SelectTotal("album AS cateval, MIN(id) AS minid", "cateval"), 8);
-    ASSERT_EQ(rows.Select("album AS cateval, MIN(id) AS minid", "cateval", 6, 5, "cateval"), 2);
-    ASSERT_TRUE(rows.NextRow());
-    EXPECT_EQ(rows.FetchField("cateval"), "album 5");
-    EXPECT_EQ(rows.FetchFieldAsInt("minid"), 5);
-    rows.AddCondition("album = 'album 5'");
-    EXPECT_EQ(rows.SelectTotal("disc AS cateval", "cateval"), 3);
-    EXPECT_EQ(rows.SelectTotal(), 100);
-}
-
 TEST_F(MediaDBTest, MoreGroupsThanAreKeptArePagedToo) {
     // Two songs to a group, the later one first in the table. That many may take a busy machine long.
     database.Execute(
@@ -250,8 +236,7 @@ TEST_F(MediaDBTest, NamesAreOrderedAsPeopleExpect) {
 
 TEST_F(MediaDBTest, DirectoryConditionsTakeAnyName) {
     struct DirectoryCase {
-        const char* why;
-        const char* directory;
+        const char *why, *directory;
         const char* beside;  ///< must not be taken for the directory
     };
     constexpr DirectoryCase kCases[] = {
@@ -284,17 +269,6 @@ TEST_F(MediaDBTest, DirectoryConditionsTakeAnyName) {
         EXPECT_EQ(ReadIds(subtree), (Ids{3, 4}));
         directories.AddParentCondition(c.directory);
         EXPECT_EQ(directories.SelectTotal(), 1);
-    }
-}
-
-TEST_F(MediaDBTest, ExcludesAVideoCodecFromVideosOnly) {
-    database.Insert("video", "path, video_codec", "'/v/a.mkv', 'text'");
-    database.Insert("video", "path, video_codec", "'/v/b.mkv', 'h264'");
-    database.Insert("directory", "path", "'/v'");
-    for (const auto& [kind, left] : {std::pair{MediaKind::Video, 1}, std::pair{MediaKind::Directory, 1}}) {
-        MediaDB rows(kind);
-        rows.AddExcludeVideoCodec("text");
-        EXPECT_EQ(rows.SelectTotal(), left);
     }
 }
 

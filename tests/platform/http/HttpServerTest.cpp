@@ -1,7 +1,6 @@
 #include <atomic>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <future>
 #include <thread>
 
@@ -13,6 +12,7 @@
 #include "platform/http/HttpFile.h"
 #include "platform/http/HttpServer.h"
 #include "platform/http/RawClient.h"
+#include "support/TempDir.h"
 
 namespace MediaServer {
 namespace {
@@ -31,10 +31,8 @@ char ByteAt(std::uint64_t offset) {
 class HttpServerTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        file_ = ::testing::TempDir() + "http-file-" + std::to_string(getpid());
-        std::ofstream out(file_, std::ios::binary);
-        for (std::uint64_t at = 0; at < kFileBytes; ++at) out.put(ByteAt(at));
-        ASSERT_TRUE(out.flush());
+        for (std::uint64_t at = 0; at < kFileBytes; ++at) whole_.push_back(ByteAt(at));
+        file_ = dir_.Write("file", whole_);
         limits_.request_timeout = 1s;
         limits_.idle_timeout = 2s;
         limits_.workers = 2;
@@ -42,7 +40,6 @@ protected:
     }
     void TearDown() override {
         if (server_) server_->Stop();
-        std::remove(file_.c_str());
     }
     void Start() {
         HttpServer::Config config = OnLoopback();
@@ -90,7 +87,8 @@ protected:
     int Status(std::string_view request) { return RawStatus(server_->Port(), request); }
 
     HttpLimits limits_;
-    std::string file_;
+    TempDir dir_;
+    std::string file_, whole_;  // the file, and what is in it
     std::atomic<int> handled_{0}, stream_reads_{0};
     std::unique_ptr<HttpServer> server_;
 };
@@ -134,10 +132,7 @@ TEST_F(HttpServerTest, RefusesBeforeTheHandler) {
         {"two lengths", Get("/", "Content-Length: 1\r\nContent-Length: 2\r\n", "POST") + "xx", 400},
         {"unknown transfer coding", Get("/", "Transfer-Encoding: gzip\r\n", "POST"), 501},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.why);
-        EXPECT_EQ(Status(c.request), c.status);
-    }
+    for (const Case& c : cases) EXPECT_EQ(Status(c.request), c.status) << c.why;
     EXPECT_EQ(handled_, 0);
     EXPECT_EQ(Status(Get("/")), 200) << "the server lives on";
 }
@@ -166,8 +161,6 @@ TEST_F(HttpServerTest, AnswersOnOneConnection) {
 
 TEST_F(HttpServerTest, StreamsAndFiles) {
     Start();
-    std::string whole;
-    for (std::uint64_t at = 0; at < kFileBytes; ++at) whole.push_back(ByteAt(at));
     std::string head, body;
     for (const char* path : {"/stream", "/chunks", "/file"}) {
         SCOPED_TRACE(path);
@@ -184,7 +177,7 @@ TEST_F(HttpServerTest, StreamsAndFiles) {
         SCOPED_TRACE(path);
         client.Send(Get(path));
         EXPECT_EQ(client.Receive(head, body), 200);
-        EXPECT_TRUE(body == whole);
+        EXPECT_TRUE(body == whole_);
     }
     std::string joined;
     for (const char* range : {"bytes=0-999999", "bytes=1000000-2999998", "bytes=-1"}) {
@@ -192,7 +185,7 @@ TEST_F(HttpServerTest, StreamsAndFiles) {
         EXPECT_EQ(client.Receive(head, body), 206);
         joined += body;
     }
-    EXPECT_TRUE(joined == whole);
+    EXPECT_TRUE(joined == whole_);
     EXPECT_EQ(RawClient::HeaderOf(head, "Content-Range"), "bytes 2999999-2999999/3000000");
 
     client.Send(Get("/fails"));
@@ -209,8 +202,7 @@ TEST_F(HttpServerTest, FileConditions) {
     const std::string etag = RawClient::HeaderOf(head, "ETag"), date = RawClient::HeaderOf(head, "Last-Modified");
     const std::string part = "Range: bytes=1-2\r\n";
     struct Case {
-        const char* why;
-        const char* path;
+        const char *why, *path;
         std::string fields;
         int status;
         const char *header, *value;  // a header of the answer

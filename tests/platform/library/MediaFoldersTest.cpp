@@ -5,8 +5,8 @@
 
 #include "platform/library/MediaFolders.h"
 #include "platform/system/Files.h"
-#include "platform/system/Log.h"
 #include "platform/system/Paths.h"
+#include "support/LogCapture.h"
 #include "support/TempDir.h"
 
 namespace MediaServer {
@@ -41,13 +41,11 @@ TEST_F(MediaFoldersTest, LinesAsPeopleWriteThem) {
 }
 
 TEST_F(MediaFoldersTest, BrokenLinesAreToldOnceAndSkipped) {
-    const std::string log = root_ / "dms.log";
-    ASSERT_TRUE(DMSLOGInit(log.c_str()));
+    LogCapture log;
     Configure("music /srv/a\nmusic = relative/b\nbooks = /srv/c\nall = /\nall = /../\nmusic =\nmusic = /srv/good\n");
     for (int i = 0; i < 3; ++i)
         EXPECT_THAT(GetIndexLoacationPath(MediaKind::Music), ElementsAre(Pair("/srv/good", "good")));
-    DMSLogClose();
-    const std::string text = ReadWholeFile(log, 100'000).value_or("");
+    const std::string text = log.Text();
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 6) << text;
     EXPECT_THAT(text, testing::HasSubstr("\"music = relative/b\""));
 }

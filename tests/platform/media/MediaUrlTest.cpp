@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "platform/media/MediaUrl.h"
-#include "support/TempDir.h"
 
 namespace MediaServer {
 namespace {
@@ -49,17 +48,6 @@ TEST(ParseMediaUrl, RefusesTheRest) {
     }
 }
 
-TEST(PhotoThumbnailPath, TheColonNameIsTheFallback) {
-    TempDir dir;
-    const std::string photo = dir / "Summer.jpg";
-    const std::string folder = dir / "@eaDir/Summer.jpg/";
-    EXPECT_EQ(PhotoThumbnailPath(photo, false), folder + "NIMBPHOTO:THUMB_S.jpg");
-    dir.Write("@eaDir/Summer.jpg/NIMBPHOTO_THUMB_S.jpg", "x");
-    EXPECT_EQ(PhotoThumbnailPath(photo, false), folder + "NIMBPHOTO_THUMB_S.jpg");
-    EXPECT_EQ(PhotoThumbnailPath(photo, true), folder + "NIMBPHOTO:THUMB_B.jpg");
-    EXPECT_EQ(PhotoThumbnailPath("/top.jpg", true), "/@eaDir/top.jpg/NIMBPHOTO:THUMB_B.jpg");
-}
-
 TEST(DMSGetThumbnailRes, FitsTheSquare) {
     struct Case {
         const char* why;
@@ -82,19 +70,6 @@ TEST(DMSGetThumbnailRes, FitsTheSquare) {
         EXPECT_EQ(width, c.out_width);
         EXPECT_EQ(height, c.out_height);
     }
-}
-
-TEST(StoredNames, AreComparedWhole) {
-    EXPECT_TRUE(BlNIMBIndexIsRawImage("CR2"));
-    EXPECT_FALSE(BlNIMBIndexIsRawImage("jpg"));
-    EXPECT_FALSE(BlNIMBIndexIsRawImage(""));
-    EXPECT_EQ(NIMBDlnaContainerTypeGet("mpeg_ts"), 15);
-    EXPECT_EQ(NIMBDlnaContainerTypeGet("mpeg_ts_timestamp"), 16);
-    EXPECT_EQ(NIMBDlnaContainerTypeGet("mpeg"), 0);
-    EXPECT_EQ(NIMBDlnaContainerTypeGet(""), 0);
-    EXPECT_EQ(NIMBAacObjectTypeGet("aac"), 2);
-    EXPECT_EQ(NIMBAacObjectTypeGet("aac_ltp"), 4);
-    EXPECT_EQ(NIMBAacObjectTypeGet("mp3"), 0);
 }
 
 }  // namespace

@@ -21,9 +21,7 @@ constexpr const char* kArpTable =
 
 TEST(FindInARPTable, WholeAddressesOfAnsweredNeighbours) {
     struct Case {
-        const char* why;
-        const char* ip;
-        const char* mac;
+        const char *why, *ip, *mac;
     };
     constexpr Case kCases[] = {
         {"another device knows it", "192.168.1.10", "aa:bb:cc:dd:ee:01"},

@@ -12,8 +12,7 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 
 struct FormatCase {
-    const char* why;
-    const char* extension;
+    const char *why, *extension;
     std::string text;
     const char* title;
     std::string places;  // each with a bar behind it
@@ -76,8 +75,7 @@ TEST(PlaylistFormats, TitlesStayWithTheirEntries) {
 }
 
 struct PathCase {
-    const char* why;
-    const char* location;
+    const char *why, *location;
     std::vector<std::string> paths;
 };
 
@@ -158,15 +156,6 @@ TEST_F(PlaylistParserTest, LongListsArePagedAndTooLargeFilesRefused) {
     const std::int32_t large = AddList("large.m3u", std::string(kMaxPlaylistBytes + 1, '\n'));
     EXPECT_THAT(Titles(large), ElementsAre());
     EXPECT_EQ(total, 0);
-}
-
-TEST_F(PlaylistParserTest, OwnTitle) {
-    std::string title = "old";
-    EXPECT_TRUE(ReadPlaylistTitle(dir.Write("t.xspf", "<playlist><title>Own</title></playlist>"), title));
-    EXPECT_EQ(title, "Own");
-    EXPECT_TRUE(ReadPlaylistTitle(dir.Write("t.m3u", "a.mp3"), title));
-    EXPECT_EQ(title, "");
-    EXPECT_FALSE(ReadPlaylistTitle(dir / "none.m3u", title));
 }
 
 }  // namespace

@@ -2,13 +2,11 @@
 #include <csignal>
 #include <thread>
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "platform/system/Files.h"
-#include "platform/system/Paths.h"
 #include "support/TempDir.h"
 
 namespace MediaServer {
@@ -32,8 +30,7 @@ constexpr const char* kConfig =
 
 TEST(NLIBCFileGetKeyValue, ReadsWhatPeopleWrite) {
     struct Case {
-        const char* why;
-        const char* key;
+        const char *why, *key;
         int result;
         const char* value;
     };
@@ -151,34 +148,6 @@ TEST(WriteFileAtomically, ReadersNeverSeeATornFile) {
         }
     }
     writer.join();
-}
-
-TEST(FileCopy, CopiesAndFails) {
-    TempDir dir;
-    const std::string from = dir.Write("from", "content");
-    const std::string to = dir.Write("to", "something longer");
-    EXPECT_TRUE(FileCopy(from, to));
-    EXPECT_EQ(ReadWholeFile(to, 100), "content");
-    EXPECT_FALSE(FileCopy(dir / "absent", to));
-    EXPECT_FALSE(FileCopy(from, dir / "no/such/place"));
-    EXPECT_EQ(ReadWholeFile(to, 100), "content");
-}
-
-TEST(SystemPath, RootIsReadAtEachCall) {
-    EXPECT_EQ(SystemPath(kLogFile), "/var/log/dms.log");
-    setenv("DMS_SYSROOT", "/srv/one/", 1);
-    EXPECT_EQ(SystemPath(kLogFile), "/srv/one/var/log/dms.log");
-    unsetenv("DMS_SYSROOT");
-}
-
-TEST(UniqueFd, ClosesExactlyOnce) {
-    const auto is_open = [](int fd) { return fcntl(fd, F_GETFD) != -1; };
-    UniqueFd first{open("/dev/null", O_RDONLY | O_CLOEXEC)};
-    const int fd = first.get();
-    UniqueFd second{std::move(first)};
-    EXPECT_TRUE(is_open(fd));
-    second = UniqueFd{open("/dev/null", O_RDONLY | O_CLOEXEC)};
-    EXPECT_FALSE(is_open(fd));
 }
 
 }  // namespace

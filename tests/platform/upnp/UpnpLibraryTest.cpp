@@ -1,12 +1,6 @@
-#include <filesystem>
-#include <fstream>
-#include <thread>
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <net/if.h>
 #include <sched.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 #include <upnptools.h>
 
@@ -19,6 +13,7 @@
 #include "platform/upnp/Subscriptions.h"
 #include "platform/upnp/UpnpLibrary.h"
 #include "platform/upnp/UpnpLimits.h"
+#include "support/TempDir.h"
 
 namespace MediaServer {
 namespace {
@@ -45,62 +40,20 @@ std::string Description() {
 class UpnpLibraryTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        root_ = ::testing::TempDir() + "upnp-root-" + std::to_string(getpid());
-        std::filesystem::create_directories(root_ + "/sub");
-        Write("initall.xml", Description());
+        root_.Write("initall.xml", Description());
         for (const char* name : {"ContentDirectory.xml", "menu_simple.xml", ".hidden.xml", "agent.conf", "list.json",
                                  "device.xml", "dmsicon48.png", "sub/inner.xml"})
-            Write(name, std::string("content of ") + name);
+            root_.Write(name, std::string("content of ") + name);
         ASSERT_EQ(library_.UpnpInit("127.0.0.1", 0), UPNP_E_SUCCESS);
         port_ = library_.UpnpGetServerPort();
         ASSERT_EQ(library_.UpnpSetMaxContentLength(20480), UPNP_E_SUCCESS);
-        ASSERT_EQ(library_.UpnpSetWebServerRootDir(root_), UPNP_E_SUCCESS);
-        AddVirtualDirectories();
+        ASSERT_EQ(library_.UpnpSetWebServerRootDir(root_.Path()), UPNP_E_SUCCESS);
         ASSERT_EQ(library_.UpnpRegisterRootDevice(Url("/initall.xml"), &OnEvent, this, &device_), UPNP_E_SUCCESS);
         ASSERT_EQ(library_.UpnpSetDescURL(device_, Url("/desc/device.xml")), UPNP_E_SUCCESS);
     }
-    void TearDown() override {
-        library_.UpnpFinish();
-        std::filesystem::remove_all(root_);
-    }
+    void TearDown() override { library_.UpnpFinish(); }
 
-    void Write(const std::string& name, const std::string& content) { std::ofstream(root_ + "/" + name) << content; }
     std::string Url(const std::string& path) const { return "http://127.0.0.1:" + std::to_string(port_) + path; }
-
-    /// "/desc/": the calls that each request makes, in their order; names with "plain" have no descriptor.
-    void AddVirtualDirectories() {
-        VirtualDirCallbacks callbacks;
-        callbacks.get_info = [this](const WebRequest& request, const std::string& name, WebFileInfo& info) {
-            Note("info " + name + " " + request.client_address + " " + request.headers.at("host"));
-            info.length = std::string("content of plain").size();
-            info.content_type = "text/x-test";
-            info.last_modified = 784111777;
-            return name.find("missing") == std::string::npos;
-        };
-        callbacks.open = [this](const WebRequest&, const std::string& name, bool write) -> void* {
-            Note("open " + name + (write ? " write" : ""));
-            if (name.find("refused") != std::string::npos) return nullptr;
-            const char* file = name.find("plain") == std::string::npos ? "/dmsicon48.png" : "";
-            return new int(*file ? open((root_ + file).c_str(), O_RDONLY) : -1);
-        };
-        callbacks.read = [this](void*, char* buffer, std::size_t size) {
-            const std::string content = std::string("content of plain").substr(read_);
-            const std::size_t count = std::min<std::size_t>({size, content.size(), 5});
-            content.copy(buffer, count);
-            read_ += count;
-            return static_cast<int>(count);
-        };
-        callbacks.seek = [](void*, std::int64_t, int) { return -1; };
-        callbacks.close = [this](void* handle) {
-            const std::unique_ptr<int> fd(static_cast<int*>(handle));
-            if (*fd >= 0) close(*fd);
-            Note("close");
-            return 0;
-        };
-        callbacks.descriptor = [](void* handle) { return *static_cast<int*>(handle); };
-        ASSERT_EQ(library_.UpnpSetVirtualDirCallbacks(callbacks), UPNP_E_SUCCESS);
-        ASSERT_EQ(library_.UpnpAddVirtualDir("/desc/"), UPNP_E_SUCCESS);
-    }
 
     static int OnEvent(Upnp_EventType type, const void* event, void* cookie) {
         auto& test = *static_cast<UpnpLibraryTest*>(cookie);
@@ -144,15 +97,6 @@ protected:
         }
     }
 
-    void Note(const std::string& call) {
-        const std::lock_guard lock(mutex_);
-        calls_.push_back(call);
-    }
-    std::vector<std::string> TakeCalls() {
-        const std::lock_guard lock(mutex_);
-        return std::exchange(calls_, {});
-    }
-
     int Exchange(const std::string& request, bool has_body = true) {
         RawClient client(port_);
         client.Send(request);
@@ -174,10 +118,8 @@ protected:
         return Exchange(method + " " + path + " HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n", method != "HEAD");
     }
 
-    std::string root_, head_, body_;
-    std::mutex mutex_;
-    std::vector<std::string> calls_;  // guarded by mutex_
-    std::atomic<std::size_t> read_{0};
+    TempDir root_;
+    std::string head_, body_;
     std::uint16_t port_ = 0;
     UpnpDevice_Handle device_ = -1;
     UpnpLibrary library_;
@@ -236,24 +178,16 @@ TEST_F(UpnpLibraryTest, Actions) {
     EXPECT_NE(body_.find("<return>1</return>"), std::string::npos) << body_;
 }
 
+// The end-to-end tests have those that would take long.
 TEST_F(UpnpLibraryTest, HostileBodies) {
     const std::string action = "\"" + std::string(kType) + "#Echo\"";
     const std::string envelope = "<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\"><s:Body>";
-    std::string nested = envelope;
-    for (int i = 0; i < 3000; ++i) nested += "<a>";
-    const std::string bomb =
-        "<!DOCTYPE x [<!ENTITY a \"aaaaaaaaaa\"><!ENTITY b \"&a;&a;&a;&a;&a;&a;&a;&a;\"><!ENTITY c "
-        "\"&b;&b;&b;&b;&b;&b;\">"
-        "<!ENTITY e SYSTEM \"file:///etc/passwd\">]>" +
-        envelope + Call("Echo", "<First>&c;&e;</First>") + "</s:Body></s:Envelope>";
     struct Case {
         const char* why;
         std::string body;
         int status;
     };
     const Case cases[] = {
-        {"nested without end", nested, 400},
-        {"entities of its own", bomb, 400},
         {"a DTD alone", "<!DOCTYPE s:Envelope>" + envelope + Call("Echo") + "</s:Body></s:Envelope>", 400},
         {"cut short", envelope + Call("Echo"), 400},
         {"nothing", "", 400},
@@ -263,13 +197,7 @@ TEST_F(UpnpLibraryTest, HostileBodies) {
          200},
         {"beyond the body limit", std::string(20481, ' '), 413},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.why);
-        const auto begun = std::chrono::steady_clock::now();
-        EXPECT_EQ(PostBody(action, c.body), c.status);
-        EXPECT_LT(std::chrono::steady_clock::now() - begun, 1s);
-        EXPECT_EQ(body_.find("root:"), std::string::npos);
-    }
+    for (const Case& c : cases) EXPECT_EQ(PostBody(action, c.body), c.status) << c.why;
     EXPECT_EQ(PostBody(action, "<a/>", "/control/none"), 404);
 }
 
@@ -283,38 +211,6 @@ TEST_F(UpnpLibraryTest, RootFiles) {
     for (const auto& [status, paths] : kAnswers) {
         for (const char* path : paths) EXPECT_EQ(Get(path), status) << path;
     }
-}
-
-TEST_F(UpnpLibraryTest, VirtualDirectories) {
-    TakeCalls();
-    EXPECT_EQ(Get("/desc/a%20b?x=1"), 200);
-    EXPECT_EQ(body_, "content of dmsicon48.png");
-    EXPECT_EQ(RawClient::HeaderOf(head_, "Content-Type"), "text/x-test");
-    const std::vector<std::string> whole{"info /desc/a b?x=1 127.0.0.1 127.0.0.1", "open /desc/a b?x=1", "close"};
-    EXPECT_EQ(TakeCalls(), whole);
-
-    EXPECT_EQ(Exchange("GET /desc/a HTTP/1.1\r\nHost: 127.0.0.1\r\nRange: bytes=8-9\r\n\r\n"), 206);
-    EXPECT_EQ(body_, "of");
-    EXPECT_EQ(Get("/desc/plain", "HEAD"), 200);
-    EXPECT_EQ(RawClient::HeaderOf(head_, "Content-Length"), "16");
-    EXPECT_EQ(Get("/desc/plain"), 200);
-    EXPECT_EQ(body_, "content of plain");
-    EXPECT_EQ(RawClient::HeaderOf(head_, "Last-Modified"), "Sun, 06 Nov 1994 08:49:37 GMT");
-    const auto closed = [this] {
-        const std::lock_guard lock(mutex_);
-        return std::count(calls_.begin(), calls_.end(), "close");
-    };
-    for (int i = 0; i < 100 && closed() < 3; ++i) std::this_thread::sleep_for(20ms);
-    EXPECT_EQ(closed(), 3) << "what is read through the callbacks is closed when it has been sent";
-
-    TakeCalls();
-    EXPECT_EQ(Get("/desc/missing"), 404);
-    EXPECT_EQ(Get("/desc/refused"), 404);
-    const std::vector<std::string> refused{"info /desc/missing 127.0.0.1 127.0.0.1",
-                                           "info /desc/refused 127.0.0.1 127.0.0.1", "open /desc/refused"};
-    EXPECT_EQ(TakeCalls(), refused);
-    EXPECT_EQ(Get("/description"), 404) << "the prefix ends with its slash";
-    EXPECT_TRUE(TakeCalls().empty());
 }
 
 TEST_F(UpnpLibraryTest, SubscriptionsThatAreRefused) {
@@ -342,8 +238,8 @@ TEST_F(UpnpLibraryTest, SubscriptionsThatAreRefused) {
         {"neither", "", 412},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.why);
-        EXPECT_EQ(Exchange("SUBSCRIBE /desc/event/cd HTTP/1.1\r\nHost: 127.0.0.1\r\n" + c.fields + "\r\n"), c.status);
+        EXPECT_EQ(Exchange("SUBSCRIBE /desc/event/cd HTTP/1.1\r\nHost: 127.0.0.1\r\n" + c.fields + "\r\n"), c.status)
+            << c.why;
     }
     EXPECT_EQ(Exchange("SUBSCRIBE / HTTP/1.1\r\nHost: 127.0.0.1\r\n" + good + nt + "\r\n"), 404);
     EXPECT_EQ(Exchange("SUBSCRIBE http://127.0.0.1 HTTP/1.1\r\nHost: 127.0.0.1\r\n" + good + nt + "\r\n"), 400);
@@ -404,38 +300,22 @@ TEST_F(UpnpLibraryTest, OnlyTheFrontIsPublic) {
 
 constexpr int kNotPermitted = 77;  // this machine lets no process have a network of its own
 
-/// Gives this process a network of its own, with nothing but loopback. @return a socket there; none when it may not.
-UniqueFd EnterOwnNetwork() {
-    if (unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0) return {};
-    UniqueFd control(socket(AF_INET, SOCK_DGRAM, 0));
-    ifreq loopback{};
-    std::strcpy(loopback.ifr_name, "lo");
-    loopback.ifr_flags = IFF_UP;
-    return ioctl(control.get(), SIOCSIFFLAGS, &loopback) == 0 ? std::move(control) : UniqueFd();
-}
-
-/// An interface with a second address, which the kernel lists under a label of its own.
+/// In a network of its own, an interface with a second address, which the kernel lists under a label of its own.
 int KnowsSubnets() {
-    const UniqueFd control = EnterOwnNetwork();
-    if (!control) return kNotPermitted;
-    const auto set = [&](unsigned long what, std::uint32_t value) {
-        ifreq second{};
-        std::strcpy(second.ifr_name, "lo:2");
-        auto& address = reinterpret_cast<sockaddr_in&>(second.ifr_addr);
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(value);
-        return ioctl(control.get(), what, &second) == 0;
+    if (unshare(geteuid() == 0 ? CLONE_NEWNET : CLONE_NEWUSER | CLONE_NEWNET) != 0) return kNotPermitted;
+    if (std::system("ip link set lo up && ip address add 10.1.2.3/24 dev lo label lo:2") != 0) return 2;
+    const auto told = [](const char* address) {
+        std::string text;
+        for (const Subnet& subnet : SubnetsOf(address)) {
+            char line[32];
+            std::snprintf(line, sizeof line, "%08x/%08x ", subnet.address, subnet.mask);
+            text += line;
+        }
+        return text;
     };
-    if (!set(SIOCSIFADDR, 0x0a010203) || !set(SIOCSIFNETMASK, 0xffffff00)) return 2;
-    const auto is = [](const Subnet& subnet, std::uint32_t address, std::uint32_t mask) {
-        return subnet.address == address && subnet.mask == mask;
-    };
-    const std::vector<Subnet> first = SubnetsOf("127.0.0.1"), second = SubnetsOf("10.1.2.3");
-    if (first.size() != 2 || !is(first[0], 0x7f000001, 0xff000000) || !is(first[1], 0x0a010203, 0xffffff00)) return 3;
-    if (second.size() != 2 || !is(second[0], 0x0a010203, 0xffffff00) || !is(second[1], 0x7f000001, 0xff000000))
-        return 3;
-    const std::vector<Subnet> unknown = SubnetsOf("192.0.2.1");
-    return unknown.size() == 1 && unknown[0].mask == 0xffffffff ? 0 : 4;
+    const std::string loopback = "7f000001/ff000000 ", second = "0a010203/ffffff00 ";
+    const bool known = told("127.0.0.1") == loopback + second && told("10.1.2.3") == second + loopback;
+    return known && told("192.0.2.1").ends_with("/ffffffff ") ? 0 : 3;
 }
 
 bool DoneOrNotPermitted(int status) {
