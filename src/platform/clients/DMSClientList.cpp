@@ -156,7 +156,7 @@ struct DMSClientList::State {
     }
     void MakeRoom();
     void ReleaseAddress(const std::string& ip);
-    void StoreKeys(Json::Value& client, std::string_view prefix, const HeaderMap& keys);
+    bool StoreKeys(Json::Value& client, std::string_view prefix, const HeaderMap& keys);
 };
 
 void DMSClientList::State::MakeRoom() {
@@ -176,8 +176,10 @@ void DMSClientList::State::ReleaseAddress(const std::string& ip) {
     }
 }
 
-void DMSClientList::State::StoreKeys(Json::Value& client, std::string_view prefix, const HeaderMap& keys) {
+/// @return whether anything is new.
+bool DMSClientList::State::StoreKeys(Json::Value& client, std::string_view prefix, const HeaderMap& keys) {
     std::size_t bytes = BytesOfHeaders(client);
+    bool is_new = false;
     for (const auto& [name, value] : keys) {
         std::string key = std::string(prefix) + name;
         // A renderer's description must not be able to write the owner's settings, whatever it calls its elements.
@@ -191,8 +193,12 @@ void DMSClientList::State::StoreKeys(Json::Value& client, std::string_view prefi
             if (after > kMaxClientBytes) continue;
             bytes = after;
         }
-        client[key] = std::move(stored);
+        Json::Value& known = client[key];
+        if (known == stored) continue;
+        known = std::move(stored);
+        is_new = true;
     }
+    return is_new;
 }
 
 std::string DMSClientList::AsStored(std::string_view value) {
@@ -277,13 +283,18 @@ void DMSClientList::UpdateKeys(std::string_view caller, const std::string& mac, 
 
     std::lock_guard lock(state_->mutex);
     if (state_->Find(mac) == nullptr) state_->MakeRoom();
-    state_->ReleaseAddress(ip);
     Json::Value& client = state_->List()[mac];
     if (!client.isObject()) client = Json::Value(Json::objectValue);
-    client[kAddressMember] = ip;
-    state_->StoreKeys(client, PrefixOf(caller), keys);
-    state_->last_update[mac] = ++state_->updates;
-    if (IsSetByHand(client)) return;
+    std::uint64_t& last_update = state_->last_update[mac];
+    bool is_new = last_update == 0 || MemberText(client, kAddressMember) != ip;
+    if (is_new) {
+        state_->ReleaseAddress(ip);
+        client[kAddressMember] = ip;
+    }
+    is_new |= state_->StoreKeys(client, PrefixOf(caller), keys);
+    last_update = ++state_->updates;
+    // Who is known to no profile comes here with every request and says the same.
+    if (!is_new || IsSetByHand(client)) return;
 
     const std::string profile = DetectProfile(*profiles, client);
     for (const char* member : {kProfile, kDetected}) {
