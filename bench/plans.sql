@@ -1,4 +1,4 @@
--- The plans of the queries behind the pages, as the server words them. :top is the directory of the library.
+-- The plans of the queries behind the pages, as the server words them but for the columns of records (*). :top is the directory of the library.
 SELECT string_agg(id::text, ',') AS ids FROM (SELECT id FROM music ORDER BY id DESC LIMIT 50) AS page \gset
 SET jit = off;
 \set explain 'EXPLAIN (ANALYZE, COSTS OFF, TIMING OFF)'

@@ -1,6 +1,5 @@
 #include "indexer/LibraryTables.h"
 
-#include <array>
 #include <charconv>
 #include <chrono>
 #include <cstring>
@@ -15,15 +14,10 @@ namespace {
 
 constexpr std::chrono::minutes kPatience{11};
 
-constexpr std::array<const char*, 5> kTables = {"music", "video", "photo", "playlist", "directory"};
 constexpr MediaKind kFileKinds[] = {MediaKind::Music, MediaKind::Video, MediaKind::Photo, MediaKind::Playlist};
 constexpr MediaKind kAllKinds[] = {MediaKind::Music, MediaKind::Video, MediaKind::Photo, MediaKind::Playlist,
                                    MediaKind::Directory};
 constexpr char kRaiseGeneration[] = "UPDATE library SET generation = generation + 1";
-
-const char* TableName(MediaKind kind) {
-    return kTables.at(static_cast<std::size_t>(kind));
-}
 
 template <typename Number>
 Number Parse(const char* text) {
@@ -195,13 +189,12 @@ const std::string& LibraryTables::InsertText(MediaKind kind) {
     std::string& text = insert_texts_[static_cast<std::size_t>(kind)];
     if (!text.empty()) return text;
     const std::string table = TableName(kind);
-    const PgResult empty = Run("SELECT * FROM " + table + " LIMIT 0", {}, "look at a table");
     std::string columns = "parent_id, mtime, inode", updates =
                                                          "parent_id = EXCLUDED.parent_id, mtime = EXCLUDED.mtime,"
                                                          " inode = EXCLUDED.inode";
     for (const MediaColumn& column : kMediaColumns) {
         const std::string name = column.name;
-        if (name == "id" || PQfnumber(empty.get(), column.name) < 0) continue;
+        if (name == "id" || !column.IsIn(kind)) continue;
         columns.append(", ").append(name);
         updates.append(", ").append(name).append(" = EXCLUDED.").append(name);
     }
@@ -280,9 +273,8 @@ std::size_t LibraryTables::RemoveGone() {
 }
 
 void LibraryTables::Analyze() {
-    for (const char* table : kTables) {
-        Run(std::string("VACUUM (ANALYZE) ") + table, {}, "analyze the library");
-    }
+    for (const MediaKind kind : kAllKinds)
+        Run(std::string("VACUUM (ANALYZE) ") + TableName(kind), {}, "analyze the library");
 }
 
 }  // namespace MediaServer

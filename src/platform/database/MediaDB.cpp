@@ -54,10 +54,21 @@ LibraryCache& Cache() {
 constexpr const char* kGeneration = LIBRARY_GENERATION;
 constexpr std::string_view kWithGeneration = ", (" LIBRARY_GENERATION ") AS library_generation";
 
-constexpr std::array<std::string_view, 5> kTables = {"music", "video", "photo", "playlist", "directory"};
+std::string RecordColumns(MediaKind table) {
+    std::string columns;
+    for (const MediaColumn& column : kMediaColumns)
+        if (column.IsIn(table)) columns.append(columns.empty() ? "" : ", ").append(column.name);
+    return columns;
+}
 
-std::string_view TableName(MediaKind table) {
-    return kTables[static_cast<std::size_t>(table)];
+/// A select list in which "*" at the beginning stands for the columns of a record. The others that a table has are the
+/// indexer's own, and every value that the server sends costs.
+std::string ColumnList(MediaKind table, std::string_view fields) {
+    if (!fields.starts_with('*')) return std::string(fields);
+    static const std::array<std::string, 5> kRecords = {
+        RecordColumns(MediaKind::Music), RecordColumns(MediaKind::Video), RecordColumns(MediaKind::Photo),
+        RecordColumns(MediaKind::Playlist), RecordColumns(MediaKind::Directory)};
+    return std::string(kRecords[static_cast<std::size_t>(table)]).append(fields.substr(1));
 }
 
 /// Ids of "{1,2,3}".
@@ -113,7 +124,7 @@ void MediaDB::AddExcludeVideoCodec(std::string_view codec) {
 
 std::string MediaDB::SelectText(std::string_view fields, std::string_view tail) const {
     std::string sql = "SELECT ";
-    sql.append(fields).append(" FROM ").append(TableName(table_)).append(where_).append(tail);
+    sql.append(ColumnList(table_, fields)).append(" FROM ").append(TableName(table_)).append(where_).append(tail);
     return sql;
 }
 
@@ -210,7 +221,7 @@ std::int32_t MediaDB::SelectMarkedPage(std::string_view order, std::int32_t offs
     }
     MediaDB rest(table_, connection_);
     rest.where_ = where_;
-    rest.AddCondition("(" + key + ") >= (SELECT " + key + " FROM " + std::string(TableName(table_)) +
+    rest.AddCondition("(" + key + ") >= (SELECT " + key + " FROM " + TableName(table_) +
                       " WHERE id = " + std::to_string(mark->id) + ")");
     return SelectPage(rest.SelectText("*", " ORDER BY " + key), offset - mark->place, limit);
 }
@@ -246,9 +257,9 @@ std::int32_t MediaDB::SelectDeepPage(const std::string& fields, const std::strin
     const std::size_t end = std::min<std::size_t>(ids.size(), static_cast<std::size_t>(offset) + limit);
     for (std::size_t i = offset; i < end; ++i) page.append(page.empty() ? "" : ",").append(std::to_string(ids[i]));
     if (page.empty()) return 0;
-    std::string sql = "SELECT ";
-    sql.append(fields).append(" FROM ").append(TableName(table_)).append(" WHERE id IN (" + page + ")").append(tail);
-    return SelectPage(sql, 0, limit);
+    MediaDB rows(table_, connection_);
+    rows.AddCondition("id IN (" + page + ")");
+    return SelectPage(rows.SelectText(fields, tail), 0, limit);
 }
 
 std::int32_t MediaDB::SelectPage(const std::string& select, std::int32_t offset, std::int32_t limit) {
