@@ -10,6 +10,7 @@
 #include "indexer/MediaReader.h"
 #include "indexer/MediaTypes.h"
 #include "indexer/TransportStream.h"
+#include "platform/clients/DMSClientChecker.h"
 #include "platform/system/Files.h"
 #include "platform/text/Text.h"
 
@@ -112,6 +113,22 @@ TEST_F(VideoReader, TransportStreamsByTheirPackets) {
         files.Write("a.ts", content);
         EXPECT_EQ(TransportStreamName(files.Path("a.ts")), name) << content.size();
     }
+}
+
+/// The names that agent.conf goes by are those that the reader gives.
+TEST_F(VideoReader, RulesOfClientsKnowThePackets) {
+    files.Make(Split("-f lavfi -i testsrc2=s=1280x720 -t 1 -c:v libx264 -preset ultrafast @/plain.ts", ' '));
+    const std::string plain = ReadWholeFile(files.Path("plain.ts"), 64 << 20).value();
+    DMSClientChecker::InitProfileList(DMS_SOURCE_DIR "/share/agent.conf");
+    const std::pair<std::string, const char*> kStamps[] = {
+        {"", "AVC_TS_HD_EU_ISO"}, {"abcd", "AVC_TS_HD_EU_T"}, {std::string(4, '\0'), "AVC_TS_HD_EU"}};
+    for (const auto& [stamp, profile] : kStamps) {
+        std::string stamped;
+        for (std::size_t at = 0; at < plain.size(); at += 188) stamped += stamp + plain.substr(at, 188);
+        files.Write("film.ts", stamped);
+        EXPECT_EQ(DMSClientChecker("BRAVIA", "", true).getVideoProfileName(Read("film.ts")), profile);
+    }
+    DMSClientChecker::ReleaseClientList();
 }
 
 TEST_F(VideoReader, SubtitlesAreText) {

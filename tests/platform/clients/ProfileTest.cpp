@@ -101,8 +101,8 @@ TEST_F(Checker, NameDecidesThenUserAgentThenDefault) {
 
 TEST_F(Checker, FirstVideoRuleThatFits) {
     Use("[profile TV]\nuser-agent = TV\n"
-        "video-profile = mpegts h264 720x576 SD\n"
-        "video-profile = mpegts h264 1920x1080 HD\n"
+        "video-profile = mpeg_ts h264 720x576 SD\n"
+        "video-profile = mpeg_ts h264 1920x1080 HD\n"
         "video-profile = avi * * ANY\n");
     const DMSClientChecker checker("TV", "", true);
     NIMB_MEDIA_INFO media;
@@ -113,10 +113,10 @@ TEST_F(Checker, FirstVideoRuleThatFits) {
         media.resolutiony = height;
         return checker.getVideoProfileName(media);
     };
-    EXPECT_EQ(name("mpegts", "h264", 720, 576), "SD");
-    EXPECT_EQ(name("MPEGTS", "H264", 720, 577), "HD");
-    EXPECT_EQ(name("mpegts", "h264", 1921, 1080), "");
-    EXPECT_EQ(name("mpegts", "mpeg2video", 720, 576), "");
+    EXPECT_EQ(name("mpeg_ts", "h264", 720, 576), "SD");
+    EXPECT_EQ(name("MPEG_TS", "H264", 720, 577), "HD");
+    EXPECT_EQ(name("mpeg_ts", "h264", 1921, 1080), "");
+    EXPECT_EQ(name("mpeg_ts", "mpeg2video", 720, 576), "");
     EXPECT_EQ(name("avi", "mpeg4", 9000, 9000), "ANY");
 }
 
