@@ -207,8 +207,12 @@ private:
         }
         for (std::size_t i = 0; i < match.Group(kClosing).size(); ++i) condition_.Close();
         // A class writes nothing: what stood before it joins what stands behind.
-        if (is_class && !condition_.IsJoined()) condition_.Join(logical);
-        if (!is_class && !logical.empty()) SetLogical(logical);
+        if (!is_class) {
+            previous_ = logical;
+            if (!logical.empty()) condition_.Join(logical);
+        } else if (!condition_.IsJoined()) {
+            condition_.Join(logical);
+        }
         return true;
     }
 

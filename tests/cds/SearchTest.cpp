@@ -96,6 +96,9 @@ TEST_F(SearchTest, CriteriaBecomeConditions) {
         {song + R"( and (upnp:actor = "x" or upnp:artist = "Ann"))", "( NULL or artist  = 'Ann' )", {"Love Me"}},
         {song + R"( and upnp:artist = "Ann" and @refID exists false)", " artist  = 'Ann' and TRUE ", {"Love Me"}},
         {song + R"( and upnp:artist = "Ann" or upnp:actor = "x")", " artist  = 'Ann' or NULL ", {"Love Me"}},
+        {song + R"( and (upnp:artist = "Bob" or upnp:artist = "Ann" upnp:actor exists true))",
+         "( artist  = 'Bob' or artist  = 'Ann' )",
+         {"Love Me", "Lovely"}},
     };
     for (const CriteriaCase& c : cases) {
         SCOPED_TRACE(c.criteria);
