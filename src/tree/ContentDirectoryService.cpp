@@ -75,7 +75,11 @@ std::int32_t ContentDirectoryService::FindObject(const ClientRequest& request, s
     const DMSClientChecker client(request.Header("user-agent"), request.profile_name, true);
     const std::string_view separator = client.Separator();
     const auto [key, sub_id] = SplitObjectId(object_id, separator);
-    CDSContainer* node = object_id.size() <= kMaxObjectId ? FindNode(MenuOf(client, key), key) : nullptr;
+    const Menu menu = MenuOf(client, key);
+    CDSContainer* node = object_id.size() <= kMaxObjectId ? FindNode(menu, key) : nullptr;
+    // Albums, artists and genres that a search found in the numbered menu can be opened.
+    const bool may_be_found = client.numbered_containers && (menu == Default || menu == Music) && !sub_id.empty();
+    if (node == nullptr && may_be_found && object_id.size() <= kMaxObjectId) node = FindNode(Numbered, key);
     if (node == nullptr) {
         total = 0;
         return kNoSuchObject;

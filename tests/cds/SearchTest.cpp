@@ -154,6 +154,32 @@ TEST_F(SearchTest, NumberedClientsGetNodesOfTheirMenu) {
                 ElementsAre(Written{"6$1", "6", "List", 5, -1}));
 }
 
+TEST_F(SearchTest, WhatASearchFoundCanBeOpened) {
+    struct Case {
+        const char *agent, *id;
+        std::vector<std::string> songs;
+    };
+    const Case cases[] = {
+        {"Roku", "3$1", {"3$1$@1", "3$1$@2"}},
+        {"SlashRoku", "2/4", {"2/4/@4"}},
+        {"Roku", "3", {}},     // which no search shows
+        {"Slash", "3/1", {}},  // and no other client
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.id);
+        ClientRequest request;
+        request.headers["user-agent"] = c.agent;
+        Recorder recorder(nullptr);
+        Answer answer;
+        std::uint32_t update_id = 0;
+        const std::int32_t result = directory.FindObject(request, c.id, BrowseFlag::DirectChildren, Property::kAll, 0,
+                                                         0, 0, recorder, answer.total, update_id);
+        EXPECT_EQ(result, c.songs.empty() ? kNoSuchObject : static_cast<std::int32_t>(c.songs.size()));
+        answer.objects = std::move(recorder.objects);
+        EXPECT_THAT(answer.Ids(), ElementsAreArray(c.songs));
+    }
+}
+
 TEST_F(SearchTest, FlatClientsSearchClassesFromTheRoot) {
     AddRow("video", "/v/a.mkv", "Film");
     EXPECT_THAT(Search("Flat", "0", R"(upnp:class derivedfrom "object.item.videoItem")").objects,
