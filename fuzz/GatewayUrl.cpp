@@ -13,7 +13,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const TempSysroot root;
     [[maybe_unused]] static const bool no_database = setenv("PGHOST", root.Path().c_str(), 1) == 0;
     static const MimeTable mime;
-    static Gateway gateway(mime, 50002, 1);
+    static const ServiceOptions options("");
+    static Gateway gateway(mime, 50002, 1, options);
 
     std::string_view text = AsText(data, size);
     RequestTarget target;

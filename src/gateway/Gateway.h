@@ -16,13 +16,12 @@ public:
     /// Stations of the internet radio that are listened to at once. Each keeps a reader of streams waiting.
     static constexpr std::uint32_t kStationsAtOnce = 8;
 
-    /// @param mime  outlives this. @param port  where the endpoint is reached.
-    /// @param workers  threads that call Handle. @param photos_are_converted  the send-thumbnail option is on.
-    /// @param access  outlives this; null: nobody is refused.
-    Gateway(const MimeTable& mime, std::uint16_t port, std::uint32_t workers, bool photos_are_converted = false,
+    /// @param mime, options  outlive this; options may be read again meanwhile. @param port  where the endpoint is
+    /// reached. @param workers  threads that call Handle. @param access  outlives this; null: nobody is refused.
+    Gateway(const MimeTable& mime, std::uint16_t port, std::uint32_t workers, const ServiceOptions& options,
             AccessRights* access = nullptr)
         : pictures_(workers - workers / 4),
-          files_(mime, port, photos_are_converted, pictures_),
+          files_(mime, port, options, pictures_),
           transcoder_(mime, std::thread::hardware_concurrency() + 2, kStationsAtOnce),
           access_(access) {}
 

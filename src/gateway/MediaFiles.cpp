@@ -59,6 +59,8 @@ bool IsCurrent(const std::string& thumbnail, const std::string& photo) {
 }
 
 /// The small one stands beside the photo, and so does a big one in JPEG_SM unless it is announced as the photo itself.
+/// One URL cannot tell: of a converted photo it is the photo to most players, but stands beside it for one that gets
+/// photos in 1280 pixels, or small renditions in 640 of an upright photo. The former is taken.
 PictureKind KindOf(const MediaUrl& url, bool converted) {
     const bool beside = url.prefix == "sp" || (url.prefix == "bp" && url.profile == "JPEG_SM" && !converted);
     return beside ? PictureKind::Rendition : PictureKind::Photo;
@@ -99,7 +101,8 @@ HttpResponse MediaFiles::ServeRendition(const HttpRequest& request, const MediaU
                                         const std::string& photo_path) const {
     if (url.extension != "jpg") return PlainResponse(404);
     const RenditionRow& row = *FindRendition(url.prefix);
-    const bool converted = photos_are_converted_ || BlNIMBIndexIsRawImage(PathExtension(photo_path));
+    const bool photos_are_converted = (options_.OptionFlags() & OptionFlag::kSendThumb) != 0;
+    const bool converted = photos_are_converted || BlNIMBIndexIsRawImage(PathExtension(photo_path));
     const std::string features = PictureDlnaParams(KindOf(url, converted), ProfileOf(url));
     if (const std::string indexed = row.find(photo_path); IsCurrent(indexed, photo_path)) {
         return ServeFile(request, indexed, kJpegMime, features);

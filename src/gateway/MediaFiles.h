@@ -5,6 +5,7 @@
 #include "gateway/PictureStore.h"
 #include "gateway/RecentPaths.h"
 #include "model/MimeTable.h"
+#include "model/ServiceOptions.h"
 #include "platform/http/HttpServer.h"
 #include "platform/media/MediaUrl.h"
 
@@ -14,10 +15,10 @@ namespace MediaServer {
 /// Threads: any, at once.
 class MediaFiles {
 public:
-    /// @param mime, pictures  outlive this. @param port  where this endpoint is reached, for the URL of a subtitle.
-    /// @param photos_are_converted  photos are announced as their renditions (raw ones always are).
-    MediaFiles(const MimeTable& mime, std::uint16_t port, bool photos_are_converted, PictureStore& pictures)
-        : mime_(mime), port_(port), photos_are_converted_(photos_are_converted), pictures_(pictures) {}
+    /// @param mime, options, pictures  outlive this. @param port  where this endpoint is reached, for the URL of a
+    /// subtitle.
+    MediaFiles(const MimeTable& mime, std::uint16_t port, const ServiceOptions& options, PictureStore& pictures)
+        : mime_(mime), port_(port), options_(options), pictures_(pictures) {}
 
     /// 404 for a row or file that is not there or an extension that is not the file's; 503 when the database does not
     /// answer.
@@ -32,7 +33,7 @@ private:
 
     const MimeTable& mime_;
     const std::uint16_t port_;
-    const bool photos_are_converted_;
+    const ServiceOptions& options_;
     PictureStore& pictures_;
     mutable RecentPaths paths_;
 };

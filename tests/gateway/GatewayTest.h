@@ -44,8 +44,11 @@ struct Answer {
 class GatewayTest : public DatabaseTest {
 protected:
     GatewayTest()
-        : gateway_(mime, kMediaPort, kWorkers), server_(Config(), [this](auto& r) { return gateway_.Handle(r); }) {
-        mime.AddPairs("mp3 audio/mpeg jpg image/jpeg mkv video/x-matroska m2ts video/mpeg srt text/srt gif image/gif");
+        : gateway_(mime, kMediaPort, kWorkers, settings),
+          server_(Config(), [this](auto& r) { return gateway_.Handle(r); }) {
+        mime.AddPairs(
+            "mp3 audio/mpeg jpg image/jpeg mkv video/x-matroska m2ts video/mpeg srt text/srt smi application/smil gif "
+            "image/gif");
         EXPECT_EQ(server_.Start(), 0);
     }
 
@@ -73,6 +76,7 @@ protected:
 
     TempDir media;
     MimeTable mime;
+    ServiceOptions settings{media / "dmsinfo.conf"};
 
     static constexpr std::uint32_t kWorkers = 16;
 

@@ -77,6 +77,17 @@ TEST_F(MediaFilesTest, EveryUrlAnswersAsAnnounced) {
     EXPECT_EQ(Ask("/sp/JPEG_TN/1.jpg").body, "small");
 }
 
+TEST_F(MediaFilesTest, OptionsMayBeReadAgain) {
+    media.Write("@eaDir/a.jpg/NIMBPHOTO_THUMB_B.jpg", "big");
+    for (const bool are_converted : {false, true, false}) {
+        media.Write("dmsinfo.conf", std::string("sendthumb_mediaservice=") + (are_converted ? "yes" : "no") + "\n");
+        settings.Read(0, nullptr);
+        const std::string features =
+            Ask("/bp/JPEG_SM/1.jpg", "getcontentFeatures.dlna.org: 1\r\n").Header("contentFeatures.dlna.org");
+        EXPECT_EQ(features.find("DLNA.ORG_CI=1") == std::string::npos, are_converted) << features;
+    }
+}
+
 // The resolution is announced before the picture is made.
 TEST_F(MediaFilesTest, RenditionsHaveTheAnnouncedSize) {
     struct {

@@ -91,8 +91,19 @@ void RaiseDescriptorLimit() {
     setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-/// Runs until SIGTERM or SIGINT, which every thread has blocked. @return exit status.
-int ServeUntilStopped(const Arguments& arguments, const ServiceOptions& options, const sigset_t& stop_signals) {
+/// Waits for the signals of the set, which every thread has blocked: SIGHUP has the options read again, another one
+/// ends it. @return that one.
+int WaitForStop(ServiceOptions& options, const sigset_t& signals) {
+    for (int signal = 0;;) {
+        if (sigwait(&signals, &signal) != 0) continue;
+        if (signal != SIGHUP) return signal;
+        options.Read(0, nullptr);
+        DMSLOGSetLevel(ToInt(options.Get(Option::kLogLevel)));
+    }
+}
+
+/// @return exit status.
+int ServeUntilStopped(const Arguments& arguments, ServiceOptions& options, const sigset_t& signals) {
     const std::string address = arguments.address.empty() ? AddressOfDaemon() : arguments.address;
     if (address.empty()) {
         DMSPrintf(0,
@@ -103,10 +114,9 @@ int ServeUntilStopped(const Arguments& arguments, const ServiceOptions& options,
     }
     MimeTable mime;
     LoadMimeTypes(mime);
-    const bool photos_are_converted = (options.OptionFlags() & OptionFlag::kSendThumb) != 0;
     const bool everybody_is_served = options.Get(Option::kDisableAccessRight) == "yes";
     AccessRights access(SystemPath(kClientListFile));
-    Gateway gateway(mime, arguments.port, kWorkers, photos_are_converted, everybody_is_served ? nullptr : &access);
+    Gateway gateway(mime, arguments.port, kWorkers, options, everybody_is_served ? nullptr : &access);
     HttpServer::Config config;
     config.address = address;
     config.port = arguments.port;
@@ -120,9 +130,7 @@ int ServeUntilStopped(const Arguments& arguments, const ServiceOptions& options,
         return 1;
     }
     DMSPrintf(2, "listening on %s:%d", address.c_str(), server.Port());
-    int signal = 0;
-    sigwait(&stop_signals, &signal);
-    DMSPrintf(2, "stopping on signal %d", signal);
+    DMSPrintf(2, "stopping on signal %d", WaitForStop(options, signals));
     server.Stop();
     return 0;
 }
@@ -134,18 +142,19 @@ int main(int argc, char** argv) {
     using namespace MediaServer;
     const auto arguments = ParseArguments(argc, argv);
     if (!arguments) return PrintUsage();
-    sigset_t stop_signals;
-    sigemptyset(&stop_signals);
-    sigaddset(&stop_signals, SIGTERM);
-    sigaddset(&stop_signals, SIGINT);
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGHUP);
     // Before the first thread, so that all inherit it.
-    pthread_sigmask(SIG_BLOCK, &stop_signals, nullptr);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
     RaiseDescriptorLimit();
     ServiceOptions options(SystemPath(kOptionFile));
     options.Read(0, nullptr);
     OpenLog(arguments->log_to_stderr, options.Get(Option::kLogLevel));
-    const int status = ServeUntilStopped(*arguments, options, stop_signals);
+    const int status = ServeUntilStopped(*arguments, options, signals);
     DMSLogClose();
     return status;
 }
