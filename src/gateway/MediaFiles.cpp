@@ -92,9 +92,8 @@ HttpResponse MediaFiles::ServeWhole(const HttpRequest& request, const MediaUrl& 
     const std::string_view profile = ProfileOf(url);
     if (url.prefix == "p") return ServeFile(request, path, mime, PictureDlnaParams(PictureKind::Photo, profile));
     if (IsTimeStampedProfile(profile)) mime = kTimeStampedMime;
-    // Text among the videos is announced without DLNA parameters.
-    const bool text = mime.starts_with("text/");
-    return ServeFile(request, path, mime, text ? std::string() : StreamingDlnaParams(profile));
+    // Text among the videos is announced without DLNA parameters, whatever its type is called.
+    return ServeFile(request, path, mime, IsSubtitle(path) ? std::string() : StreamingDlnaParams(profile));
 }
 
 HttpResponse MediaFiles::ServeRendition(const HttpRequest& request, const MediaUrl& url,

@@ -1,7 +1,5 @@
 #include "indexer/MediaTypes.h"
 
-#include <algorithm>
-#include <iterator>
 #include <string>
 #include <unordered_map>
 
@@ -33,15 +31,7 @@ std::unordered_map<std::string, MediaKind> MakeExtensionTable() {
     return table;
 }
 
-constexpr std::string_view kSubtitles[] = {"srt", "smi", "ssa", "ass"};
-
 }  // namespace
-
-bool IsSubtitle(std::string_view file_name) {
-    return std::any_of(std::begin(kSubtitles), std::end(kSubtitles), [&](std::string_view extension) {
-        return EqualsIgnoreCase(PathExtension(file_name), extension);
-    });
-}
 
 std::optional<MediaKind> FindMediaKind(std::string_view file_name) {
     static const std::unordered_map<std::string, MediaKind> table = MakeExtensionTable();

@@ -11,7 +11,4 @@ namespace MediaServer {
 /// media.
 std::optional<MediaKind> FindMediaKind(std::string_view file_name);
 
-/// True for the text files that hold the subtitles of a video; their kind is MediaKind::Video.
-bool IsSubtitle(std::string_view file_name);
-
 }  // namespace MediaServer

@@ -15,8 +15,8 @@ extern "C" {
 #include <unistd.h>
 
 #include "indexer/MediaReader.h"
-#include "indexer/MediaTypes.h"
 #include "indexer/TransportStream.h"
+#include "platform/media/Subtitle.h"
 #include "platform/system/Files.h"
 #include "platform/text/Text.h"
 

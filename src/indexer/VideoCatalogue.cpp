@@ -7,8 +7,8 @@
 #include <json/json.h>
 
 #include "indexer/LibraryTables.h"
-#include "indexer/MediaTypes.h"
 #include "indexer/VideoStatements.h"
+#include "platform/media/Subtitle.h"
 #include "platform/text/Text.h"
 
 namespace MediaServer {

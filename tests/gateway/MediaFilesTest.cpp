@@ -35,6 +35,7 @@ constexpr FileCase kCases[] = {
     {"the subtitle beside a video", "/v/NDLNA/2.srt", 200, "text/srt", ""},
     {"no subtitle beside it: empty ones", "/v/NDLNA/1.srt", 200, "text/srt", ""},
     {"a text item is its own file", "/v/NDLNA/3.srt", 200, "text/srt", ""},
+    {"whatever its type is called", "/v/NDLNA/4.smi", 200, "application/smil", ""},
     {"an entry of the video library", "/rh/MPEG_TS_HD_NA_T/1.m2ts", 200, "video/vnd.dlna.mpeg-tts",
      "DLNA.ORG_PN=MPEG_TS_HD_NA_T;" STREAMING},
     {"its subtitle", "/rh/NDLNA/2.srt", 200, "text/srt", ""},
@@ -58,6 +59,7 @@ protected:
         Add("video", media.Write("b.m2ts", "packets"));
         Add("video", media.Write("film.mkv", "frames"));
         Add("video", media.Write("film.srt", "1\n"));
+        Add("video", media.Write("film.smi", "<SAMI>"));
         media.Write("film.srt", "words");
     }
     std::string song;
