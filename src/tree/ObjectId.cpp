@@ -28,6 +28,12 @@ ObjectIdParts SplitObjectId(std::string_view object_id, std::string_view separat
     return {object_id.substr(0, cut), object_id.substr(cut + separator.size())};
 }
 
+LastField SplitLastField(std::string_view object_id, std::string_view separator) {
+    const std::size_t cut = object_id.rfind(separator);
+    if (cut == std::string_view::npos) return {{}, object_id};
+    return {object_id.substr(0, cut), object_id.substr(cut + separator.size())};
+}
+
 bool NamesContainer(std::string_view object_id, std::string_view separator) {
     const std::size_t last = object_id.rfind(separator);
     return last == std::string_view::npos || !object_id.substr(last + separator.size()).starts_with('@');

@@ -33,6 +33,12 @@ struct ObjectIdParts {
 };
 ObjectIdParts SplitObjectId(std::string_view object_id, std::string_view separator);
 
+/// An identifier up to its last separator, and what follows it: nothing, and the whole, without a separator.
+struct LastField {
+    std::string_view parent_id, field;
+};
+LastField SplitLastField(std::string_view object_id, std::string_view separator);
+
 /// True unless the last field begins with "@".
 bool NamesContainer(std::string_view object_id, std::string_view separator);
 

@@ -51,10 +51,4 @@ std::int32_t WriteSong(std::int32_t row, const BrowseQuery& query, CDSObjectSeri
     return 1;
 }
 
-LastField SplitLastField(std::string_view object_id, std::string_view separator) {
-    const std::size_t cut = object_id.rfind(separator);
-    if (cut == std::string_view::npos) return {{}, object_id};
-    return {object_id.substr(0, cut), object_id.substr(cut + separator.size())};
-}
-
 }  // namespace MediaServer

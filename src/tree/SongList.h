@@ -31,10 +31,4 @@ std::int32_t WriteSmartSongs(std::int32_t index, const BrowseQuery& query, Child
 /// Writes the music item of a row under the browsed identifier. @return 1, 0 when there is no such row, or -501.
 std::int32_t WriteSong(std::int32_t row, const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total);
 
-/// The browsed identifier up to its last separator, and what follows it.
-struct LastField {
-    std::string_view parent_id, field;
-};
-LastField SplitLastField(std::string_view object_id, std::string_view separator);
-
 }  // namespace MediaServer

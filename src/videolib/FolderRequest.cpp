@@ -26,16 +26,6 @@ bool HasFolders(_VIDEO_TABLE_TYPE_ kind) {
     return kind == kMovie || kind == kTvShow || kind == kHomeVideo;
 }
 
-std::string_view LastField(std::string_view object_id, std::string_view separator) {
-    const std::size_t cut = object_id.rfind(separator);
-    return cut == std::string_view::npos ? std::string_view() : object_id.substr(cut + separator.size());
-}
-
-std::string_view ParentOf(std::string_view object_id, std::string_view separator) {
-    const std::size_t cut = object_id.rfind(separator);
-    return cut == std::string_view::npos ? std::string_view() : object_id.substr(0, cut);
-}
-
 /// Puts a number behind every title that stands more than once, in the order in which they stand.
 void NumberTitles(Json::Value& folders) {
     struct Use {
@@ -60,8 +50,8 @@ FolderRequest::FolderRequest(const CDSStorageFolder_RH& node, const BrowseQuery&
       query_(query),
       out_(out),
       object_id_(query.sub_id.empty() ? std::string_view(node.id) : query.object_id),
-      parent_id_(ParentOf(object_id_, query.separator)),
-      last_field_(LastField(object_id_, query.separator)),
+      parent_id_(SplitLastField(object_id_, query.separator).parent_id),
+      last_field_(SplitLastField(query.sub_id, query.separator).field),
       additional_(AdditionalData(out, query.filter_mask)),
       child_id_(object_id_, query.separator, kMaxFolderObjectId) {}
 
