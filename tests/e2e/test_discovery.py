@@ -44,7 +44,6 @@ class Announcement(unittest.TestCase):
 
 
 class Description(unittest.TestCase):
-
     def test_each_kind_of_client_gets_its_variant(self):
         for agent, name in ((None, "allservices"), ("DLNADOC/1.50 SEC_HHP_[TV]UE40D7000/1.0", "device"),
                             ("Xbox/2.0.8955.0 UPnP/1.0", "device_xbox"), ("Windows-Media-Player/12.0", "device_win")):

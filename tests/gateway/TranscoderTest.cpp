@@ -17,17 +17,11 @@ using namespace std::chrono_literals;
 
 /// Processes that this one started and that are not collected, dead ones too.
 int Children() {
-    int count = 0;
-    const std::string own = std::to_string(getpid());
-    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-        std::ifstream file(entry.path() / "stat");
-        std::string text;
-        std::getline(file, text);
-        const std::size_t name_end = text.rfind(") ");
-        const bool is_ffmpeg = text.find("(ffmpeg)") != std::string::npos;
-        if (is_ffmpeg && name_end != std::string::npos && NLIBCStrTokIndex(text.substr(name_end + 2), " ", 1) == own)
-            ++count;
-    }
+    const std::string command = "pgrep -c -x ffmpeg -P " + std::to_string(getpid());
+    FILE* list = popen(command.c_str(), "r");
+    int count = -1;
+    EXPECT_EQ(std::fscanf(list, "%d", &count), 1);
+    pclose(list);
     return count;
 }
 
@@ -228,11 +222,9 @@ TEST_F(RadioTest, OnlyStationsOfTheListAndOnlyTheWeb) {
 TEST_F(RadioTest, AStationThatDoesNotAnswerCostsNobodyElseAnything) {
     const std::string id = AddSong(song_, "3", 2, 44100);
     std::vector<std::unique_ptr<RawClient>> clients;
-    std::string head, body;
     for (std::uint32_t i = 0; i < Gateway::kStationsAtOnce; ++i) {
         clients.push_back(std::make_unique<RawClient>(Port()));
-        clients.back()->Send("GET " + UrlOf(Silent()) + " HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
-        EXPECT_EQ(clients.back()->Receive(head, body, false), 200);
+        EXPECT_EQ(clients.back()->Begin(UrlOf(Silent())), 200);
     }
     EXPECT_EQ(Ask(UrlOf(At("/music"))).status, 503);
     EXPECT_EQ(Ask("/m/NDLNA/" + id + ".flac").status, 200);
@@ -257,11 +249,8 @@ TEST_F(TranscoderTest, WhatIsNotThereOrNoSong) {
         "/transcoder/genericoder.cgi/",
     };
     for (const std::string& url : kAbsent) EXPECT_EQ(Ask(url).status, 404) << url;
-    RawClient client(Port());
-    client.Send("GET " + Url(broken, "format=WAV&downsample=true") + " HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
-    std::string head, body;
-    client.Receive(head, body, true);
-    EXPECT_LE(body.size(), 44U) << "no silence in place of a song that cannot be read";
+    EXPECT_LE(Ask(Url(broken, "format=WAV&downsample=true")).body.size(), 44U)
+        << "no silence in place of a song that cannot be read";
     EXPECT_TRUE(NoneWithin(5s));
 }
 

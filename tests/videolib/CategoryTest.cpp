@@ -16,14 +16,14 @@ protected:
         disk.Write("d.srt", "1");
         const std::int32_t b = AddVideo(kMovie, "B", {"/v/b1.mkv", "/v/b2.mkv"}, "year, tag_line", "1999, 'Twice'");
         const std::int32_t a = AddVideo(kMovie, "A", {"/v/a.mkv"}, "year, tag_line", "1999, 'Once'");
-        AddVideo(kMovie, "D", {disk / "d.mkv"}, "year", "2005");
+        const std::int32_t d = AddVideo(kMovie, "D", {disk / "d.mkv"}, "year", "2005");
         AddVideo(kMovie, "C", {disk / "c.mkv"});
         AddName("actor", a, "Ann");
         AddName("actor", b, "Ann");
         AddName("actor", b, "Bob");
         AddName("gnere", a, "Drama");
         AddName("director", b, "O'Hara \"<&>\"");
-        AddName("writer", b, "Wil");
+        AddName("writer", d, "Wil");
         database.Execute("INSERT INTO summary VALUES (" + std::to_string(a) + ", 'What happens')");
     }
     /// The show S: a special, the first episode, and the second of two files; the show T: one episode.
@@ -100,6 +100,10 @@ TEST_F(CategoryTest, ValuesOfCategoriesNarrowTheLists) {
         std::vector<std::string> titles;  // what stands in the lines
     };
     const Case kCases[] = {
+        {"of an actor", kMovie, "cast", "N$1", {"a.mkv", "N$1$1 in N$1: B - Twice"}},
+        {"of a director", kMovie, "director", "N$1", {"B - Twice"}},
+        {"of a writer", kMovie, "writer", "N$1", {"d.mkv"}},
+        {"of a genre", kMovie, "genre", "N$1", {"a.mkv"}},
         {"who acts in none", kMovie, "cast", "N$_99", {"c.mkv", "d.mkv"}},
         {"the files of one", kMovie, "cast", "N$1$1", {"N$1$1$@1 in", "b2.mkv"}},
         {"directors", kMovie, "director", "N", {"unknown", "O'Hara \"<&>\""}},

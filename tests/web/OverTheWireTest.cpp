@@ -63,9 +63,7 @@ TEST_F(OverTheWireTest, WhoDoesNotReadItsPagesGetsNoMore) {
         "generate_series(1, 12000) n");
     std::list<RawClient> idle;
     for (std::size_t i = 0; i < PageTable::kMostOfAddress; ++i) {
-        RawClient& client = idle.emplace_back(library.UpnpGetServerPort());
-        client.Send("GET /cds/all HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n");
-        EXPECT_EQ(client.Receive(head, body, false), 200);
+        EXPECT_EQ(idle.emplace_back(library.UpnpGetServerPort()).Begin("/cds/all"), 200);
     }
     EXPECT_EQ(TemporaryPages(), PageTable::kMostOfAddress) << "under way, not yet closed";
     EXPECT_EQ(Ask("GET /cds/all"), 503);

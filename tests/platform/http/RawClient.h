@@ -82,6 +82,12 @@ public:
         std::string head, body;
         return Receive(head, body);
     }
+    /// Asks for a path and takes no more than the head of the answer. @param fields  whole lines. @return the status.
+    int Begin(const std::string& path, const std::string& fields = {}) {
+        std::string head, body;
+        Send("GET " + path + " HTTP/1.1\r\nHost: 127.0.0.1\r\n" + fields + "\r\n");
+        return Receive(head, body, false);
+    }
 
     /// True when the server closes the connection within that time.
     bool ClosedWithin(std::chrono::milliseconds limit) {
