@@ -1,6 +1,6 @@
 #include "gateway/EmbeddedArt.h"
 
-#include <memory>
+#include <chrono>
 #include <optional>
 #include <vector>
 
@@ -21,13 +21,12 @@
 #include <wavpackfile.h>
 #include <xiphcomment.h>
 
-#include "platform/picture/PictureScaler.h"
-
 extern "C" {
 #include <libavformat/avformat.h>
-#include <libavutil/dict.h>
-#include <libavutil/log.h>
 }
+
+#include "platform/demux/MediaFormat.h"
+#include "platform/picture/PictureScaler.h"
 
 namespace MediaServer {
 namespace {
@@ -128,22 +127,16 @@ std::optional<ByteVector> FromTagLib(const std::string& path) {
     return art;
 }
 
-struct FormatCloser {
-    void operator()(AVFormatContext* context) const noexcept { avformat_close_input(&context); }
-};
+/// Far more than reading a head takes; whoever makes a picture holds one of few places.
+constexpr std::chrono::seconds kPatience{10};
 
 std::string FromFfmpeg(const std::string& path) {
-    av_log_set_level(AV_LOG_QUIET);
-    // A file may be a list that names others: only files, never the network.
-    AVDictionary* options = nullptr;
-    av_dict_set(&options, "protocol_whitelist", "file", 0);
-    AVFormatContext* opened = nullptr;
-    const int result = avformat_open_input(&opened, ("file:" + path).c_str(), nullptr, &options);
-    av_dict_free(&options);
-    if (result < 0) return {};
-    const std::unique_ptr<AVFormatContext, FormatCloser> context(opened);
-    for (unsigned i = 0; i < context->nb_streams; ++i) {
-        const AVStream& stream = *context->streams[i];
+    auto deadline = std::chrono::steady_clock::now() + kPatience;
+    std::string reason;
+    const MediaFormat format = OpenMedia(path, deadline, reason);
+    if (!format) return {};
+    for (unsigned i = 0; i < format->nb_streams; ++i) {
+        const AVStream& stream = *format->streams[i];
         if ((stream.disposition & AV_DISPOSITION_ATTACHED_PIC) == 0 || stream.attached_pic.size <= 0) continue;
         return {reinterpret_cast<const char*>(stream.attached_pic.data),
                 static_cast<std::size_t>(stream.attached_pic.size)};

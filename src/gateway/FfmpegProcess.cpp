@@ -16,14 +16,12 @@ extern "C" {
 #include <sys/pidfd.h>
 }
 
+#include "platform/demux/MediaFormat.h"
+
 namespace MediaServer {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-constexpr char kFormats[] =
-    "aac,ac3,aiff,amr,ape,asf,avi,caf,dsf,dts,eac3,flac,flv,iff,matroska,mov,mp3,mpc,mpc8,mpeg,mpegts,mpegtsraw,"
-    "mpegvideo,mxf,ogg,rm,tta,wav,w64,wtv,wv";
 
 struct Bound {
     __rlimit_resource resource;
@@ -93,8 +91,8 @@ FfmpegProcess::FfmpegProcess(const FfmpegInput& input, const std::vector<std::st
     if (pipe2(ends, O_CLOEXEC) != 0) return;
     output_.reset(ends[0]);
     const UniqueFd pipe(ends[1]);
-    std::vector<std::string> command = {"ffmpeg", "-loglevel",         "quiet", "-nostdin", "-threads",
-                                        "1",      "-format_whitelist", kFormats};
+    std::vector<std::string> command = {"ffmpeg", "-loglevel",         "quiet",      "-nostdin", "-threads",
+                                        "1",      "-format_whitelist", kMediaFormats};
     command.insert(command.end(), input.options.begin(), input.options.end());
     command.insert(command.end(), {"-i", input.url});
     command.insert(command.end(), output.begin(), output.end());

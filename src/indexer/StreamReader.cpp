@@ -8,7 +8,6 @@ extern "C" {
 #include <chrono>
 #include <cmath>
 #include <iterator>
-#include <memory>
 #include <span>
 
 #include <fcntl.h>
@@ -16,18 +15,13 @@ extern "C" {
 
 #include "indexer/MediaReader.h"
 #include "indexer/TransportStream.h"
+#include "platform/demux/MediaFormat.h"
 #include "platform/media/Subtitle.h"
 #include "platform/system/Files.h"
 #include "platform/text/Text.h"
 
 namespace MediaServer {
 namespace {
-
-/// Formats that hold their own content. Playlists and the like, under whatever name, would make the library open what
-/// a stranger wrote into the file.
-constexpr char kFormats[] =
-    "aac,ac3,aiff,amr,ape,asf,avi,caf,dsf,dts,eac3,flac,flv,iff,matroska,mov,mp3,mpc,mpc8,mpeg,mpegts,mpegtsraw,"
-    "mpegvideo,mxf,ogg,rm,tta,wav,w64,wtv,wv";
 
 /// Names under which the container is known elsewhere; FFmpeg's own name for any other.
 struct OtherName {
@@ -116,41 +110,15 @@ std::uint32_t BitRate(std::int64_t bits_per_second) {
     return static_cast<std::uint32_t>(std::clamp<std::int64_t>(bits_per_second, 0, UINT32_MAX));
 }
 
-struct FormatCloser {
-    void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
-};
-using Format = std::unique_ptr<AVFormatContext, FormatCloser>;
-
-std::string ErrorText(int error) {
-    char text[AV_ERROR_MAX_STRING_SIZE];
-    av_strerror(error, text, sizeof text);
-    return text;
-}
-
 using Clock = std::chrono::steady_clock;
 /// Far more than a whole file takes, less than a hostile one might.
 constexpr std::chrono::seconds kPatience{20};
 
-int IsLate(void* deadline) {
-    return Clock::now() > *static_cast<const Clock::time_point*>(deadline) ? 1 : 0;
-}
-
-/// @param deadline  outlives the result.
-Format Open(const std::string& path, Clock::time_point& deadline, std::string& reason) {
-    // The library would print to standard error what the caller logs in one line.
-    av_log_set_level(AV_LOG_QUIET);
-    AVDictionary* options = nullptr;
-    av_dict_set(&options, "protocol_whitelist", "file", 0);
-    av_dict_set(&options, "format_whitelist", kFormats, 0);
-    av_dict_set(&options, "max_streams", "64", 0);
-    AVFormatContext* context = avformat_alloc_context();
-    if (context) context->interrupt_callback = {IsLate, &deadline};
-    int error = avformat_open_input(&context, ("file:" + path).c_str(), nullptr, &options);
-    av_dict_free(&options);
-    Format format(context);
-    if (error >= 0) error = avformat_find_stream_info(context, nullptr);
+MediaFormat Open(const std::string& path, Clock::time_point& deadline, std::string& reason) {
+    MediaFormat format = OpenMedia(path, deadline, reason);
+    const int error = format ? avformat_find_stream_info(format.get(), nullptr) : 0;
     if (error >= 0) return format;
-    reason = StringToLower(ErrorText(error));
+    reason = MediaErrorText(error);
     return nullptr;
 }
 
@@ -241,7 +209,7 @@ bool IsPicture(const AVStream* stream) {
 
 bool ReadStreams(NIMB_MEDIA_INFO& record, MediaKind kind, std::string& reason) {
     Clock::time_point deadline = Clock::now() + kPatience;
-    const Format format = Open(record.path, deadline, reason);
+    const MediaFormat format = Open(record.path, deadline, reason);
     if (!format) return false;
     const AVStream* audio = BestStream(*format, AVMEDIA_TYPE_AUDIO);
     const AVStream* video = BestStream(*format, AVMEDIA_TYPE_VIDEO);

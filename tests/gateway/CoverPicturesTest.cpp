@@ -5,6 +5,7 @@
 #include <vector>
 
 #include <oggfile.h>
+#include <sys/stat.h>
 #include <vorbisfile.h>
 #include <xiphcomment.h>
 
@@ -54,6 +55,9 @@ TEST_F(CoverPicturesTest, EmbeddedInEveryKindOfFile) {
         ExpectThumbnail(Cover("albumart", id), f.width, f.height);
         EXPECT_EQ(Cover("folderart", id).status, 404);
     }
+    // A list, whatever its name, is not followed: here to where nobody ever writes.
+    mkfifo((media / "pipe").c_str(), 0600);
+    EXPECT_EQ(Cover("ebdart", Add("music", media.Write("b.mka", "ffconcat version 1.0\nfile pipe\n"))).status, 404);
 }
 
 TEST_F(CoverPicturesTest, FrontCoverOfAVorbisCommentComesFirst) {
