@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <exception>
 
 #include "platform/playlist/PlaylistParser.h"
 #include "platform/text/Text.h"
@@ -22,6 +23,16 @@ constexpr std::string NIMB_MEDIA_INFO::*kTexts[] = {
     &NIMB_MEDIA_INFO::title,        &NIMB_MEDIA_INFO::album, &NIMB_MEDIA_INFO::artist,
     &NIMB_MEDIA_INFO::album_artist, &NIMB_MEDIA_INFO::genre, &NIMB_MEDIA_INFO::composer,
 };
+
+/// A size in a broken file may be more than there is memory: that, too, is the file's fault alone.
+bool ReadGuarded(MediaReader reader, NIMB_MEDIA_INFO& record, std::string& reason) {
+    try {
+        return reader(record, reason);
+    } catch (const std::exception& error) {
+        reason = error.what();
+        return false;
+    }
+}
 
 bool IsControl(char c) {
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
@@ -55,7 +66,7 @@ bool ReadMedia(MediaKind kind, NIMB_MEDIA_INFO& record, std::string& reason) {
         reason = "the file is empty";
         return false;
     }
-    if (!kReaders.at(static_cast<std::size_t>(kind))(record, reason)) return false;
+    if (!ReadGuarded(kReaders.at(static_cast<std::size_t>(kind)), record, reason)) return false;
     for (std::string NIMB_MEDIA_INFO::*text : kTexts) record.*text = CleanText(record.*text);
     if (record.title.empty()) record.title = CleanText(name);
     return true;

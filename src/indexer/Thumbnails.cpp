@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <exception>
 #include <iterator>
 #include <optional>
 #include <string_view>
@@ -119,12 +120,22 @@ std::size_t ThumbnailPass::MakeEach(std::span<const KnownRow> photos) {
     std::atomic<std::size_t> next = 0, made = 0;
     const auto work = [&] {
         setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), kNiceness);
-        for (std::size_t i = 0; !stop_ && (i = next++) < photos.size();) made += Make(photos[i].path) ? 1 : 0;
+        for (std::size_t i = 0; !stop_ && (i = next++) < photos.size();) made += TryMake(photos[i].path) ? 1 : 0;
     };
     std::array<std::jthread, kThreads> threads;
     std::generate(threads.begin(), threads.end(), [&] { return std::jthread(work); });
     for (std::jthread& thread : threads) thread.join();
     return made;
+}
+
+/// A photo that takes more memory than there is costs its thumbnails only.
+bool ThumbnailPass::TryMake(const std::string& photo_path) {
+    try {
+        return Make(photo_path);
+    } catch (const std::exception& error) {
+        DMSPrintf(0, "could not make thumbnails of \"%s\": %s", photo_path.c_str(), error.what());
+        return false;
+    }
 }
 
 bool ThumbnailPass::Make(const std::string& photo_path) {

@@ -35,6 +35,7 @@ public:
 
 private:
     std::size_t MakeEach(std::span<const KnownRow> photos);
+    bool TryMake(const std::string& photo_path);
     bool Make(const std::string& photo_path);
     void LogUnwritable(const std::string& photo_path, int error);
 
