@@ -98,10 +98,16 @@ Outcome Execute(PGconn* connection, const char* sql, std::span<const char* const
     return Receive(connection, sent != 0, patience, result);
 }
 
+/// True when a prepared statement failed for being one: it is not there (26000), or the tables have changed under it
+/// (0A000). Anything else, the time it took above all, would happen again.
+bool IsUnusable(const PGresult* result) {
+    const char* code = PQresultErrorField(result, PG_DIAG_SQLSTATE);
+    return code && (std::string_view(code) == "26000" || std::string_view(code) == "0A000");
+}
+
 /// Runs a statement that came before on this thread's connection.
-/// @return nothing when it did not, when the prepared statement fails or when there is no memory to keep it: then it
-/// has
-///     to be run as it stands.
+/// @return nothing when it did not, when the server cannot run the prepared form or there is no memory to keep it: then
+///     it has to be run as it stands.
 std::optional<Outcome> ExecutePrepared(Connection& own, const char* sql, std::chrono::milliseconds patience,
                                        RowFormat format, PgResult& result) try {
     if (own.statements.size() == kMaxStatements && !own.statements.contains(sql)) {
@@ -116,11 +122,15 @@ std::optional<Outcome> ExecutePrepared(Connection& own, const char* sql, std::ch
         name = "page_" + std::to_string(++own.names);
         const bool sent = PQsendPrepare(own.handle, name.c_str(), sql, 0, nullptr) != 0;
         if (Receive(own.handle, sent, patience, result) == Outcome::Late) return Outcome::Late;
+        if (!HasRows(result.get())) {
+            own.statements.erase(statement);
+            return Outcome::Answered;
+        }
     }
     const bool sent =
         PQsendQueryPrepared(own.handle, name.c_str(), 0, nullptr, nullptr, nullptr, static_cast<int>(format)) != 0;
     if (Receive(own.handle, sent, patience, result) == Outcome::Late) return Outcome::Late;
-    if (HasRows(result.get())) return Outcome::Answered;
+    if (!IsUnusable(result.get())) return Outcome::Answered;
     own.statements.erase(statement);
     return std::nullopt;
 } catch (const std::bad_alloc&) {

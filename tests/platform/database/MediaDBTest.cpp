@@ -315,6 +315,15 @@ TEST_F(MediaDBTest, AServerThatStandsStillIsNotWaitedFor) {
     EXPECT_STREQ(PQgetvalue(next.get(), 0, 0), "2");
 }
 
+TEST_F(MediaDBTest, AStatementThatFailsIsRunOnceHoweverOftenItCame) {
+    database.Execute("CREATE SEQUENCE runs");
+    for (int times = 0; times < 4; ++times)
+        EXPECT_FALSE(Query(ThreadDBConnection(), "SELECT nextval('runs') / 0", {}, "ask"));
+    const PgResult runs = Query(ThreadDBConnection(), "SELECT last_value FROM runs", {}, "ask");
+    ASSERT_TRUE(runs);
+    EXPECT_STREQ(PQgetvalue(runs.get(), 0, 0), "4");
+}
+
 TEST_F(MediaDBTest, ARestartInTheMiddleOfALongListEndsIt) {
     AddSongs(3000);
     MediaDB rows(MediaKind::Music);
