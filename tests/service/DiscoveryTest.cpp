@@ -59,13 +59,6 @@ protected:
     HttpServer server_;
 };
 
-TEST_F(Discovery, RendererIsRecordedWithTheNamesThatItHas) {
-    EXPECT_EQ(Discover(UPNP_DISCOVERY_ADVERTISEMENT_ALIVE, kRenderer, "/full.xml"), 0);
-    EXPECT_EQ(device_->FindKey(kLoopbackMac, "friendlyName"), "Living & room");
-    EXPECT_EQ(device_->FindKey(kLoopbackMac, "profileName"), "Kind");
-    EXPECT_EQ(device_->FindMacByIP("127.0.0.1"), kLoopbackMac);
-}
-
 TEST_F(Discovery, WhatIsNoRendererOfThisNetworkIsIgnored) {
     struct Case {
         const char* why;

@@ -71,12 +71,8 @@ TEST_F(CategoryTest, SubtitlesFollowTheVideosForClientsThatAreShownThem) {
     ASSERT_EQ(all.lines.size(), 5U);
     EXPECT_EQ(all.lines[4], "N$@s_4 in N: text s_4 " + disk / "d.srt");
     EXPECT_TRUE(all.records.back()["subtitle"].asBool());
-    for (std::int32_t start = 0; start < 5; ++start) {
-        const VideoAnswer page = AskVideos(node, "N", {.start = start, .count = 2, .client = &client});
-        EXPECT_EQ(page.total, 5) << start;
-        EXPECT_THAT(page.lines,
-                    ElementsAreArray(all.lines.begin() + start, all.lines.begin() + std::min(start + 2, 5)));
-    }
+    EXPECT_THAT(AskVideos(node, "N", {.start = 3, .count = 2, .client = &client}).lines,
+                ElementsAre(all.lines[3], all.lines[4]));
     EXPECT_EQ(AskVideos(node, "N", {.start = 5, .client = &client}).total, 0) << "past the end";
     EXPECT_EQ(AskVideos(node, "N", {.start = 4}).total, 0);
 
