@@ -32,6 +32,14 @@ constexpr const char* kMethods[] = {"GET", "HEAD", "POST", "SUBSCRIBE", "UNSUBSC
 // The library registers one root device; this stands for it from the moment its description is known.
 constexpr UpnpDevice_Handle kRootDevice = 1;
 
+/// Two requests for each processor keep it at work while the database works for one of them. More would wait for each
+/// other, and a television among many that ask for much would wait for them all.
+HttpLimits FrontLimits() {
+    HttpLimits limits;
+    limits.workers = std::clamp(2 * std::thread::hardware_concurrency(), limits.workers / 2, limits.workers);
+    return limits;
+}
+
 std::string ServerHeader() {
     utsname system{};
     uname(&system);
@@ -95,7 +103,7 @@ struct UpnpLibrary::Impl {
     bool IsRoot(UpnpDevice_Handle handle) const { return started && handle == kRootDevice && State()->callback; }
 
     std::vector<std::string> host_names{"localhost"};
-    HttpLimits limits;
+    HttpLimits limits = FrontLimits();
     std::atomic<bool> started{false};
     std::string address;
     std::unique_ptr<Subscriptions> subscriptions;
