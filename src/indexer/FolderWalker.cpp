@@ -12,7 +12,6 @@
 #include "platform/media/CoverArt.h"
 #include "platform/media/MediaUrl.h"
 #include "platform/system/Directory.h"
-#include "platform/system/Files.h"
 #include "platform/system/Log.h"
 #include "platform/text/Text.h"
 
@@ -57,11 +56,6 @@ std::int64_t NextStamp(std::int64_t stamp, const std::string& name, const FileSt
 const char* ProblemOfPath(const std::string& path) {
     if (!IsUtf8(path)) return "its name is not UTF-8";
     return path.size() > kMaxPathBytes ? "its path is too long" : nullptr;
-}
-
-FileState StateOf(const struct stat& status) {
-    return {status.st_size, std::int64_t{status.st_mtim.tv_sec} * 1'000'000'000 + status.st_mtim.tv_nsec,
-            static_cast<std::int64_t>(status.st_ino)};
 }
 
 FolderSet::FolderSet(std::vector<MediaFolder> folders) : folders_(std::move(folders)) {}

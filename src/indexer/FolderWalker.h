@@ -12,16 +12,9 @@
 
 #include "platform/library/MediaFolders.h"
 #include "platform/media/MediaKind.h"
+#include "platform/system/Files.h"
 
 namespace MediaServer {
-
-/// What tells a file's content from another's without reading it. Times are nanoseconds since the epoch.
-struct FileState {
-    std::int64_t size = 0;
-    std::int64_t mtime = 0;
-    std::int64_t inode = 0;
-    bool operator==(const FileState&) const = default;
-};
 
 struct FoundFile {
     std::string name;
@@ -97,8 +90,5 @@ private:
 
 /// Why the database cannot hold a path; null when it can.
 const char* ProblemOfPath(const std::string& path);
-
-/// State of a file from its stat.
-FileState StateOf(const struct stat& status);
 
 }  // namespace MediaServer

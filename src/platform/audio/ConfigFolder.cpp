@@ -22,8 +22,7 @@ std::vector<ConfigFile> ListConfigFiles(const std::string& folder, const std::ve
         std::string path = folder + "/" + name;
         struct stat status {};
         if (files.size() == kMaxConfigFiles || stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) continue;
-        files.push_back(
-            {std::move(path), status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec, status.st_ino});
+        files.push_back({std::move(path), StateOf(status)});
     }
     return files;
 }

@@ -5,20 +5,17 @@
 #include <mutex>
 #include <string>
 #include <string_view>
-#include <tuple>
+#include <utility>
 #include <vector>
 
-#include <sys/types.h>
+#include "platform/system/Files.h"
 
 namespace MediaServer {
 
 /// Name and state of a file in a configuration folder.
 struct ConfigFile {
     std::string path;
-    off_t size = 0;
-    time_t seconds = 0;
-    long nanoseconds = 0;
-    ino_t inode = 0;
+    FileState state;
 
     bool operator==(const ConfigFile&) const = default;
 };

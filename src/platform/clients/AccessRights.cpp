@@ -7,6 +7,7 @@
 
 #include "platform/clients/ClientListFile.h"
 #include "platform/network/Interfaces.h"
+#include "platform/system/Files.h"
 #include "platform/system/Log.h"
 
 namespace MediaServer {

@@ -46,12 +46,6 @@ void LowerAddresses(Json::Value& root) {
 
 }  // namespace
 
-std::optional<FileState> StateOf(const std::string& path) {
-    struct stat facts {};
-    if (stat(path.c_str(), &facts) != 0) return std::nullopt;
-    return FileState{facts.st_ino, facts.st_size, facts.st_mtim};
-}
-
 std::string ReadClientList(const std::string& path, Json::Value& root) {
     const auto text = ReadWholeFile(path, kMaxClientListBytes);
     if (!text) return "the file is unreadable or larger than 8 MiB";

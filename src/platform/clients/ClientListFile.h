@@ -1,11 +1,9 @@
 #pragma once
 
 #include <cstddef>
-#include <optional>
 #include <string>
 
 #include <json/json.h>
-#include <sys/stat.h>
 
 namespace MediaServer {
 
@@ -16,21 +14,6 @@ inline constexpr const char* kAccessMember = "isAccess";
 
 /// Largest list that is read, and so the largest that may be written.
 inline constexpr std::size_t kMaxClientListBytes = 8 * 1024 * 1024;
-
-/// What tells one content of a file from another without reading it.
-struct FileState {
-    ino_t inode = 0;
-    off_t size = 0;
-    timespec modified{};
-
-    bool operator==(const FileState& other) const {
-        return inode == other.inode && size == other.size && modified.tv_sec == other.modified.tv_sec &&
-               modified.tv_nsec == other.modified.tv_nsec;
-    }
-};
-
-/// State of a file; nothing when there is none.
-std::optional<FileState> StateOf(const std::string& path);
 
 /// Reads a client list and nothing else: the file stays as it is, whatever is in it. Hardware addresses come out in
 /// lower case. @return the reason why the file is no client list, empty when it is one.

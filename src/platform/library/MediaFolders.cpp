@@ -3,10 +3,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <tuple>
 #include <utility>
-
-#include <sys/stat.h>
 
 #include "platform/system/Files.h"
 #include "platform/system/Log.h"
@@ -84,20 +81,17 @@ class FolderCache {
 public:
     std::shared_ptr<const Folders> Get() {
         const std::string file = SystemPath(kFoldersFile);
-        struct stat status {};
-        const bool exists = stat(file.c_str(), &status) == 0;
-        const Version version{
-            file, exists, status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+        const Version version{file, StateOf(file)};
         const std::scoped_lock lock(mutex_);
         if (!folders_ || version != version_) {
-            folders_ = std::make_shared<const Folders>(exists ? Parse(file) : Folders{});
+            folders_ = std::make_shared<const Folders>(version.second ? Parse(file) : Folders{});
             version_ = version;
         }
         return folders_;
     }
 
 private:
-    using Version = std::tuple<std::string, bool, dev_t, ino_t, off_t, time_t, long>;
+    using Version = std::pair<std::string, std::optional<FileState>>;
 
     std::mutex mutex_;
     Version version_;  // guarded by mutex_

@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 #include <unordered_map>
-
-#include <sys/stat.h>
 
 #include "platform/database/GenerationCache.h"
 #include "platform/database/MediaDB.h"
@@ -112,12 +111,11 @@ Lookup ReadSongs(const std::string& path, std::shared_ptr<const SongIds>& songs)
 
 /// The songs of a playlist file, read again when the file or the library has changed.
 Lookup FindSongs(const std::string& path, std::shared_ptr<const SongIds>& songs) {
-    struct stat status {};
-    if (stat(path.c_str(), &status) != 0) return NoPlaylist(path);
+    const std::optional<FileState> state = StateOf(path);
+    if (!state) return NoPlaylist(path);
     const std::int64_t generation = LibraryGeneration();
     if (generation == 0) return Lookup::Failed;
-    const std::string key = path + "|" + std::to_string(status.st_size) + "|" + std::to_string(status.st_mtim.tv_sec) +
-                            "." + std::to_string(status.st_mtim.tv_nsec);
+    const std::string key = path + "|" + std::to_string(state->size) + "|" + std::to_string(state->mtime);
     if (const auto known = Cache().Find(key, generation)) {
         songs = *known;
         return Lookup::Found;

@@ -7,7 +7,6 @@
 #include <system_error>
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "platform/system/Directory.h"
@@ -61,6 +60,16 @@ void RemoveAbandoned(const std::string& directory, const std::string& path) {
 void UniqueFd::reset(int fd) {
     if (fd_ >= 0) close(fd_);
     fd_ = fd;
+}
+
+FileState StateOf(const struct stat& status) {
+    return {status.st_size, std::int64_t{status.st_mtim.tv_sec} * 1'000'000'000 + status.st_mtim.tv_nsec,
+            static_cast<std::int64_t>(status.st_ino)};
+}
+
+std::optional<FileState> StateOf(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 ? std::optional{StateOf(status)} : std::nullopt;
 }
 
 int NLIBCErrGet() {

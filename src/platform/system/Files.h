@@ -7,6 +7,8 @@
 #include <string_view>
 #include <utility>
 
+#include <sys/stat.h>
+
 namespace MediaServer {
 
 /// Owns one file descriptor.
@@ -33,6 +35,17 @@ public:
 private:
     int fd_ = -1;
 };
+
+/// What tells a file's content from another's without reading it. Times are nanoseconds since the epoch.
+struct FileState {
+    std::int64_t size = 0;
+    std::int64_t mtime = 0;
+    std::int64_t inode = 0;
+    bool operator==(const FileState&) const = default;
+};
+FileState StateOf(const struct stat& status);
+/// State of what lies at `path` (symbolic links followed); nothing, with errno set, when nothing does.
+std::optional<FileState> StateOf(const std::string& path);
 
 /// Reads one key of a key=value file into `buffer` (nul-terminated, at most `size` - 1 characters are kept).
 /// Lines are `key=value`; blanks around both, a pair of double quotes around the value, empty lines and lines that
