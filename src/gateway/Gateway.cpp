@@ -13,18 +13,6 @@ namespace {
 
 constexpr std::string_view kScalerPrefix = "/transcoder/jpegtnscaler.cgi/";
 constexpr std::string_view kTranscoderPrefix = "/transcoder/genericoder.cgi/";
-/// The files of the video library have the ids of the videos that they are.
-constexpr std::string_view kLibraryPrefix = "/rh/";
-
-/// The library calls the subtitle of a video "s_<id of the video>.srt" where it is listed for itself: the path without
-/// that mark, which then names the subtitle as any video's.
-std::string WithoutSubtitleMark(std::string path) {
-    constexpr std::string_view kMark = "s_", kSubtitle = ".srt";
-    const std::size_t name = path.rfind('/') + 1;
-    const bool is_marked =
-        path.starts_with(kLibraryPrefix) && path.ends_with(kSubtitle) && path.compare(name, kMark.size(), kMark) == 0;
-    return is_marked ? path.erase(name, kMark.size()) : path;
-}
 
 }  // namespace
 
@@ -55,8 +43,7 @@ HttpResponse Gateway::Route(const HttpRequest& request) {
     if (path.starts_with(kTranscoderPrefix)) {
         return transcoder_.Serve(request, path.substr(kTranscoderPrefix.size()));
     }
-    const std::string file = WithoutSubtitleMark(request.path);
-    const std::optional<MediaUrl> url = ParseMediaUrl(file);
+    const std::optional<MediaUrl> url = ParseMediaUrl(request.path);
     return url ? files_.Serve(request, *url) : PlainResponse(404);
 }
 

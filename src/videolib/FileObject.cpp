@@ -17,8 +17,6 @@ using namespace LibReelhouse;
 
 namespace {
 
-constexpr std::string_view kSubtitlePrefix = "s_";
-
 bool HasFlag(const CDSObjectSerializer& out, std::uint32_t flag) {
     const DMSClientChecker* client = out.GetClientChecker();
     return client != nullptr && client->Has(flag);
@@ -48,8 +46,8 @@ std::uint32_t AdditionalData(const CDSObjectSerializer& out, std::uint32_t filte
 std::optional<FileField> ParseFileField(std::string_view field) {
     if (!field.starts_with('@')) return std::nullopt;
     field.remove_prefix(1);
-    const bool subtitle = field.starts_with(kSubtitlePrefix);
-    if (subtitle) field.remove_prefix(kSubtitlePrefix.size());
+    const bool subtitle = field.starts_with(kSubtitleMark);
+    if (subtitle) field.remove_prefix(kSubtitleMark.size());
     if (!ParseRowId(field)) return std::nullopt;
     return FileField{field, subtitle};
 }
@@ -58,7 +56,7 @@ bool MakeSubtitle(Json::Value& file) {
     const std::string path = SubtitleBeside(MemberText(file, "path"));
     const std::string id = MemberText(file, "id");
     if (id.empty() || path.empty()) return false;
-    file["id"] = std::string(kSubtitlePrefix) + id;
+    file["id"] = std::string(kSubtitleMark) + id;
     if (!NLIBCFileExist(path.c_str())) return false;
     file["path"] = path;
     return true;

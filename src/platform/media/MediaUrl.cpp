@@ -5,6 +5,7 @@
 #include <iterator>
 #include <utility>
 
+#include "platform/media/Subtitle.h"
 #include "platform/system/Files.h"
 #include "platform/text/Text.h"
 
@@ -20,9 +21,6 @@ constexpr PrefixKind kPrefixes[] = {
     {"p", MediaKind::Photo}, {"sp", MediaKind::Photo}, {"bp", MediaKind::Photo}, {"xlp", MediaKind::Photo},
     {"m", MediaKind::Music}, {"v", MediaKind::Video},  {"rh", MediaKind::Video},
 };
-
-/// The video library lists subtitles as files of their own: "s_" and the id of the video.
-constexpr std::string_view kSubtitleMark = "s_";
 
 using NameCode = std::pair<std::string_view, std::int32_t>;
 
@@ -71,13 +69,15 @@ std::optional<MediaUrl> ParseMediaUrl(std::string_view path) {
 
     const std::size_t last_slash = path.rfind('/');
     std::string_view name = path.substr(last_slash + 1);
-    if (prefix == "rh" && name.starts_with(kSubtitleMark) && name.ends_with(".srt")) name.remove_prefix(kSubtitleMark.size());
+    const std::string_view extension = PathExtension(name);
+    const bool is_marked = prefix == "rh" && extension == kSubtitleExtension && name.starts_with(kSubtitleMark);
+    if (is_marked) name.remove_prefix(kSubtitleMark.size());
     const std::size_t digits = std::min(name.find_first_not_of("0123456789"), name.size());
     const std::optional<std::int32_t> id = ParseRowId(name.substr(0, digits));
     if (!id) return std::nullopt;
     const std::string_view profile =
         last_slash == prefix_end ? std::string_view{} : path.substr(prefix_end + 1, last_slash - prefix_end - 1);
-    return MediaUrl{row->prefix, row->kind, profile, *id, PathExtension(name)};
+    return MediaUrl{row->prefix, row->kind, profile, *id, extension};
 }
 
 std::string PhotoThumbnailFolder(std::string_view photo_path) {

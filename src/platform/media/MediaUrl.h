@@ -19,8 +19,8 @@ inline constexpr std::int32_t kSmallThumbnailSide = 120, kBigThumbnailSide = 640
 /// Folder beside photos in which their thumbnails lie.
 inline constexpr std::string_view kThumbnailFolder = "@eaDir";
 
-/// A media URL taken apart: "/<prefix>/<profile>/<id>.<extension>", the profile segment being optional. Below "rh" the id
-/// of a video with "s_" before it, and the extension of a subtitle, is the subtitle beside that video.
+/// A media URL taken apart: "/<prefix>/<profile>/<id>.<extension>", the profile segment being optional. Below "rh" the
+/// id of a video with "s_" before it, and the extension of a subtitle, is the subtitle beside that video.
 struct MediaUrl {
     std::string_view prefix;  ///< "p", "sp", "bp", "xlp", "m", "v" or "rh"
     MediaKind kind;

@@ -7,6 +7,8 @@ namespace MediaServer {
 
 /// Extension of the subtitle files that are announced.
 inline constexpr std::string_view kSubtitleExtension = "srt";
+/// The video library lists subtitles as files of their own: this and the id of the video.
+inline constexpr std::string_view kSubtitleMark = "s_";
 
 /// True for the text files that hold the subtitles of a video, which are listed with the videos.
 bool IsSubtitle(std::string_view file_name);
