@@ -16,7 +16,7 @@ struct ProfileEntry {
     std::string_view name, mime, label;
 };
 
-/// Audio class of a record's audio stream (see the table at the definition); 0 for none.
+/// Class of a record's audio stream, a value of AudioClass.
 int ClassifyAudio(const NIMB_MEDIA_INFO& record);
 /// Profile of a video by its container and codec parameters; null when no profile fits. The entry lives for ever.
 const ProfileEntry* DetectVideoProfile(const NIMB_MEDIA_INFO& record);

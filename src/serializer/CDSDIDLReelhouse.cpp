@@ -17,7 +17,7 @@ namespace MediaServer {
 namespace {
 
 // The video library's type codes that matter here.
-constexpr std::int32_t kMovie = 1, kEpisode = 2, kLastReleased = 3, kRecording = 5;
+constexpr std::int32_t kMovie = 1, kShow = 2, kLastReleased = 3, kRecording = 5;
 constexpr const char* kLogName = "serializer.cpp";
 constexpr std::size_t kLongestName = 255;
 constexpr std::size_t kLongestPath = 4096;
@@ -87,7 +87,7 @@ bool CDSDIDLSerializer::ComposeLibraryTitle(std::int32_t video_type, const std::
     const std::string extension = with_extension ? "." + std::string(PathExtension(path)) : std::string();
     const std::string name = MemberText(record, "title");
     char text[kTitleField];
-    if (video_type == kEpisode) {
+    if (video_type == kShow) {
         std::snprintf(text, sizeof text, "%s-S%02dE%02d%s%s", name.c_str(), ToInt(MemberText(record, "season")),
                       ToInt(MemberText(record, "episode")), WithDash(MemberText(record, "tagline")).c_str(),
                       extension.c_str());

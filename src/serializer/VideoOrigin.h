@@ -3,10 +3,15 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "model/PropertyFilter.h"
+
 namespace MediaServer {
 
 /// The properties that bring a res element into an item with a picture: every res bit.
-inline constexpr std::uint32_t kAnyVideoRes = 0x1FF;
+inline constexpr std::uint32_t kAnyVideoRes = Property::kRes | Property::kResResolution | Property::kResProtocolInfo |
+                                              Property::kResSize | Property::kResDuration | Property::kResBitrate |
+                                              Property::kResSampleFrequency | Property::kResBitsPerSample |
+                                              Property::kResNrAudioChannels;
 
 /// Where a video's id belongs, which shows in its URLs.
 struct VideoOrigin {

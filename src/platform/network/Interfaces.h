@@ -8,17 +8,18 @@
 
 namespace MediaServer {
 
-/// Names and IPv4 addresses of the interfaces that can carry UPnP: up, not loopback, with an IPv4 address; those that
-/// can multicast and have a default route first. `kind` 2 is the only kind (IPv4).
-/// @return how many entries were filled (at most `limit`), below 1 on failure (NLIBCErrGet tells why).
 struct InterfaceInfo {
     std::string name;
     std::string ip_address;
     std::string mac_address;
 };
+/// Names and IPv4 addresses of the interfaces that can carry UPnP: up, not loopback, with an IPv4 address; those that
+/// can multicast and have a default route first. `kind` 2 is the only kind (IPv4).
+/// @return how many entries were filled (at most `limit`), below 1 on failure (NLIBCErrGet tells why).
 int NLIBNetGetInterfaceInfo(std::vector<InterfaceInfo>& interfaces, int limit, int kind);
 
-/// Record of the interface with that index in the order of NLIBNetGetInterfaceInfo. @return 1 when it exists.
+/// Record of the interface with that index in the order of NLIBNetGetInterfaceInfo. `flags` is reserved and 0.
+/// @return 1 when it exists.
 int NIMBNetGetCard1(int index, int flags, InterfaceInfo& record);
 
 /// Name of this machine, cut at 255 bytes; nothing when the system does not tell.

@@ -64,7 +64,7 @@ std::string_view DirName(std::string_view path);
 /// slashes are resolved as text. Empty for the empty text.
 std::string GetAbsolutePath(std::string_view path);
 
-/// "H:MM:SS.mmm"-style duration of whole seconds as UPnP wants it (UPnP ContentDirectory:1, res@duration): "0:03:20".
+/// "H:MM:SS" duration of whole seconds as UPnP wants it (UPnP ContentDirectory:1, res@duration): "0:03:20".
 std::string DMSFormatUPNPDuration(std::int64_t seconds);
 /// "YYYY-MM-DD HH:MM:SS" (or a date alone) as ISO 8601 "YYYY-MM-DDTHH:MM:SS" (or the date alone), as dc:date wants it.
 /// A text that is neither comes back unchanged up to its first 10 characters.

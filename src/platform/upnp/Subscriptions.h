@@ -46,10 +46,10 @@ private:
     void Release(const std::string& sid);
     void DropExpired();
     void TellLibrary(const Ended& ended) const;
+    bool IsKnown(const std::string& sid) const;
     // The caller holds mutex_.
     std::string NewPlaceLocked();
     Entries::iterator FindLongestUnheardLocked(const std::string& address);
-    bool IsKnown(const std::string& sid) const;
 
     const std::uint16_t port_;
     const Subnet subnet_;
