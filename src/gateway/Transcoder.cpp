@@ -35,15 +35,6 @@ std::string_view Parameter(std::string_view query, std::string_view name) {
     return {};
 }
 
-Lookup FindRecord(MediaKind kind, std::int32_t id, NIMB_MEDIA_INFO& record) {
-    MediaDB rows(kind);
-    rows.AddCondition("id=" + std::to_string(id));
-    if (rows.Select("*", "", 0, 1) < 0) return Lookup::Failed;
-    if (!rows.NextRow()) return Lookup::NotFound;
-    rows.FetchMediaItem(record);
-    return Lookup::Found;
-}
-
 /// A place among the programs that may run, given back when the last answer that holds it goes.
 class Slot {
 public:
@@ -159,7 +150,8 @@ HttpResponse Transcoder::ServeSong(const HttpRequest& request, std::int32_t id) 
     const std::string_view format = Parameter(request.query, "format");
     if (format != "WAV" && format != "PCM") return PlainResponse(404);
     NIMB_MEDIA_INFO record;
-    if (const Lookup lookup = FindRecord(MediaKind::Music, id, record); lookup != Lookup::Found) return Refusal(lookup);
+    if (const Lookup lookup = FindMediaRecord(MediaKind::Music, id, record); lookup != Lookup::Found)
+        return Refusal(lookup);
     const TranscodedAudio audio = TranscodedAudioOf(record, Parameter(request.query, "downsample") == "true");
     const bool fits = audio.channels > 0 && audio.channels <= kMostChannels && audio.frequency > 0 &&
                       audio.frequency <= kHighestFrequency && audio.bytes > 0;
@@ -198,7 +190,8 @@ HttpResponse Transcoder::StartSamples(const Slots& slots, const HttpRequest& req
 HttpResponse Transcoder::ServeFilm(const HttpRequest& request, std::int32_t id) const {
     if (Parameter(request.query, "format") != "m2ts") return PlainResponse(404);
     NIMB_MEDIA_INFO record;
-    if (const Lookup lookup = FindRecord(MediaKind::Video, id, record); lookup != Lookup::Found) return Refusal(lookup);
+    if (const Lookup lookup = FindMediaRecord(MediaKind::Video, id, record); lookup != Lookup::Found)
+        return Refusal(lookup);
     return Start(slots_, request, HttpResponse::kUnknownLength, kTransportStreamMime, {}, [&](std::uint64_t) {
         return std::make_shared<Begun<FilmStream>>(FilmStream{record, nullptr});
     });

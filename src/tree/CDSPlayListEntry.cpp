@@ -43,7 +43,7 @@ std::int32_t WriteSmartMetadata(std::int32_t index, const BrowseQuery& query, st
 std::int32_t WritePlaylistMetadata(std::int32_t row, const BrowseQuery& query, std::string_view parent_id,
                                    CDSObjectSerializer& out, std::int32_t& total) {
     NIMB_MEDIA_INFO record;
-    const Lookup found = ReadRecord(MediaKind::Playlist, row, record);
+    const Lookup found = FindMediaRecord(MediaKind::Playlist, row, record);
     if (found != Lookup::Found) return found == Lookup::Failed ? kActionFailed : 0;
     // The total is wanted, not the songs.
     std::int32_t songs = 0;

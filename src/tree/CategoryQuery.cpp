@@ -158,7 +158,7 @@ std::int32_t CategoryQuery::WriteNode() {
 
 std::int32_t CategoryQuery::WriteItem(std::int32_t row) {
     NIMB_MEDIA_INFO record;
-    const Lookup found = ReadRecord(media_, row, record);
+    const Lookup found = FindMediaRecord(media_, row, record);
     if (found != Lookup::Found) return ResultOf(found);
     out_.SerializeMediaItem(media_, query_.object_id, ParentId(), record);
     return 1;

@@ -53,7 +53,7 @@ std::int32_t DirectoryListing::WriteMetadata(std::int32_t& total) {
     } else {
         const bool is_file = target_.kind == FolderTarget::Kind::File;
         NIMB_MEDIA_INFO record;
-        const Lookup found = ReadRecord(is_file ? kind_ : MediaKind::Directory, target_.row, record);
+        const Lookup found = FindMediaRecord(is_file ? kind_ : MediaKind::Directory, target_.row, record);
         if (found != Lookup::Found) return found == Lookup::NotFound ? 0 : kActionFailed;
         written = WriteRow(record, is_file);
     }
@@ -102,7 +102,7 @@ std::int32_t DirectoryListing::WriteChildren(std::int32_t& total) {
     }
     NIMB_MEDIA_INFO record;
     const bool is_file = target_.kind == FolderTarget::Kind::File;
-    const Lookup found = ReadRecord(is_file ? kind_ : MediaKind::Directory, target_.row, record);
+    const Lookup found = FindMediaRecord(is_file ? kind_ : MediaKind::Directory, target_.row, record);
     if (found == Lookup::Failed) return kActionFailed;
     return WriteDirectory(record.path, total);
 }

@@ -33,13 +33,4 @@ std::int32_t WriteItems(MediaDB& items, MediaKind kind, const ItemOrder& order, 
     return items.Failed() ? kActionFailed : written;
 }
 
-Lookup ReadRecord(MediaKind table, std::int32_t row, NIMB_MEDIA_INFO& record) {
-    MediaDB db(table);
-    db.AddCondition("id=" + std::to_string(row));
-    if (db.Select("*", {}, 0, 0) < 0) return Lookup::Failed;
-    if (!db.NextRow()) return Lookup::NotFound;
-    db.FetchMediaItem(record);
-    return Lookup::Found;
-}
-
 }  // namespace MediaServer

@@ -25,7 +25,4 @@ void AddItemExclusions(MediaDB& items, MediaKind kind, const CDSObjectSerializer
 std::int32_t WriteItems(MediaDB& items, MediaKind kind, const ItemOrder& order, std::int32_t start, std::int32_t count,
                         ChildId ids, std::string_view parent_id, CDSObjectSerializer& out);
 
-/// Reads a whole row by its id.
-Lookup ReadRecord(MediaKind table, std::int32_t row, NIMB_MEDIA_INFO& record);
-
 }  // namespace MediaServer

@@ -43,7 +43,7 @@ std::int32_t WriteSmartSongs(std::int32_t index, const BrowseQuery& query, Child
 
 std::int32_t WriteSong(std::int32_t row, const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) {
     NIMB_MEDIA_INFO record;
-    const Lookup found = ReadRecord(MediaKind::Music, row, record);
+    const Lookup found = FindMediaRecord(MediaKind::Music, row, record);
     if (found != Lookup::Found) return found == Lookup::Failed ? kActionFailed : 0;
     out.SerializeMediaItem(MediaKind::Music, query.object_id,
                            SplitLastField(query.object_id, query.separator).parent_id, record);

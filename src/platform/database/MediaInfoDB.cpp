@@ -3,6 +3,16 @@
 #include "platform/database/MediaDB.h"
 
 namespace MediaServer {
+namespace {
+
+Lookup SelectRow(MediaDB& rows, std::string_view fields, std::int32_t id) {
+    rows.AddCondition("id=" + std::to_string(id));
+    // No two rows have one id: without a limit the database orders nothing and counts nothing.
+    if (rows.Select(fields, "", 0, 0) < 0) return Lookup::Failed;
+    return rows.NextRow() ? Lookup::Found : Lookup::NotFound;
+}
+
+}  // namespace
 
 struct MediaInfoCursor {
     MediaInfoCursor(MediaKind table, const char* name) : rows(table), column(name) {}
@@ -31,12 +41,16 @@ void MediaInfoDBClose(MediaInfoCursor* cursor) noexcept {
 
 Lookup FindMediaPath(MediaKind table, std::int32_t id, std::string& path) {
     MediaDB rows(table);
-    rows.AddCondition("id=" + std::to_string(id));
-    const std::int32_t count = rows.Select("path", "", 0, 1);
-    if (count < 0) return Lookup::Failed;
-    if (!rows.NextRow()) return Lookup::NotFound;
-    path.assign(rows.FetchField("path"));
-    return Lookup::Found;
+    const Lookup lookup = SelectRow(rows, "path", id);
+    if (lookup == Lookup::Found) path.assign(rows.FetchField("path"));
+    return lookup;
+}
+
+Lookup FindMediaRecord(MediaKind table, std::int32_t id, NIMB_MEDIA_INFO& record) {
+    MediaDB rows(table);
+    const Lookup lookup = SelectRow(rows, "*", id);
+    if (lookup == Lookup::Found) rows.FetchMediaItem(record);
+    return lookup;
 }
 
 }  // namespace MediaServer

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "platform/media/MediaKind.h"
+#include "platform/media/NIMB_MEDIA_INFO.h"
 
 namespace MediaServer {
 
@@ -23,8 +24,9 @@ MediaInfoCursor* MediaInfoDBOpen(MediaKind table, const char* column, const char
 std::optional<std::string> MediaInfoDBGet(MediaInfoCursor* cursor);
 void MediaInfoDBClose(MediaInfoCursor* cursor) noexcept;
 
-/// Path of the row with that id: found, not there, or the database did not answer.
+/// A row by its id: found, not there, or the database did not answer.
 enum class Lookup { Found, NotFound, Failed };
 Lookup FindMediaPath(MediaKind table, std::int32_t id, std::string& path);
+Lookup FindMediaRecord(MediaKind table, std::int32_t id, NIMB_MEDIA_INFO& record);
 
 }  // namespace MediaServer
