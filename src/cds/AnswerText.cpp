@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/system/Log.h"
+
 namespace MediaServer {
 
 namespace {
@@ -28,6 +30,18 @@ std::int32_t WriteAnswer(std::int32_t start, std::int32_t count, const CDSDIDLSe
         written += more;
     }
     return written;
+}
+
+void AddListOutputs(const char* action, const DMSService& service, std::int32_t written, std::int32_t total,
+                    const std::string& update_id, CDSDIDLSerializer& answer, ClientRequest& request,
+                    IXML_Document** response) {
+    const std::string_view text = answer.Text();
+    DMSPrintf(4, "\n%.*s\n", static_cast<int>(text.size()), text.data());
+    request.result = answer.TakeDocument();
+    AddOutput(response, action, service, "Result", "");
+    AddOutput(response, action, service, "NumberReturned", std::to_string(written));
+    AddOutput(response, action, service, "TotalMatches", std::to_string(total));
+    AddOutput(response, action, service, "UpdateID", update_id);
 }
 
 }  // namespace MediaServer

@@ -2,7 +2,9 @@
 
 #include <cstdint>
 #include <functional>
+#include <string>
 
+#include "cds/DMSService.h"
 #include "serializer/CDSDIDLSerializer.h"
 
 namespace MediaServer {
@@ -22,5 +24,11 @@ using ListWriter = std::function<std::int32_t(std::int32_t start, std::int32_t c
 /// @return objects written, or what went wrong as `list` tells it; the answer is then not whole.
 std::int32_t WriteAnswer(std::int32_t start, std::int32_t count, const CDSDIDLSerializer& answer,
                          const ListWriter& list, std::int32_t& total);
+
+/// Hands the DIDL-Lite over to the request, which writes it as "Result", and adds the output arguments that Browse and
+/// Search have in common. @param update_id  text of "UpdateID".
+void AddListOutputs(const char* action, const DMSService& service, std::int32_t written, std::int32_t total,
+                    const std::string& update_id, CDSDIDLSerializer& answer, ClientRequest& request,
+                    IXML_Document** response);
 
 }  // namespace MediaServer

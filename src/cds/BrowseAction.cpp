@@ -12,8 +12,6 @@ namespace MediaServer {
 
 namespace {
 
-constexpr const char* kBrowse = "Browse";
-
 struct BrowseArguments {
     std::string object_id, flag, filter, start, count;
 };
@@ -70,15 +68,9 @@ int BrowseAction(const CDSContext& context, ClientRequest& request, DMSService& 
 
     if (serializer.IsBroken()) return -kActionFailed;
 
-    const std::string_view text = serializer.Text();
-    DMSPrintf(4, "\n%.*s\n", static_cast<int>(text.size()), text.data());
-    request.result = serializer.TakeDocument();
-    AddOutput(response, kBrowse, service, "Result", "");
-    AddOutput(response, kBrowse, service, "NumberReturned", std::to_string(written));
-    AddOutput(response, kBrowse, service, "TotalMatches", std::to_string(total));
     // The root changes with every change of the library, the other containers with their number of children.
-    AddOutput(response, kBrowse, service, "UpdateID",
-              read.object_id == "0" ? service.Variable("SystemUpdateID") : std::to_string(update_id));
+    const std::string version = read.object_id == "0" ? service.Variable("SystemUpdateID") : std::to_string(update_id);
+    AddListOutputs("Browse", service, written, total, version, serializer, request, response);
     DMSPrintf(3, "ObjectID=%s, flag=%s, result=%d, total=%d\n", read.object_id.c_str(), read.flag.c_str(), written,
               total);
     return 0;

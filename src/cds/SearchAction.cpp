@@ -8,12 +8,6 @@
 
 namespace MediaServer {
 
-namespace {
-
-constexpr const char* kSearch = "Search";
-
-}  // namespace
-
 int SearchAction(const CDSContext& context, ClientRequest& request, DMSService& service, IXML_Document* arguments,
                  IXML_Document** response, std::string& error) {
     const auto argument = [&](const char* name) { return XMLGetFirstDocumentItem(arguments, name); };
@@ -43,13 +37,7 @@ int SearchAction(const CDSContext& context, ClientRequest& request, DMSService& 
     }
     if (serializer.IsBroken()) return -kActionFailed;
 
-    const std::string_view text = serializer.Text();
-    DMSPrintf(4, "\n%.*s\n", static_cast<int>(text.size()), text.data());
-    request.result = serializer.TakeDocument();
-    AddOutput(response, kSearch, service, "Result", "");
-    AddOutput(response, kSearch, service, "NumberReturned", std::to_string(written));
-    AddOutput(response, kSearch, service, "TotalMatches", std::to_string(total));
-    AddOutput(response, kSearch, service, "UpdateID", "0");
+    AddListOutputs("Search", service, written, total, "0", serializer, request, response);
     DMSPrintf(3, "ContainerID=%s, result=%d, total=%d\n", container_id.c_str(), written, total);
     return 0;
 }

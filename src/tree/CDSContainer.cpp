@@ -4,9 +4,8 @@
 
 namespace MediaServer {
 
-CDSObject* CDSContainer::AddChild(CDSObject* child) {
+void CDSContainer::AddChild(CDSObject* child) {
     children_.push_back(child);
-    return child;
 }
 
 std::int32_t CDSContainer::Browse(const BrowseQuery& query, CDSObjectSerializer& out, std::int32_t& total) {

@@ -53,7 +53,7 @@ class CDSContainer : public CDSObject {
 public:
     using CDSObject::CDSObject;
 
-    CDSObject* AddChild(CDSObject* child);
+    void AddChild(CDSObject* child);
     const std::vector<CDSObject*>& Children() const { return children_; }
 
     /// Writes the container itself or one page of its children.
