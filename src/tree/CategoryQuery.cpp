@@ -326,7 +326,7 @@ std::string CategoryQuery::ValueTitle(const CategoryDef& category, std::string_v
 }
 
 std::string_view CategoryQuery::ParentId() const {
-    return query_.object_id.substr(0, query_.object_id.rfind(query_.separator));
+    return SplitLastField(query_.object_id, query_.separator).parent_id;
 }
 
 }  // namespace MediaServer

@@ -249,8 +249,7 @@ std::int32_t CategoryRequest::ListFiles(std::int32_t& total) {
 }
 
 std::int32_t CategoryRequest::WriteMetadata(std::int32_t& total) {
-    const std::size_t cut = object_id_.rfind(query_.separator);
-    const std::string_view parent = cut == std::string_view::npos ? std::string_view() : object_id_.substr(0, cut);
+    const std::string_view parent = SplitLastField(object_id_, query_.separator).parent_id;
     if (const std::optional<FileField> file = ParseFileField(fields_.back())) {
         total = WriteFileMetadata(node_.Kind(), *file, object_id_, parent, query_.filter_mask, false, out_);
         return total;
