@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -24,6 +26,13 @@ struct ConfigFile {
 /// out, and what comes after the first kMaxConfigFiles. Empty for a folder that is missing.
 std::vector<ConfigFile> ListConfigFiles(const std::string& folder, const std::vector<std::string_view>& extensions);
 inline constexpr std::size_t kMaxConfigFiles = 1000;
+
+/// Entry of a list by the position that a client names; null when there is none.
+template <typename Value>
+const Value* EntryAt(const std::vector<Value>& entries, std::int32_t index) {
+    const bool is_there = index >= 0 && static_cast<std::size_t>(index) < entries.size();
+    return is_there ? &entries[static_cast<std::size_t>(index)] : nullptr;
+}
 
 /// What the files of a configuration folder say, read again when one of them has changed.
 /// Threads: any. What was handed out stays as it is.

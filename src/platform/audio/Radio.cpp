@@ -4,6 +4,7 @@
 
 #include "platform/audio/ConfigFolder.h"
 #include "platform/audio/NimbAudioUtils.h"
+#include "platform/database/PageBounds.h"
 #include "platform/playlist/PlaylistFormats.h"
 #include "platform/system/Files.h"
 #include "platform/system/Log.h"
@@ -49,19 +50,13 @@ Genres All() {
     return folder.Get(SystemPath(std::string(kPackageConfigDir) + "/radio"));
 }
 
-const Genre* At(const Genres& genres, std::int32_t index) {
-    return index >= 0 && static_cast<std::size_t>(index) < genres->size() ? &(*genres)[static_cast<std::size_t>(index)]
-                                                                          : nullptr;
-}
-
 /// Calls `add` with each position of a page. @return how many.
 template <typename Add>
 std::int32_t ForPage(std::size_t size, std::int32_t start, std::int32_t count, std::int32_t& total, Add add) {
     total = static_cast<std::int32_t>(size);
-    const std::int32_t first = std::clamp(start, 0, total);
-    const std::int32_t last = count > 0 ? first + std::min(count, total - first) : total;
-    for (std::int32_t i = first; i < last; ++i) add(i);
-    return last - first;
+    const PageBounds page = BoundsOfPage(start, count, total);
+    for (std::int32_t i = page.first; i < page.end; ++i) add(i);
+    return page.Size();
 }
 
 }  // namespace
@@ -84,7 +79,7 @@ std::int32_t RadioGetGenres(std::int32_t start, std::int32_t count, std::vector<
 
 int RadioGetGenreData(std::int32_t genre, RadioGenre& record) {
     const Genres all = All();
-    const Genre* found = At(all, genre);
+    const Genre* found = EntryAt(*all, genre);
     if (found == nullptr) return 0;
     record = {genre, found->name};
     return 1;
@@ -92,14 +87,14 @@ int RadioGetGenreData(std::int32_t genre, RadioGenre& record) {
 
 std::int32_t RadioGetGenreStationCount(std::int32_t genre) {
     const Genres all = All();
-    const Genre* found = At(all, genre);
+    const Genre* found = EntryAt(*all, genre);
     return found == nullptr ? 0 : static_cast<std::int32_t>(found->stations.size());
 }
 
 std::int32_t RadioGetStations(std::int32_t genre, std::int32_t start, std::int32_t count,
                               std::vector<RadioStation>& stations, std::int32_t& total) {
     const Genres all = All();
-    const Genre* found = At(all, genre);
+    const Genre* found = EntryAt(*all, genre);
     total = 0;
     if (found == nullptr) return 0;
     return ForPage(found->stations.size(), start, count, total,
@@ -108,9 +103,10 @@ std::int32_t RadioGetStations(std::int32_t genre, std::int32_t start, std::int32
 
 int RadioGetStationData(std::int32_t genre, std::int32_t station, RadioStation& record) {
     const Genres all = All();
-    const Genre* found = At(all, genre);
-    if (found == nullptr || station < 0 || static_cast<std::size_t>(station) >= found->stations.size()) return 0;
-    record = found->stations[static_cast<std::size_t>(station)];
+    const Genre* in = EntryAt(*all, genre);
+    const RadioStation* found = in == nullptr ? nullptr : EntryAt(in->stations, station);
+    if (found == nullptr) return 0;
+    record = *found;
     return 1;
 }
 

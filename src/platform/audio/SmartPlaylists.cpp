@@ -6,6 +6,7 @@
 #include "platform/audio/NimbAudioUtils.h"
 #include "platform/audio/SmartRules.h"
 #include "platform/database/MediaDB.h"
+#include "platform/database/PageBounds.h"
 #include "platform/system/Files.h"
 #include "platform/system/Log.h"
 #include "platform/system/Paths.h"
@@ -33,13 +34,6 @@ Playlists All() {
     return folder.Get(SystemPath(std::string(kPackageConfigDir) + "/smartplaylists"));
 }
 
-/// Null for a position without a playlist.
-const SmartPlaylist* At(const Playlists& playlists, std::int32_t index) {
-    return index >= 0 && static_cast<std::size_t>(index) < playlists->size()
-               ? &(*playlists)[static_cast<std::size_t>(index)]
-               : nullptr;
-}
-
 /// @param db  of the music table; restricted to the songs of the playlist.
 std::int32_t CountSongs(const SmartPlaylist& playlist, MediaDB& db) {
     db.AddCondition(playlist.condition);
@@ -56,22 +50,22 @@ std::int32_t SmartPLSGetCount() {
 std::vector<std::string> SmartPLSEnum(std::int32_t start, std::int32_t count, std::int32_t& total, const char*) {
     const Playlists playlists = All();
     total = static_cast<std::int32_t>(playlists->size());
-    const std::int32_t first = std::clamp(start, 0, total);
-    const std::int32_t last = count > 0 ? first + std::min(count, total - first) : total;
+    const PageBounds page = BoundsOfPage(start, count, total);
     std::vector<std::string> names;
-    for (std::int32_t i = first; i < last; ++i) names.push_back((*playlists)[static_cast<std::size_t>(i)].name);
+    for (std::int32_t i = page.first; i < page.end; ++i)
+        names.push_back((*playlists)[static_cast<std::size_t>(i)].name);
     return names;
 }
 
 std::string SmartPLSGetName(std::int32_t index) {
     const Playlists playlists = All();
-    const SmartPlaylist* playlist = At(playlists, index);
+    const SmartPlaylist* playlist = EntryAt(*playlists, index);
     return playlist ? playlist->name : std::string();
 }
 
 std::int32_t SmartPLSGetSongCount(std::int32_t index, bool) {
     const Playlists playlists = All();
-    const SmartPlaylist* playlist = At(playlists, index);
+    const SmartPlaylist* playlist = EntryAt(*playlists, index);
     if (playlist == nullptr) return 0;
     MediaDB db(MediaKind::Music);
     return CountSongs(*playlist, db);
@@ -80,18 +74,17 @@ std::int32_t SmartPLSGetSongCount(std::int32_t index, bool) {
 std::int32_t SmartPLSListSongs(std::int32_t index, std::int32_t start, std::int32_t count, std::int32_t& total,
                                std::vector<NIMB_MEDIA_INFO>& songs, bool) {
     const Playlists playlists = All();
-    const SmartPlaylist* playlist = At(playlists, index);
+    const SmartPlaylist* playlist = EntryAt(*playlists, index);
     total = 0;
     if (playlist == nullptr) return 0;
     MediaDB db(MediaKind::Music);
     const std::int32_t all = CountSongs(*playlist, db);
     if (all < 0) return all;
     total = all;
-    const std::int32_t first = std::clamp(start, 0, all);
-    const std::int32_t wanted = count > 0 ? std::min(count, all - first) : all - first;
-    if (wanted == 0) return 0;
+    const PageBounds page = BoundsOfPage(start, count, all);
+    if (page.Size() == 0) return 0;
     db.KeepIds();
-    if (db.Select("*", playlist->order, first, wanted) < 0) return -1;
+    if (db.Select("*", playlist->order, page.first, page.Size()) < 0) return -1;
     for (NIMB_MEDIA_INFO record; db.NextRow();) {
         db.FetchMediaItem(record);
         songs.push_back(record);

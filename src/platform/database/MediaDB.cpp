@@ -7,6 +7,7 @@
 
 #include "platform/database/GenerationCache.h"
 #include "platform/database/MediaColumns.h"
+#include "platform/database/PageBounds.h"
 #include "platform/database/RowFields.h"
 #include "platform/system/Log.h"
 #include "platform/text/Text.h"
@@ -189,8 +190,8 @@ std::optional<std::int32_t> MediaDB::SelectKeptGroups(const std::string& select,
     }
     if (!*groups) return std::nullopt;
     const std::int32_t count = PQntuples(groups->get());
-    const std::int32_t first = std::min(offset, count);
-    return ShowRows(*groups, first, limit > 0 ? first + std::min(limit, count - first) : count);
+    const PageBounds page = BoundsOfPage(offset, limit, count);
+    return ShowRows(*groups, page.first, page.end);
 }
 
 /// A page that begins at the nearest known row before it, or else at the row that the index counts off, from the end

@@ -1,6 +1,5 @@
 #include "platform/playlist/PlaylistParser.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <optional>
@@ -9,6 +8,7 @@
 #include "platform/database/GenerationCache.h"
 #include "platform/database/MediaDB.h"
 #include "platform/database/MediaInfoDB.h"
+#include "platform/database/PageBounds.h"
 #include "platform/playlist/PlaylistFormats.h"
 #include "platform/system/Files.h"
 #include "platform/system/Log.h"
@@ -161,10 +161,10 @@ NIMBPlaylistRec* ParsePlayListByField(std::int32_t row, std::int32_t& total, std
     total = found == Lookup::Failed ? -1 : 0;
     if (found != Lookup::Found) return nullptr;
     const auto size = static_cast<std::int32_t>(songs->size());
-    const std::int32_t first = std::clamp(start, 0, size);
-    const std::int32_t last = count > 0 ? first + std::min(count, size - first) : size;
+    const PageBounds bounds = BoundsOfPage(start, count, size);
     PlaylistRecPtr page(new NIMBPlaylistRec);
-    const bool is_read = FetchSongs(SongIds(songs->begin() + first, songs->begin() + last), fields, page->songs);
+    const bool is_read =
+        FetchSongs(SongIds(songs->begin() + bounds.first, songs->begin() + bounds.end), fields, page->songs);
     total = is_read ? size : -1;
     return is_read ? page.release() : nullptr;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/database/GenerationCache.h"
+#include "platform/database/PageBounds.h"
 #include "platform/text/Text.h"
 
 namespace MediaServer::LibReelhouse {
@@ -44,12 +45,6 @@ Ids ReadIds(const PGresult* rows) {
     ids.reserve(static_cast<std::size_t>(PQntuples(rows)));
     for (int row = 0; row < PQntuples(rows); ++row) ids.push_back(ToInt(Field(rows, row, 0)));
     return ids;
-}
-
-/// Where a page of a whole list begins and ends.
-std::pair<std::int32_t, std::int32_t> Bounds(Page page, std::int32_t size) {
-    const std::int32_t first = std::clamp(page.offset, 0, size);
-    return {first, page.limit > 0 ? first + std::min(page.limit, size - first) : size};
 }
 
 }  // namespace
@@ -97,7 +92,7 @@ KeptRows AskRows(const std::string& sql, const Parameters& parameters, Page page
         Cache().rows.Keep(question, generation, *rows, bytes);
     }
     if (*rows) {
-        const auto [first, end] = Bounds(page, PQntuples(rows->get()));
+        const auto [first, end] = BoundsOfPage(page.offset, page.limit, PQntuples(rows->get()));
         return {*rows, first, end};
     }
     PgResult part = Ask(sql + PageText(page), parameters, what);
@@ -121,7 +116,7 @@ std::optional<std::vector<std::int32_t>> AskIds(const std::string& sql, const Pa
         Cache().ids.Keep(question, generation, *ids, fits ? (*ids)->size() * sizeof(std::int32_t) : 0);
     }
     if (*ids) {
-        const auto [first, end] = Bounds(page, static_cast<std::int32_t>((*ids)->size()));
+        const auto [first, end] = BoundsOfPage(page.offset, page.limit, static_cast<std::int32_t>((*ids)->size()));
         return Ids((*ids)->begin() + first, (*ids)->begin() + end);
     }
     const PgResult part = Ask(sql + PageText(page), parameters, what);
