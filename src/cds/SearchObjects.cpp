@@ -1,3 +1,5 @@
+#include <optional>
+
 #include "cds/CDSActions.h"
 #include "cds/Criteria.h"
 #include "platform/clients/DMSClientChecker.h"

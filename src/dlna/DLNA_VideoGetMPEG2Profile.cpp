@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "dlna/DLNA_Audio.h"
 #include "dlna/DLNA_Video.h"
 #include "platform/media/MediaUrl.h"

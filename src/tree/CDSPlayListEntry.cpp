@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <mutex>
+#include <optional>
 
 #include "platform/audio/NimbAudioUtils.h"
 #include "platform/playlist/PlaylistParser.h"

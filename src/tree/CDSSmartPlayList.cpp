@@ -1,6 +1,7 @@
 #include "tree/CDSSmartPlayList.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "platform/audio/NimbAudioUtils.h"
 #include "platform/text/Text.h"

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstdio>
 #include <map>
+#include <optional>
 #include <utility>
 
 #include "model/VideoRecord.h"

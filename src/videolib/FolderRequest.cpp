@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <map>
+#include <optional>
 #include <utility>
 
 #include "model/VideoRecord.h"

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 
 #include "platform/audio/ConfigFolder.h"
 #include "platform/audio/NimbAudioUtils.h"

@@ -1,6 +1,7 @@
 #include "platform/clients/DMSClientList.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <optional>
 #include <utility>
 #include <vector>

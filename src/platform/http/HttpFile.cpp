@@ -1,5 +1,7 @@
 #include "platform/http/HttpFile.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <ctime>

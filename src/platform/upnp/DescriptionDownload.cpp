@@ -1,4 +1,5 @@
 #include <memory>
+#include <optional>
 
 #include <curl/curl.h>
 

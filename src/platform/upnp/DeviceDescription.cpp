@@ -1,5 +1,6 @@
 #include "platform/upnp/DeviceDescription.h"
 
+#include <algorithm>
 #include <map>
 
 #include "platform/system/Files.h"

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <iterator>
+#include <optional>
 
 #include "platform/videolibrary/CatalogueQuery.h"
 #include "platform/videolibrary/CatalogueTables.h"

@@ -1,3 +1,4 @@
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
