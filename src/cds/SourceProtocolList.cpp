@@ -1,26 +1,25 @@
 #include "cds/CDSActions.h"
+#include "dlna/DlnaProfiles.h"
 
 namespace MediaServer {
 
 namespace {
 
-// A DLNA profile that the server sends as it is (DLNA Guidelines, 7.4.1.3.17: fourth field of protocolInfo).
-struct Profile {
+struct PictureProfile {
+    std::string_view name;
+    PictureKind kind;
+};
+constexpr PictureProfile kPictures[] = {
+    {"JPEG_LRG", PictureKind::Photo},
+    {"JPEG_SM", PictureKind::Rendition},
+    {"JPEG_MED", PictureKind::Photo},
+    {"JPEG_TN", PictureKind::Rendition},
+};
+
+struct StreamProfile {
     std::string_view mime, name;
-    bool converted = false;  // DLNA.ORG_CI: always scaled from another picture
 };
-
-constexpr Profile kPictures[] = {
-    {"image/jpeg", "JPEG_LRG"},
-    {"image/jpeg", "JPEG_SM", true},
-    {"image/jpeg", "JPEG_MED"},
-    {"image/jpeg", "JPEG_TN", true},
-};
-// Interactive transfer, background transfer, connection stalling, DLNA 1.5; pictures and streams.
-constexpr std::string_view kPictureFlags = "00f00000000000000000000000000000";
-constexpr std::string_view kStreamFlags = "01700000000000000000000000000000";
-
-constexpr Profile kStreams[] = {
+constexpr StreamProfile kStreams[] = {
     {"audio/mpeg", "MP3"},
     {"video/mpeg", "MPEG_PS_PAL"},
     {"video/mpeg", "MPEG_PS_NTSC"},
@@ -67,18 +66,14 @@ constexpr std::string_view kPlain[] = {
     "image/x-ms-bmp",
 };
 
-void AppendProfile(std::string& list, const Profile& profile, std::string_view flags) {
-    list.append("http-get:*:").append(profile.mime).append(":DLNA.ORG_PN=").append(profile.name);
-    list.append(";DLNA.ORG_OP=01;");
-    if (profile.converted) list.append("DLNA.ORG_CI=1;");
-    list.append("DLNA.ORG_FLAGS=").append(flags).append(",");
-}
-
 std::string BuildList() {
     std::string list;
-    for (const Profile& profile : kPictures) AppendProfile(list, profile, kPictureFlags);
-    for (const Profile& profile : kStreams) AppendProfile(list, profile, kStreamFlags);
-    for (std::string_view mime : kPlain) list.append("http-get:*:").append(mime).append(":*,");
+    const auto append = [&](std::string_view mime, std::string_view fourth_field) {
+        list.append("http-get:*:").append(mime).append(":").append(fourth_field).append(",");
+    };
+    for (const PictureProfile& picture : kPictures) append("image/jpeg", PictureDlnaParams(picture.kind, picture.name));
+    for (const StreamProfile& stream : kStreams) append(stream.mime, StreamingDlnaParams(stream.name));
+    for (std::string_view mime : kPlain) append(mime, "*");
     list.pop_back();
     return list;
 }

@@ -74,6 +74,11 @@ inline std::uint32_t EffectiveVideoBitrate(const NIMB_MEDIA_INFO& record) {
     return record.video_bitrate != 0 ? record.video_bitrate : record.frame_bitrate - record.audio_bitrate;
 }
 
+/// Sizes of MPEG-2 by television system, and those of high definition (ATSC A/53).
+inline constexpr PictureSize kNtscSizes[] = {{720, 480}, {704, 480}, {544, 480}, {480, 480}, {352, 480}, {352, 240}};
+inline constexpr PictureSize kPalSizes[] = {{720, 576}, {704, 576}, {544, 576}, {480, 576}, {352, 576}, {352, 288}};
+inline constexpr PictureSize kHdSizes[] = {{1920, 1080}, {1280, 720}, {1440, 1080}, {1280, 1080}};
+
 /// Sizes of standard definition, shared by AVC and MPEG-4 part 2.
 inline constexpr PictureSize kSdSizes[] = {
     {720, 576}, {720, 480}, {704, 576}, {704, 480}, {640, 480}, {640, 360}, {544, 576}, {544, 480}, {480, 576},

@@ -20,8 +20,6 @@ constexpr SystemNames kProgramPal = {MpegSd("MPEG_PS_PAL"), MpegSd("MPEG_PS_PAL_
 constexpr SystemNames kElementaryNtsc = {MpegSd("MPEG_ES_NTSC"), MpegSd("MPEG_ES_NTSC_XAC3")};
 constexpr SystemNames kElementaryPal = {MpegSd("MPEG_ES_PAL"), MpegSd("MPEG_ES_PAL_XAC3")};
 
-constexpr PictureSize kNtscSizes[] = {{720, 480}, {704, 480}, {544, 480}, {480, 480}, {352, 480}, {352, 240}};
-constexpr PictureSize kPalSizes[] = {{720, 576}, {704, 576}, {544, 576}, {480, 576}, {352, 576}, {352, 288}};
 constexpr PictureSize kEuropeanTransportSizes[] = {{720, 576}, {544, 576}, {480, 576}, {352, 576}, {352, 288}};
 
 /// One profile in the three forms of a transport stream.
@@ -59,12 +57,11 @@ constexpr PictureSize kFieldSdSizes[] = {{720, 480}, {544, 480}, {480, 480}, {35
 constexpr FrameRate kFieldSdRates[] = {{30000, 1001}, {60000, 1001}};
 constexpr PictureSize kSquareSdSizes[] = {{704, 480}, {640, 480}};
 constexpr FrameRate kSquareSdRates[] = {{60, 1}, {30, 1}, {24, 1}, {30000, 1001}, {24000, 1001}, {60000, 1001}};
-constexpr PictureSize kAmericanHdSizes[] = {{1920, 1080}, {1280, 720}, {1440, 1080}, {1280, 1080}};
 constexpr FrameRate kAmericanHdRates[] = {{30, 1}, {24, 1}, {30000, 1001}, {24000, 1001}, {60000, 1001}};
 constexpr AmericanRow kAmericanRows[] = {
     {kFieldSdSizes, kFieldSdRates, kSdAmerica, kSdAmericaExtended},
     {kSquareSdSizes, kSquareSdRates, kSdAmerica, kSdAmericaExtended},
-    {kAmericanHdSizes, kAmericanHdRates, kHdAmerica, kHdAmericaExtended},
+    {kHdSizes, kAmericanHdRates, kHdAmerica, kHdAmericaExtended},
 };
 
 constexpr std::uint32_t kMaxAmericanBitrate = 20334720;  // bits per second of the whole stream

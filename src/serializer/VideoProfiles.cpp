@@ -3,17 +3,11 @@
 #include <algorithm>
 #include <span>
 
+#include "dlna/DLNA_Video.h"
 #include "platform/text/Text.h"
 
 namespace MediaServer {
 namespace {
-
-struct PictureSize {
-    int width, height;
-};
-constexpr PictureSize kNtscSizes[] = {{720, 480}, {704, 480}, {544, 480}, {480, 480}, {352, 480}, {352, 240}};
-constexpr PictureSize kPalSizes[] = {{720, 576}, {704, 576}, {544, 576}, {480, 576}, {352, 576}, {352, 288}};
-constexpr PictureSize kHdSizes[] = {{1920, 1080}, {1280, 720}, {1440, 1080}, {1280, 1080}};
 
 /// A size by how its packets are wrapped, told by the extension.
 struct MappingRow {
