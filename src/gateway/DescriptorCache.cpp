@@ -5,7 +5,6 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace MediaServer {
 namespace {
@@ -43,13 +42,9 @@ void DescriptorCache::Add(const std::string& key, const UniqueFd& file) {
 
 UniqueFd MakeAnonymousFile(std::string_view content, const struct timespec& modified) {
     UniqueFd file(memfd_create("picture", MFD_CLOEXEC));
-    for (std::size_t written = 0; file && written < content.size();) {
-        const ssize_t count = write(file.get(), content.data() + written, content.size() - written);
-        if (count <= 0) return {};
-        written += static_cast<std::size_t>(count);
-    }
+    if (!file || !WriteAll(file.get(), content)) return {};
     const struct timespec times[] = {modified, modified};
-    if (file) futimens(file.get(), times);
+    futimens(file.get(), times);
     return file;
 }
 

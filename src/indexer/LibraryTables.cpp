@@ -1,7 +1,6 @@
 #include "indexer/LibraryTables.h"
 
 #include <charconv>
-#include <chrono>
 #include <cstring>
 #include <variant>
 
@@ -12,12 +11,9 @@
 namespace MediaServer {
 namespace {
 
-constexpr std::chrono::minutes kPatience{11};
-
 constexpr MediaKind kFileKinds[] = {MediaKind::Music, MediaKind::Video, MediaKind::Photo, MediaKind::Playlist};
 constexpr MediaKind kAllKinds[] = {MediaKind::Music, MediaKind::Video, MediaKind::Photo, MediaKind::Playlist,
                                    MediaKind::Directory};
-constexpr char kRaiseGeneration[] = "UPDATE library SET generation = generation + 1";
 
 template <typename Number>
 Number Parse(const char* text) {
@@ -99,7 +95,7 @@ LibraryTables::LibraryTables(PGconn* connection) : connection_(connection) {
         // What a crash of the server loses, the next scan finds again.
         "SET synchronous_commit = off",
         // A folder of a million files may go at once.
-        "SET statement_timeout = '10min'",  // kPatience goes by it
+        "SET statement_timeout = '10min'",  // kStatementPatience goes by it
         // Looking up a directory takes less time than planning it, and a plan made for a library that is still small
         // must do for what it becomes during the scan.
         "SET plan_cache_mode = force_generic_plan",
@@ -115,7 +111,7 @@ LibraryTables::LibraryTables(PGconn* connection) : connection_(connection) {
 }
 
 PgResult LibraryTables::Run(const std::string& sql, std::span<const char* const> params, const char* what) {
-    PgResult result = Query(connection_, sql.c_str(), params, what, kPatience);
+    PgResult result = Query(connection_, sql.c_str(), params, what, kStatementPatience);
     if (!result) throw DatabaseError{};
     return result;
 }

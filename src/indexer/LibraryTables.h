@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <set>
 #include <span>
@@ -12,6 +13,11 @@
 #include "platform/media/NIMB_MEDIA_INFO.h"
 
 namespace MediaServer {
+
+/// How long a statement of the indexer may take before the server is given up on; its own limit ends it earlier.
+inline constexpr std::chrono::minutes kStatementPatience{11};
+/// Tells the other programs that the library has changed.
+inline constexpr char kRaiseGeneration[] = "UPDATE library SET generation = generation + 1";
 
 /// A row that the database holds about a file or directory.
 struct KnownRow {

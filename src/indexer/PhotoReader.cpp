@@ -20,9 +20,6 @@ namespace {
 /// No camera takes more; a few hundred bytes can claim to.
 constexpr std::int64_t kMostPixels = 500'000'000;
 
-/// EXIF's orientations from this one on are turned by a quarter (EXIF 2.3, 4.6.4.A, tag 274).
-constexpr long kFirstQuarterTurn = 5, kLastQuarterTurn = 8;
-
 /// Value of the first of the EXIF fields that is there.
 std::string Field(const Exiv2::ExifData& fields, std::initializer_list<const char*> names) {
     for (const char* name : names) {
@@ -77,7 +74,7 @@ bool ReadPicture(Exiv2::Image& picture, NIMB_MEDIA_INFO& record, std::string& re
     record.resolutiony = static_cast<std::int32_t>(height);
     const auto orientation = Exiv2::orientation(fields);
     const long turn = orientation == fields.end() || orientation->count() == 0 ? 0 : orientation->toLong();
-    if (turn >= kFirstQuarterTurn && turn <= kLastQuarterTurn) std::swap(record.resolutionx, record.resolutiony);
+    if (IsQuarterTurn(turn)) std::swap(record.resolutionx, record.resolutiony);
     const std::string taken = Field(fields, {"Exif.Photo.DateTimeOriginal", "Exif.Image.DateTimeOriginal",
                                              "Exif.Photo.DateTimeDigitized", "Exif.Image.DateTime"});
     if (std::optional<std::string> time = TimeOf(taken)) record.timetaken = *std::move(time);

@@ -35,8 +35,6 @@ constexpr std::size_t kMostDirectories = 500;
 /// Behind everything that somebody waits for.
 constexpr int kNiceness = 10;
 
-constexpr std::string_view kNames[] = {"NIMBPHOTO_THUMB_S.jpg", "NIMBPHOTO_THUMB_B.jpg"};
-
 bool IsAsOldAs(const std::string& thumbnail, const struct stat& photo) {
     struct stat status;
     return stat(thumbnail.c_str(), &status) == 0 && status.st_size > 0 &&
@@ -75,8 +73,8 @@ int WriteThumbnail(const std::string& path, std::string_view jpeg, const struct 
 /// @return 0 or an errno value.
 int Store(const std::string& folder, const Thumbnails& thumbnails, const struct stat& photo) {
     if (!MakeFolder(std::string(DirName(folder))) || !MakeFolder(folder)) return errno;
-    int error = WriteThumbnail(folder + "/" + std::string(kNames[0]), thumbnails.small, photo);
-    if (error == 0) error = WriteThumbnail(folder + "/" + std::string(kNames[1]), thumbnails.big, photo);
+    int error = WriteThumbnail(folder + "/" + std::string(kThumbnailNames[0]), thumbnails.small, photo);
+    if (error == 0) error = WriteThumbnail(folder + "/" + std::string(kThumbnailNames[1]), thumbnails.big, photo);
     return error;
 }
 
@@ -142,7 +140,7 @@ bool ThumbnailPass::Make(const std::string& photo_path) {
     struct stat photo;
     if (stat(photo_path.c_str(), &photo) != 0) return false;
     const std::string folder = PhotoThumbnailFolder(photo_path);
-    if (std::all_of(std::begin(kNames), std::end(kNames),
+    if (std::all_of(std::begin(kThumbnailNames), std::end(kThumbnailNames),
                     [&](std::string_view name) { return IsAsOldAs(folder + "/" + std::string(name), photo); })) {
         return false;
     }
@@ -173,7 +171,8 @@ void RemoveStaleThumbnails(const std::string& directory) {
     }
     for (const std::string& name : gone) {
         const std::string folder = top + "/" + name;
-        for (const std::string_view thumbnail : kNames) unlink((folder + "/" + std::string(thumbnail)).c_str());
+        for (const std::string_view thumbnail : kThumbnailNames)
+            unlink((folder + "/" + std::string(thumbnail)).c_str());
         rmdir(folder.c_str());
     }
     if (!gone.empty()) rmdir(top.c_str());

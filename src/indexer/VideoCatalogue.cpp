@@ -1,7 +1,6 @@
 #include "indexer/VideoCatalogue.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
 
 #include <json/json.h>
@@ -17,7 +16,6 @@ namespace {
 using LibReelhouse::kEpisode;
 using LibReelhouse::kMovie;
 
-constexpr std::chrono::minutes kPatience{11};
 constexpr std::size_t kSeenAtOnce = 500;
 constexpr char kDirectoriesAtOnce[] = "200";
 constexpr char kFilesAtOnce[] = "300";
@@ -110,7 +108,7 @@ VideoCatalogue::VideoCatalogue(PGconn* connection) : connection_(connection) {
 }
 
 PgResult VideoCatalogue::Run(const std::string& sql, std::span<const char* const> params, const char* what) {
-    PgResult result = Query(connection_, sql.c_str(), params, what, kPatience);
+    PgResult result = Query(connection_, sql.c_str(), params, what, kStatementPatience);
     if (!result) throw DatabaseError{};
     return result;
 }

@@ -14,8 +14,6 @@ inline constexpr char kCreateIncoming[] =
     " show_sort_title text, show_year integer, show_date text, show_nfo boolean,"
     " mapper_id integer, show_mapper_id integer, describes boolean)";
 
-inline constexpr char kRaiseGeneration[] = "UPDATE library SET generation = generation + 1";
-
 /// $1, $2: ids and stamps of directories. The descriptions of a folder may be those of a show, whose seasons lie below.
 inline constexpr char kNoteChangedNfos[] =
     "WITH changed AS (UPDATE directory AS d SET nfo_stamp = seen.stamp"

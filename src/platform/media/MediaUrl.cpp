@@ -87,11 +87,10 @@ std::string PhotoThumbnailFolder(std::string_view photo_path) {
 }
 
 std::string PhotoThumbnailPath(std::string_view photo_path, bool big) {
-    const std::string folder = PhotoThumbnailFolder(photo_path) + "/", size = big ? "B" : "S";
-    std::string path = folder + "NIMBPHOTO_THUMB_" + size + ".jpg";
+    const std::string folder = PhotoThumbnailFolder(photo_path) + "/";
+    const std::string path = folder + std::string(kThumbnailNames[big ? 1 : 0]);
     // Folders that were indexed long ago have a colon in the name.
-    if (!NLIBCFileExist(path.c_str())) path = folder + "NIMBPHOTO:THUMB_" + size + ".jpg";
-    return path;
+    return NLIBCFileExist(path.c_str()) ? path : folder + "NIMBPHOTO:THUMB_" + (big ? "B" : "S") + ".jpg";
 }
 
 void DMSGetThumbnailRes(std::int32_t width, std::int32_t height, std::int32_t* out_width, std::int32_t* out_height,

@@ -35,8 +35,9 @@ std::optional<MediaUrl> ParseMediaUrl(std::string_view path);
 
 /// Folder of a photo's thumbnails: "<dir>/@eaDir/<name>".
 std::string PhotoThumbnailFolder(std::string_view photo_path);
-/// Path of a photo's indexed thumbnail: "NIMBPHOTO_THUMB_S.jpg" (or "_B" for the big one) in that folder, or the older
-/// name with a colon when that file does not exist.
+/// What the small and the big thumbnail are called there.
+inline constexpr std::string_view kThumbnailNames[] = {"NIMBPHOTO_THUMB_S.jpg", "NIMBPHOTO_THUMB_B.jpg"};
+/// Path of a photo's indexed thumbnail, under its older name with a colon when it does not exist.
 std::string PhotoThumbnailPath(std::string_view photo_path, bool big);
 
 /// Size of an image scaled to fit a square of `max_side`, never enlarged, at least one pixel a side; 0x0 stays 0x0.

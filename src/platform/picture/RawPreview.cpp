@@ -15,9 +15,6 @@
 namespace MediaServer {
 namespace {
 
-/// EXIF's orientations from this one on are turned by a quarter (EXIF 2.3, 4.6.4.A, tag 274).
-constexpr long kFirstQuarterTurn = 5, kLastQuarterTurn = 8;
-
 /// The library keeps a table of names for XMP, which it asks the program to guard.
 void LockXmp(void* mutex, bool lock) {
     auto& guard = *static_cast<std::recursive_mutex*>(mutex);
@@ -48,7 +45,7 @@ RawPreview Upright(const Exiv2::PreviewImage& preview, long orientation) {
     picture->clearMetadata();
     picture->exifData()["Exif.Image.Orientation"] = static_cast<std::uint16_t>(orientation);
     picture->writeMetadata();
-    const bool turned = orientation >= kFirstQuarterTurn && orientation <= kLastQuarterTurn;
+    const bool turned = IsQuarterTurn(orientation);
     const int width = picture->pixelWidth(), height = picture->pixelHeight();
     return {ContentOf(picture->io()), turned ? height : width, turned ? width : height};
 }

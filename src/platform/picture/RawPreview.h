@@ -11,6 +11,11 @@ struct RawPreview {
     int width = 0, height = 0;  ///< pixels, of the upright picture
 };
 
+/// Whether a photo with that orientation is shown turned by a quarter (EXIF 2.3, 4.6.4.A, tag 274).
+constexpr bool IsQuarterTurn(long orientation) {
+    return orientation >= 5 && orientation <= 8;
+}
+
 /// The largest JPEG inside a camera raw file; nothing when there is none or the file cannot be read.
 /// Threads: any, at once.
 std::optional<RawPreview> ReadRawPreview(const std::string& path);
