@@ -101,6 +101,10 @@ const VideoKind* FindVideoKind(std::string_view table) {
     return kind == std::end(kKinds) ? nullptr : kind;
 }
 
+std::string SelectRecords(const VideoKind& kind) {
+    return std::string("SELECT ") + kind.columns + " FROM " + kind.table + " AS t" + kind.join;
+}
+
 const VideoField* FindVideoField(std::string_view table, std::string_view name) {
     const auto field = std::find_if(std::begin(kFields), std::end(kFields),
                                     [&](const VideoField& row) { return row.table == table && row.name == name; });

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 #include <string_view>
 
 #include "platform/videolibrary/VideoMetadataAPI.h"
@@ -24,6 +25,9 @@ struct VideoKind {
 /// @return null for a number that is no kind.
 const VideoKind* FindVideoKind(_VIDEO_TABLE_TYPE_ type);
 const VideoKind* FindVideoKind(std::string_view table);
+
+/// "SELECT … FROM …" of the records of a kind, for the conditions to follow.
+std::string SelectRecords(const VideoKind& kind);
 
 /// A kind of values that a record may have several of: its table, which is also the name of its column, the table
 /// "<name>_map" and the column "<name>_id" in that.

@@ -51,10 +51,7 @@ bool AppendFiles(const VideoKind& kind, std::uint32_t additional, const std::vec
     Parameters mappers;
     const std::string of_files = " WHERE t.mapper_id = ANY (" + mappers.Bind(ArrayText(mapper_ids)) + "::integer[])";
     Json::Value records;
-    if (!ReadRecords(std::string("SELECT ") + kind.columns + " FROM " + kind.table + " AS t" + kind.join + of_files,
-                     mappers, additional, records)) {
-        return false;
-    }
+    if (!ReadRecords(SelectRecords(kind) + of_files, mappers, additional, records)) return false;
     std::unordered_map<std::int32_t, Json::ArrayIndex> record_of;
     for (Json::ArrayIndex i = 0; i < records.size(); ++i) {
         record_of.emplace(ToInt(records[i]["mapper_id"].asString()), i);

@@ -111,10 +111,6 @@ std::string OrderText(const VideoKind& kind, std::string_view sort_by, _ORDER_DI
     return text + "t.id" + down;
 }
 
-std::string SelectText(const VideoKind& kind, const std::string& source) {
-    return std::string("SELECT ") + kind.columns + source + kind.join;
-}
-
 }  // namespace
 
 bool VideoMetadataAPI::List(const ListQuery& query, Json::Value& reply) {
@@ -131,10 +127,9 @@ bool VideoMetadataAPI::List(const ListQuery& query, Json::Value& reply) {
                             has_all ? Finding::ByIndex : Finding::BySorting, "list videos");
     if (!total || !ids) return false;
     Parameters page;
-    const std::string of_page = std::string(" FROM ") + kind->table + " AS t" + kind->join + " WHERE t.id = ANY (" +
-                                page.Bind(ArrayText(*ids)) + "::integer[])";
-    const std::string sql = std::string("SELECT ") + kind->columns + of_page + order;
-    if (!ReadRecords(sql, page, query.additional, reply[kind->list_key])) return false;
+    const std::string of_page = " WHERE t.id = ANY (" + page.Bind(ArrayText(*ids)) + "::integer[])";
+    if (!ReadRecords(SelectRecords(*kind) + of_page + order, page, query.additional, reply[kind->list_key]))
+        return false;
     reply["total"] = *total;
     reply["offset"] = query.page.offset;
     return true;
@@ -146,8 +141,7 @@ bool VideoMetadataAPI::GetInfo(_VIDEO_TABLE_TYPE_ type, std::uint32_t additional
     const std::optional<std::int32_t> row = ParseRowId(id);
     if (!kind || !row) return false;
     Parameters parameters;
-    const std::string sql = SelectText(*kind, std::string(" FROM ") + kind->table + " AS t") +
-                            " WHERE t.id = " + parameters.Bind(std::to_string(*row));
+    const std::string sql = SelectRecords(*kind) + " WHERE t.id = " + parameters.Bind(std::to_string(*row));
     reply = Json::Value(Json::objectValue);
     return ReadRecords(sql, parameters, additional, reply[kind->list_key]) && !reply[kind->list_key].empty();
 }
