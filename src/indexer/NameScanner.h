@@ -9,7 +9,7 @@
 
 #include "platform/text/Text.h"
 
-namespace MediaServer {
+namespace MediaServer::Names {
 
 /// What stands between the words of a name.
 inline constexpr std::string_view kBetween = " ._-";
@@ -96,4 +96,4 @@ inline bool BeginsWord(std::string_view text, std::size_t at) {
     return at == 0 || !IsWord(text[at - 1]);
 }
 
-}  // namespace MediaServer
+}  // namespace MediaServer::Names

@@ -12,6 +12,7 @@
 namespace MediaServer {
 namespace {
 
+using namespace Names;
 using LibReelhouse::kEpisode;
 using LibReelhouse::kMovie;
 using LibReelhouse::kTvRecord;
