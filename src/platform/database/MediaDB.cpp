@@ -205,7 +205,8 @@ std::int32_t MediaDB::SelectMarkedPage(std::string_view order, std::int32_t offs
     const std::string list = SelectText("id", " ORDER BY " + key);
     const auto name_of = [&list](std::int32_t step) { return list + " #" + std::to_string(step); };
     std::optional<Mark> mark;
-    for (std::int32_t step = offset / kDeepOffset; step > 0 && !mark; --step) {
+    const std::int32_t least = std::max((offset - kFarRows) / kDeepOffset, 1);  // marks before are too far
+    for (std::int32_t step = offset / kDeepOffset; step >= least && !mark; --step) {
         mark = Cache().marks.Find(name_of(step), generation_);
         if (mark && mark->place > offset) mark.reset();
     }
