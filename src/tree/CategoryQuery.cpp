@@ -258,13 +258,16 @@ std::int32_t CategoryQuery::WriteLevel(std::int32_t& total) {
         if (db.Failed()) return kActionFailed;
     }
     if (level.letters && start <= groups && (query_.count <= 0 || written < query_.count)) {
-        const std::string_view inner = query_.inner_separator;
-        out_.SerializeContainerWithCount(ids.Field(inner, inner), BrowsedId(),
-                                         strings_.Translate("class_letter_others"), query_.ListedChildCount(),
-                                         ObjectType::kContainer);
+        WriteOtherLetters(ids);
         ++written;
     }
     return written;
+}
+
+void CategoryQuery::WriteOtherLetters(ChildId& ids) {
+    const std::string_view inner = query_.inner_separator;
+    out_.SerializeContainerWithCount(ids.Field(inner, inner), BrowsedId(), strings_.Translate("class_letter_others"),
+                                     query_.ListedChildCount(), ObjectType::kContainer);
 }
 
 void CategoryQuery::WriteGroup(const CategoryLevel& level, ChildId& ids, const MediaDB& row) {

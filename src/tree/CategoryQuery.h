@@ -43,6 +43,7 @@ private:
 
     std::int32_t WriteLevel(std::int32_t& total);
     void WriteGroup(const CategoryLevel& level, ChildId& ids, const MediaDB& row);
+    void WriteOtherLetters(ChildId& ids);
     std::int32_t WriteItemPage(std::int32_t& total);
     void LogItemConditions() const;
 
