@@ -1,15 +1,76 @@
 #include "platform/upnp/DeviceDescription.h"
 
 #include <algorithm>
-#include <map>
+#include <utility>
 
 #include "platform/system/Files.h"
 #include "platform/text/Text.h"
-#include "platform/upnp/UpnpLibrary.h"
 #include "platform/upnp/UpnpLimits.h"
 #include "platform/xml/XmlReader.h"
 
 namespace MediaServer {
+namespace {
+
+/// Where the text of an element goes.
+struct ServiceElement {
+    std::string_view name;
+    std::string ServiceDescription::*member;
+    bool is_url = false;
+};
+constexpr ServiceElement kServiceElements[] = {
+    {"serviceType", &ServiceDescription::type},
+    {"serviceId", &ServiceDescription::id},
+    {"controlURL", &ServiceDescription::control_path, true},
+    {"eventSubURL", &ServiceDescription::event_path, true},
+};
+
+/// Collects the services of a document as its elements begin and end.
+class ServiceCollector {
+public:
+    explicit ServiceCollector(std::string_view base_path) : base_path_(base_path) {}
+
+    void Start(std::string_view name) {
+        if (name == "device") devices_.push_back({{}, services_.size()});
+    }
+    void End(std::string_view name, std::string_view text) {
+        if (name == "UDN" && !devices_.empty()) SetUdn(text);
+        if (name == "device" && !devices_.empty()) EndDevice();
+        if (name == "service") services_.push_back(std::exchange(service_, {}));
+        for (const ServiceElement& element : kServiceElements)
+            if (element.name == name) {
+                service_.*element.member = element.is_url ? ResolvePath(base_path_, text) : std::string(text);
+            }
+    }
+    /// Nothing when no device said which it is.
+    std::optional<std::vector<ServiceDescription>> Services() const {
+        return found_udn_ ? std::optional(services_) : std::nullopt;
+    }
+
+private:
+    struct Device {
+        std::string udn;
+        std::size_t first_service;
+    };
+
+    void SetUdn(std::string_view text) {
+        devices_.back().udn = text;
+        found_udn_ = found_udn_ || !text.empty();
+    }
+    /// The UDN may stand after the services.
+    void EndDevice() {
+        for (std::size_t i = devices_.back().first_service; i < services_.size(); ++i)
+            if (services_[i].udn.empty()) services_[i].udn = devices_.back().udn;
+        devices_.pop_back();
+    }
+
+    const std::string_view base_path_;
+    std::vector<ServiceDescription> services_;
+    std::vector<Device> devices_;  // that enclose the current element, outermost first
+    ServiceDescription service_;
+    bool found_udn_ = false;
+};
+
+}  // namespace
 
 std::string PathOfUrl(std::string_view url) {
     constexpr std::string_view kScheme = "http://";
@@ -27,49 +88,20 @@ std::string ResolvePath(std::string_view base_path, std::string_view url) {
 }
 
 std::optional<std::vector<ServiceDescription>> ReadServices(std::string_view document, std::string_view base_path) {
-    std::vector<ServiceDescription> services;
-    std::vector<std::string> udns;            // of the devices that enclose the current element, outermost first
-    std::vector<std::size_t> first_services;  // where their services begin
-    ServiceDescription service;
+    ServiceCollector collector(base_path);
     std::string text;
-    bool found_udn = false;
-    const auto end = [&](std::string_view name) {
-        const std::string_view value = TrimBlanks(text);
-        if (name == "UDN" && !udns.empty()) {
-            udns.back() = value;
-            found_udn = found_udn || !value.empty();
-        } else if (name == "serviceType") {
-            service.type = value;
-        } else if (name == "serviceId") {
-            service.id = value;
-        } else if (name == "controlURL") {
-            service.control_path = ResolvePath(base_path, value);
-        } else if (name == "eventSubURL") {
-            service.event_path = ResolvePath(base_path, value);
-        } else if (name == "service") {
-            services.push_back(std::move(service));
-            service = {};
-        } else if (name == "device" && !udns.empty()) {
-            // The UDN may stand after the services.
-            for (std::size_t i = first_services.back(); i < services.size(); ++i)
-                if (services[i].udn.empty()) services[i].udn = udns.back();
-            udns.pop_back();
-            first_services.pop_back();
-        }
-    };
     const bool whole = ReadXml(document, {UpnpLimits::kDescriptionElements, UpnpLimits::kDescriptionBytes},
                                [&](const XmlEvent& event) {
-                                   if (event.kind == XmlEvent::Kind::Text) text += event.text;
-                                   if (event.kind == XmlEvent::Kind::End) end(event.name);
-                                   if (event.kind == XmlEvent::Kind::Start && event.name == "device") {
-                                       udns.emplace_back();
-                                       first_services.push_back(services.size());
+                                   if (event.kind == XmlEvent::Kind::Text) {
+                                       text += event.text;
+                                       return true;
                                    }
-                                   if (event.kind != XmlEvent::Kind::Text) text.clear();
+                                   if (event.kind == XmlEvent::Kind::Start) collector.Start(event.name);
+                                   if (event.kind == XmlEvent::Kind::End) collector.End(event.name, TrimBlanks(text));
+                                   text.clear();
                                    return true;
                                });
-    if (!whole || !found_udn) return std::nullopt;
-    return services;
+    return whole ? collector.Services() : std::nullopt;
 }
 
 std::optional<DeviceNames> ReadDeviceNames(std::string_view document, const std::vector<std::string>& wanted) {

@@ -13,6 +13,7 @@
 
 #include "platform/http/HttpServer.h"
 #include "platform/text/TextBuffer.h"
+#include "platform/upnp/DeviceDescription.h"
 #include "platform/upnp/Subnet.h"
 
 namespace MediaServer {
@@ -103,16 +104,11 @@ private:
     std::unique_ptr<Impl> impl_;
 };
 
-/// Names of a device, read from its description document: "modelName", "friendlyName", … to the text of the first
-/// element of that name; absent or empty ones are missing.
-using DeviceNames = std::map<std::string, std::string>;
 /// Downloads a description (at most 256 KiB, 5 s, http only, no redirects, only from who announced it or a host of
 /// `subnets`, by an IPv4 literal) and reads the wanted element texts. Nothing on failure. Bytes from the network never
 /// reach the DOM parser.
 std::optional<DeviceNames> UpnpDownloadXmlDoc(const std::string& url, const std::string& sender,
                                               const std::vector<Subnet>& subnets,
                                               const std::vector<std::string>& wanted);
-/// The reading part alone, for documents already in memory.
-std::optional<DeviceNames> ReadDeviceNames(std::string_view document, const std::vector<std::string>& wanted);
 
 }  // namespace MediaServer
