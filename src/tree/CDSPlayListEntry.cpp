@@ -17,7 +17,7 @@ namespace {
 
 constexpr int kLocalOnly = 1;
 
-/// The playlist library wants one caller at a time.
+/// In the whole process one at a time, as the parser of playlists wants it.
 PlaylistRecPtr ParseOneAtATime(std::int32_t row, std::int32_t& total, std::int32_t start, std::int32_t count,
                                const char* fields) {
     static std::mutex mutex;

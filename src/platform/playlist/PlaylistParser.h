@@ -29,7 +29,7 @@ using PlaylistRecPtr = std::unique_ptr<NIMBPlaylistRec, PlaylistRecDeleter>;
 /// @param local_only   reserved; entries that are no local files are always left out.
 /// @return the page, to be freed with NIMBPlaylistRecFree; null when there is no such playlist (any more), or its file
 ///     or the database cannot be read (logged).
-/// Threads: any. The callers hold one process-wide mutex all the same, as the interface asks for.
+/// Threads: one at a time, which the callers see to: each call may hold the whole text of a playlist in memory.
 NIMBPlaylistRec* ParsePlayListByField(std::int32_t row, std::int32_t& total, std::int32_t start, std::int32_t count,
                                       const char* fields, int local_only);
 
