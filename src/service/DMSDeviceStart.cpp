@@ -179,9 +179,10 @@ bool DMSDevice::PrepareWebServer() {
         return false;
     }
     LearnInterfaces();
-    virtual_dirs_ = std::make_unique<VirtualDirs>(WebContext{
-        Directory(), *this,
-        [this](const std::string& user_agent) { return descriptions_.SelectDescription(user_agent); }, interfaces_});
+    virtual_dirs_ = std::make_unique<VirtualDirs>(
+        WebContext{Directory(), *this,
+                   [this](const std::string& user_agent) { return descriptions_.SelectDescription(user_agent); },
+                   [this](const std::string& client) { return MacOfClient(client); }});
     virtual_dirs_->RegisterVirtualDirs(library_);
     return true;
 }

@@ -295,7 +295,7 @@ bool VirtualDirs::IsRefused(const std::string& mac) const {
 
 /// The neighbour table comes before the client list: an address may have passed to another device since it was listed.
 std::string VirtualDirs::FindMac(const std::string& address) const {
-    std::string mac = FindClientMAC(context_.interfaces, address);
+    std::string mac = context_.mac_of_client(address);
     if (mac != kUnknownMAC) return mac;
     mac = context_.clients.FindMacByIP(address);
     return mac.empty() ? kUnknownMAC : mac;

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <functional>
-#include <map>
 #include <optional>
 #include <string>
 
@@ -20,7 +19,8 @@ struct WebContext {
     DMSClientList& clients;
     /// Path of the description variant for a user agent (empty for a client that sent none).
     std::function<std::string(const std::string& agent)> select_description;
-    std::map<std::string, std::string> interfaces;  ///< this machine's own: MAC address to IP address
+    /// MAC address of a client as the network has it, kUnknownMAC when it does not know.
+    std::function<std::string(const std::string& address)> mac_of_client;
 };
 
 /// The URL space that the daemon itself serves: the device description per client, the icons, the browse pages, and

@@ -39,13 +39,14 @@ protected:
         </entrylist></menu>)");
         directory = std::make_unique<ContentDirectoryService>(strings);
         EXPECT_TRUE(directory->LoadMenu(root / "menu.xml", {}, false));
-        dirs = std::make_unique<VirtualDirs>(WebContext{*directory,
-                                                        clients,
+        dirs = std::make_unique<VirtualDirs>(WebContext{*directory, clients,
                                                         [this](const std::string& agent) {
                                                             return root / (agent.empty() ? "tmp/dms/s_empty_agent.xml"
                                                                                          : "tmp/dms/s_device.xml");
                                                         },
-                                                        {{kHereMac, kHere}}});
+                                                        [](const std::string& address) {
+                                                            return FindClientMAC({{kHereMac, kHere}}, address);
+                                                        }});
         web = dirs->Callbacks();
     }
 
