@@ -118,10 +118,8 @@ std::optional<ByteVector> FromTagLib(const std::string& path) {
                        ReadAs<TagLib::WavPack::File>(file, art, [](auto& f) { return FromApe(f.APETag()); }) ||
                        ReadAs<TagLib::MPC::File>(file, art, [](auto& f) { return FromApe(f.APETag()); }) ||
                        ReadAs<TagLib::Ogg::File>(file, art, [](auto& f) {
-                           const auto* comment = dynamic_cast<TagLib::Ogg::XiphComment*>(f.tag());
-                           return comment == nullptr
-                                      ? ByteVector()
-                                      : FromFlacPictures(const_cast<TagLib::Ogg::XiphComment*>(comment)->pictureList());
+                           auto* comment = dynamic_cast<TagLib::Ogg::XiphComment*>(f.tag());
+                           return comment == nullptr ? ByteVector() : FromFlacPictures(comment->pictureList());
                        });
     if (!known) return std::nullopt;
     return art;
