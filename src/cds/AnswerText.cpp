@@ -18,7 +18,7 @@ std::int32_t WriteAnswer(std::int32_t start, std::int32_t count, const CDSDIDLSe
     const std::int64_t wanted = count == 0 ? INT32_MAX : count;
     std::int32_t written = list(start, static_cast<std::int32_t>(std::min(wanted, kPortion)), total);
     const std::int64_t size = std::min<std::int64_t>(wanted, total - std::max(start, 0));
-    for (std::int64_t done = kPortion; written > 0 && done < size; done += kPortion) {
+    for (std::int64_t done = kPortion; written > 0 && done < size && !answer.IsBroken(); done += kPortion) {
         const std::int64_t portion = std::min(size - done, kPortion);
         const auto bytes = static_cast<std::int64_t>(answer.Text().size());
         if (bytes + bytes / written * portion > kMostAnswerBytes) break;

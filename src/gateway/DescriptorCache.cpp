@@ -35,8 +35,10 @@ void DescriptorCache::Add(const std::string& key, const UniqueFd& file) {
         index_.erase(entries_.back().key);
         entries_.pop_back();
     }
-    entries_.push_front({key, std::move(copy), bytes});
-    index_.emplace(entries_.front().key, entries_.begin());
+    std::list<Entry> added;
+    added.push_front({key, std::move(copy), bytes});
+    index_.emplace(added.front().key, added.begin());
+    entries_.splice(entries_.begin(), added);
     bytes_ += bytes;
 }
 

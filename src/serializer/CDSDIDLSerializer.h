@@ -53,8 +53,8 @@ public:
 
     /// True when memory ran out: the text is then not whole.
     bool IsBroken() const { return buffer_.IsBroken() || body_.IsBroken(); }
-    /// The accumulated text without a copy; valid until the next object.
-    std::string_view Text() const { return buffer_.View().substr(kDIDLOpen.size()); }
+    /// The accumulated text without a copy, empty when it is broken; valid until the next object.
+    std::string_view Text() const { return IsBroken() ? std::string_view() : buffer_.View().substr(kDIDLOpen.size()); }
     /// The text as a whole document. Nothing can be written afterwards.
     TextBuffer TakeDocument() {
         buffer_.Append(kDIDLClose);

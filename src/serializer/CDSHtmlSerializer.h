@@ -26,6 +26,8 @@ public:
     void SerializeMusicItem(std::string_view id, std::string_view parent_id, const NIMB_MEDIA_INFO& record) override;
     std::string GetResult() const override { return std::string(buffer_.View()); }
 
+    /// True when memory ran out: the text is then not whole.
+    bool IsBroken() const { return buffer_.IsBroken(); }
     /// The accumulated text without a copy; valid until the next object.
     std::string_view Text() const { return buffer_.View(); }
 

@@ -4,24 +4,42 @@
 
 namespace MediaServer {
 namespace {
+
 constexpr std::chrono::minutes kWindow{1};
-}
+
+/// One more, while it lives.
+class Counted {
+public:
+    explicit Counted(int& count) : count_(count) { ++count_; }
+    ~Counted() { --count_; }
+    Counted(const Counted&) = delete;
+    Counted& operator=(const Counted&) = delete;
+
+private:
+    int& count_;
+};
+
+}  // namespace
 
 std::unique_ptr<DownloadGate::Ticket> DownloadGate::Enter(const std::string& address, const std::string& location,
                                                           Clock::time_point now) {
     const Clock::time_point asked = Clock::now();
+    // Made first: a place that is taken must not be lost for want of memory.
+    auto ticket = std::make_unique<Ticket>(address);
     std::unique_lock lock(mutex_);
     Verdict verdict = Admit(address, location, now);
     if (verdict == Verdict::Busy && waiting_ < kMaxWaiting) {
-        ++waiting_;
+        const Counted waiting(waiting_);
         place_is_free_.wait_until(lock, asked + patience_, [&] {
             verdict = Admit(address, location, now + (Clock::now() - asked));
             return verdict != Verdict::Busy;
         });
-        --waiting_;
     }
     lock.unlock();
-    if (verdict == Verdict::Admitted) return std::make_unique<Ticket>(*this, address);
+    if (verdict == Verdict::Admitted) {
+        ticket->gate_ = this;
+        return ticket;
+    }
     if (verdict != Verdict::Repeated) {
         DMSPrintf(2, "did not download renderer description \"%s\" of %s: too many %s", location.c_str(),
                   address.c_str(), verdict == Verdict::Busy ? "at once" : "in a minute");
@@ -45,8 +63,8 @@ DownloadGate::Verdict DownloadGate::Admit(const std::string& address, const std:
     if (is_repeated) return Verdict::Repeated;
     if (source.downloads >= kMaxPerMinute) return Verdict::Refused;
     if (source.is_active || active_ >= kMaxAtOnce) return Verdict::Busy;
+    source.last_location = location;  // may fail; nothing else from here on
     source.is_active = true;
-    source.last_location = location;
     source.last_download = now;
     ++source.downloads;
     ++active_;

@@ -20,13 +20,16 @@ public:
     /// One download under way; its end is the end of the object. The gate outlives it.
     class Ticket {
     public:
-        Ticket(DownloadGate& gate, std::string address) : gate_(gate), address_(std::move(address)) {}
-        ~Ticket() { gate_.Leave(address_); }
+        explicit Ticket(std::string address) : address_(std::move(address)) {}
+        ~Ticket() {
+            if (gate_) gate_->Leave(address_);
+        }
         Ticket(const Ticket&) = delete;
         Ticket& operator=(const Ticket&) = delete;
 
     private:
-        DownloadGate& gate_;
+        friend class DownloadGate;
+        DownloadGate* gate_ = nullptr;  // once it is admitted
         const std::string address_;
     };
 

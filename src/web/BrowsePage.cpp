@@ -99,7 +99,7 @@ bool RenderList(Browser& object, bool is_root, const PageSink& sink) {
             if (!is_root && !sink(object.ParentLink())) return false;
             if (!sink("<ul>")) return false;
         }
-        if (!sink(list.Text())) return false;
+        if (list.IsBroken() || !sink(list.Text())) return false;
         // A portion that failed or came out empty ends the list: the library has changed meanwhile.
         if (listed <= 0) break;
         start += listed;

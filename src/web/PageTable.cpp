@@ -23,24 +23,29 @@ bool PageTable::MakeRoomLocked(std::size_t most, Counts counts, Pages& expired) 
     return true;
 }
 
-bool PageTable::Add(const std::string& url, const std::string& client, const std::string& path, Clock::time_point now) {
-    Pages expired;
+bool PageTable::Add(const std::string& url, const std::string& client, const std::string& path,
+                    Clock::time_point now) try {
+    // All that needs memory comes first.
+    Pages page, expired;
+    page.push_back({url, client, path, now, false});
     bool added = false;
     {
         const std::lock_guard lock(mutex_);
-        for (auto page = pages_.begin(); page != pages_.end();) {
-            const auto next = std::next(page);
-            if (!page->open && now - page->rendered > kStaleAfter) expired.splice(expired.end(), pages_, page);
-            page = next;
+        for (auto other = pages_.begin(); other != pages_.end();) {
+            const auto next = std::next(other);
+            if (!other->open && now - other->rendered > kStaleAfter) expired.splice(expired.end(), pages_, other);
+            other = next;
         }
-        const auto of_address = [&](const Page& page) { return page.client == client; };
+        const auto of_address = [&](const Page& other) { return other.client == client; };
         const auto any = [](const Page&) { return true; };
         added = MakeRoomLocked(kMostOfAddress, of_address, expired) && MakeRoomLocked(kMostPages, any, expired);
-        if (added) pages_.push_back({url, client, path, now, false});
+        (added ? pages_ : expired).splice(added ? pages_.end() : expired.end(), page);
     }
-    for (const Page& page : expired) ::unlink(page.path.c_str());
-    if (!added) ::unlink(path.c_str());
+    for (const Page& other : expired) ::unlink(other.path.c_str());
     return added;
+} catch (...) {
+    ::unlink(path.c_str());
+    throw;
 }
 
 std::optional<std::string> PageTable::Open(const std::string& url, const std::string& client) {

@@ -28,7 +28,7 @@ public:
     /// Removes the files that are left.
     ~PageTable();
 
-    /// Takes over a file. @return false (the file is then removed) when all places, or those of the
+    /// Takes over a file, whatever happens. @return false (the file is then removed) when all places, or those of the
     /// address, are taken by transfers under way.
     bool Add(const std::string& url, const std::string& client, const std::string& path, Clock::time_point now);
     /// The requester's newest page that is not open yet, which now is; its file then stays until Remove.

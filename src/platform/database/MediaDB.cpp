@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstdio>
 #include <variant>
 
 #include "platform/database/GenerationCache.h"
@@ -287,11 +288,11 @@ std::int32_t MediaDB::ShowRows(std::shared_ptr<const PGresult> rows, int first, 
 /// failures, do not disturb the reading.
 std::int32_t MediaDB::OpenCursor(const std::string& select) {
     thread_local unsigned counter = 0;
-    const std::string name = "media_rows_" + std::to_string(++counter);
+    std::string name = "media_rows_" + std::to_string(++counter);
     if (!Run("DECLARE " + name + " SCROLL CURSOR WITH HOLD FOR " + select, "open a list of media")) return -1;
-    cursor_ = name;
-    const PgResult all = Run("MOVE FORWARD ALL IN " + name, "count a list of media");
-    if (!all || !Run("MOVE ABSOLUTE 0 IN " + name, "rewind a list of media")) return -1;
+    cursor_ = std::move(name);
+    const PgResult all = Run("MOVE FORWARD ALL IN " + cursor_, "count a list of media");
+    if (!all || !Run("MOVE ABSOLUTE 0 IN " + cursor_, "rewind a list of media")) return -1;
     return ToInt(PQcmdTuples(all.get()));
 }
 
@@ -302,10 +303,12 @@ bool MediaDB::FetchChunk() {
     return ShowRows(std::move(rows), 0, count) > 0;
 }
 
-void MediaDB::CloseCursor() {
+void MediaDB::CloseCursor() noexcept {
     if (cursor_.empty()) return;
+    char sql[64];  // the destructor must do without memory
+    std::snprintf(sql, sizeof sql, "CLOSE %s", cursor_.c_str());
     // A connection that was lost took its cursors along.
-    if (PQstatus(connection_) == CONNECTION_OK) Run("CLOSE " + cursor_, "close a list of media");
+    if (PQstatus(connection_) == CONNECTION_OK) Query(connection_, sql, {}, "close a list of media");
     cursor_.clear();
 }
 

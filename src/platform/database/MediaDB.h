@@ -86,7 +86,7 @@ private:
     std::int32_t ShowRows(std::shared_ptr<const PGresult> rows, int first, int end);
     std::int32_t OpenCursor(const std::string& select);
     bool FetchChunk();
-    void CloseCursor();
+    void CloseCursor() noexcept;
     bool HasRow() const;
 
     MediaKind table_;

@@ -33,6 +33,23 @@ HttpResponse Acceptance(const std::string& sid, const RelayAnswer& answer, int s
 
 }  // namespace
 
+/// A place taken, given back in the end unless a subscription has got it.
+class Subscriptions::Place {
+public:
+    Place(Subscriptions& subscriptions, std::string key) : subscriptions_(subscriptions), key_(std::move(key)) {}
+    ~Place() {
+        const std::lock_guard lock(subscriptions_.mutex_);
+        subscriptions_.entries_.erase(key_);
+    }
+    Place(const Place&) = delete;
+    Place& operator=(const Place&) = delete;
+    const std::string& Key() const { return key_; }
+
+private:
+    Subscriptions& subscriptions_;
+    const std::string key_;
+};
+
 HttpResponse Subscriptions::Answer(const HttpRequest& request, const std::string& event_path) {
     GenaKind kind{};
     if (const int status = ClassifyGenaRequest(request, kind)) return PlainResponse(status);
@@ -52,20 +69,19 @@ HttpResponse Subscriptions::Subscribe(const HttpRequest& request, const std::str
     const auto callback = CheckCallback(request.Header("callback"), request.client_address, subnet_);
     if (!callback) return PlainResponse(kPreconditionFailed);
     Ended ended;
-    const std::string place = TakePlace(request.client_address, event_path, ended);
+    const Place place(*this, TakePlace(request.client_address, event_path, ended));
     TellLibrary(ended);
-    if (place.empty()) return PlainResponse(kTooMany);
+    if (place.Key().empty()) return PlainResponse(kTooMany);
 
     const int seconds = SubscriptionSeconds(request.Header("timeout"));
     const RelayAnswer answer =
         RelayToLoopback(port_, "SUBSCRIBE", event_path,
                         {{"CALLBACK", *callback}, {"NT", "upnp:event"}, {"TIMEOUT", TimeoutText(seconds)}});
     const auto sid = answer.headers.find("sid");
-    const bool accepted = answer.status == 200 && sid != answer.headers.end();
+    if (answer.status != 200 || sid == answer.headers.end()) return Refusal(answer);
 
     const std::lock_guard lock(mutex_);
-    auto entry = entries_.extract(place);
-    if (!accepted) return Refusal(answer);
+    auto entry = entries_.extract(place.Key());
     entry.key() = sid->second;
     entry.mapped().heard = Clock::now();
     entry.mapped().expires = entry.mapped().heard + std::chrono::seconds(seconds);

@@ -34,6 +34,7 @@ private:
         Clock::time_point heard;  // when it was made or renewed last
         Clock::time_point expires = Clock::time_point::max();
     };
+    class Place;
     using Entries = std::map<std::string, Entry>;
     using Ended = std::vector<std::pair<std::string, std::string>>;  // SID, event path
 

@@ -27,11 +27,17 @@ constexpr RootFile kRootFiles[] = {
 /// An open handle of a virtual directory. Shared by the answer and the copies that its function type makes of it.
 class OpenHandle {
 public:
-    OpenHandle(const VirtualDirCallbacks& callbacks, void* handle) : callbacks_(callbacks), handle_(handle) {}
-    ~OpenHandle() { callbacks_.close(handle_); }
+    explicit OpenHandle(const VirtualDirCallbacks& callbacks) : callbacks_(callbacks) {}
+    ~OpenHandle() {
+        if (handle_) callbacks_.close(handle_);
+    }
     OpenHandle(const OpenHandle&) = delete;
     OpenHandle& operator=(const OpenHandle&) = delete;
 
+    bool Open(const WebRequest& request, const std::string& name) {
+        handle_ = callbacks_.open(request, name, false);
+        return handle_ != nullptr;
+    }
     std::ptrdiff_t Read(std::uint64_t offset, char* buffer, std::size_t size) {
         if (offset != position_ && callbacks_.seek(handle_, static_cast<std::int64_t>(offset), SEEK_SET) != 0)
             return -1;
@@ -47,15 +53,9 @@ public:
 
 private:
     const VirtualDirCallbacks callbacks_;
-    void* const handle_;
+    void* handle_ = nullptr;
     std::uint64_t position_ = 0;
 };
-
-HttpResponse BusyResponse() {
-    HttpResponse response = PlainResponse(503);
-    response.headers.emplace_back("Retry-After", "1");
-    return response;
-}
 
 }  // namespace
 
@@ -65,12 +65,11 @@ HttpResponse ServeVirtualFile(const HttpRequest& request, const VirtualDirCallba
     WebFileInfo info;
     if (!callbacks.get_info || !callbacks.open || !callbacks.close) return PlainResponse(404);
     const bool is_known = callbacks.get_info(web, name, info);
-    if (info.is_busy) return BusyResponse();
+    if (info.is_busy) return PlainResponse(503);
     if (!is_known || info.is_directory) return PlainResponse(404);
     if (!info.is_readable) return PlainResponse(403);
-    void* opened = callbacks.open(web, name, false);
-    if (!opened) return PlainResponse(404);
-    const auto handle = std::make_shared<OpenHandle>(callbacks, opened);
+    const auto handle = std::make_shared<OpenHandle>(callbacks);
+    if (!handle->Open(web, name)) return PlainResponse(404);
     if (UniqueFd file = handle->Descriptor()) return ServeDescriptor(request, std::move(file), info.content_type);
 
     HttpResponse response;
