@@ -46,6 +46,7 @@ FolderWatch::FolderWatch(const std::string& folders_file)
     }
     folders_watch_ = inotify_add_watch(inotify_.get(), std::string(DirName(folders_file)).c_str(),
                                        IN_CLOSE_WRITE | IN_MOVED_TO | IN_DELETE);
+    if (folders_watch_ < 0) LogUnwatched(std::string(DirName(folders_file)), std::strerror(errno));
 }
 
 void FolderWatch::Add(const std::string& directory) {
@@ -54,13 +55,20 @@ void FolderWatch::Add(const std::string& directory) {
     const int watch = inotify_add_watch(inotify_.get(), directory.c_str(), kEvents);
     if (watch >= 0) {
         directories_.insert_or_assign(watch, directory);
-    } else if (errno == ENOSPC && complete_) {
-        DMSPrintf(0,
-                  "could not watch directory \"%s\": the system's limit of watches is reached (raise "
-                  "fs.inotify.max_user_watches); the shared folders are scanned again from time to time",
-                  directory.c_str());
-        complete_ = false;
+    } else if (errno != ENOENT && errno != ENOTDIR && errno != EACCES) {  // there is nothing to see
+        LogUnwatched(directory, errno == ENOSPC ? "the system's limit of watches is reached (raise "
+                                                  "fs.inotify.max_user_watches)"
+                                                : std::strerror(errno));
     }
+}
+
+/// Tells of the first directory only: it may be one of thousands.
+void FolderWatch::LogUnwatched(const std::string& directory, const char* reason) {
+    if (complete_) {
+        DMSPrintf(0, "could not watch directory \"%s\": %s; the shared folders are scanned again from time to time",
+                  directory.c_str(), reason);
+    }
+    complete_ = false;
 }
 
 FolderWatch::Changes FolderWatch::Wait(milliseconds patience) {

@@ -36,6 +36,7 @@ private:
     bool IsReadable(std::chrono::milliseconds patience) const;
     void Read(Changes& changes);
     void Take(const inotify_event& event, Changes& changes);
+    void LogUnwatched(const std::string& directory, const char* reason);
 
     UniqueFd inotify_;
     std::string folders_file_name_;

@@ -11,6 +11,9 @@
 namespace MediaServer {
 namespace {
 
+/// Storing some rows takes milliseconds.
+constexpr std::chrono::minutes kRowsPatience{1};
+
 constexpr MediaKind kFileKinds[] = {MediaKind::Music, MediaKind::Video, MediaKind::Photo, MediaKind::Playlist};
 constexpr MediaKind kAllKinds[] = {MediaKind::Music, MediaKind::Video, MediaKind::Photo, MediaKind::Playlist,
                                    MediaKind::Directory};
@@ -200,7 +203,7 @@ const std::string& LibraryTables::InsertText(MediaKind kind) {
     return text;
 }
 
-bool LibraryTables::TryPutFiles(MediaKind kind, std::span<const MediaRow> rows, std::string* reason) {
+bool LibraryTables::TryPutFiles(MediaKind kind, std::span<const MediaRow> rows, std::string& reason) {
     std::string json = "[";
     for (const MediaRow& row : rows) {
         if (json.size() > 1) json.push_back(',');
@@ -208,19 +211,16 @@ bool LibraryTables::TryPutFiles(MediaKind kind, std::span<const MediaRow> rows, 
     }
     json.push_back(']');
     const char* const params[] = {json.c_str()};
-    const PgResult result{PQexecParams(connection_, InsertText(kind).c_str(), 1, nullptr, params, nullptr, nullptr, 0)};
-    if (PQresultStatus(result.get()) == PGRES_COMMAND_OK) return true;
-    *reason = PQresultErrorField(result.get(), PG_DIAG_MESSAGE_PRIMARY) ?: PQerrorMessage(connection_);
-    return false;
+    return TryQuery(connection_, InsertText(kind).c_str(), params, kRowsPatience, reason) != nullptr;
 }
 
 std::size_t LibraryTables::PutFiles(MediaKind kind, std::span<const MediaRow> rows) {
     std::string reason;
-    if (rows.empty() || TryPutFiles(kind, rows, &reason)) return 0;
+    if (rows.empty() || TryPutFiles(kind, rows, reason)) return 0;
     // One row that the database does not take must not cost the others.
     std::size_t refused = 0;
     for (const MediaRow& row : rows) {
-        if (rows.size() > 1 && TryPutFiles(kind, {&row, 1}, &reason)) continue;
+        if (rows.size() > 1 && TryPutFiles(kind, {&row, 1}, reason)) continue;
         DMSPrintf(0, "could not store \"%s\": %s", row.record.path.c_str(), reason.c_str());
         if (PQstatus(connection_) != CONNECTION_OK) throw DatabaseError{};
         ++refused;

@@ -72,7 +72,7 @@ public:
 
 private:
     PgResult Run(const std::string& sql, std::span<const char* const> params, const char* what);
-    bool TryPutFiles(MediaKind kind, std::span<const MediaRow> rows, std::string* reason);
+    bool TryPutFiles(MediaKind kind, std::span<const MediaRow> rows, std::string& reason);
     void MarkAllGone(const std::string& condition);
     const std::string& InsertText(MediaKind kind);
 

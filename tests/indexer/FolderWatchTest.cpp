@@ -50,6 +50,7 @@ TEST(FolderWatch, TellsTheDirectoriesThatChanged) {
     std::filesystem::rename(files.Path("conf/new"), files.Path("conf/media_folders.conf"));
     EXPECT_TRUE(watch.Wait(kPatience).everything);
     EXPECT_TRUE(watch.IsComplete());
+    EXPECT_FALSE(FolderWatch(files.Path("nowhere/media_folders.conf")).IsComplete());
 }
 
 /// A child of that name, which ends with status 7 when it is told that the library changed.

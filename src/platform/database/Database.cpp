@@ -137,6 +137,33 @@ std::optional<Outcome> ExecutePrepared(Connection& own, const char* sql, std::ch
     return std::nullopt;
 }
 
+/// Runs one statement as Query has it. @param[out] result  what the server said, rows or a failure; perhaps null.
+Outcome Ask(PGconn* connection, const char* sql, std::span<const char* const> params,
+            std::chrono::milliseconds patience, RowFormat format, PgResult& result) noexcept {
+    // Inside a transaction a lost connection has lost work that only the caller can do again.
+    const PGTransactionStatusType transaction = PQtransactionStatus(connection);
+    const bool may_repeat = transaction == PQTRANS_IDLE || transaction == PQTRANS_UNKNOWN;
+    Connection& own = OwnConnection();
+    // A prepared statement that fails would end a transaction before the plain one could say why.
+    const bool may_prepare = connection && connection == own.handle && transaction == PQTRANS_IDLE && params.empty() &&
+                             std::string_view(sql).starts_with("SELECT");
+    std::optional<Outcome> outcome = may_prepare ? ExecutePrepared(own, sql, patience, format, result) : std::nullopt;
+    if (!outcome) outcome = Execute(connection, sql, params, patience, format, result);
+    if (outcome == Outcome::Answered && !HasRows(result.get()) && connection &&
+        PQstatus(connection) == CONNECTION_BAD && may_repeat) {
+        // The server restarted while the connection was idle; libpq notices only now.
+        PQreset(connection);
+        if (connection == own.handle) own.statements.clear();
+        outcome = Execute(connection, sql, params, patience, format, result);
+    }
+    return *outcome;
+}
+
+const char* ReasonOf(Outcome outcome, PGconn* connection) {
+    if (outcome == Outcome::Late) return "the database did not answer in time";
+    return connection ? PQerrorMessage(connection) : "no database connection";
+}
+
 /// Runs a script of any number of statements.
 bool RunScript(PGconn* connection, const std::string& sql, const std::string& what) {
     const PgResult result{PQexec(connection, sql.c_str())};
@@ -240,26 +267,19 @@ PGconn* ThreadDBConnection() {
 
 PgResult Query(PGconn* connection, const char* sql, std::span<const char* const> params, const char* what,
                std::chrono::milliseconds patience, RowFormat format) noexcept {
-    // Inside a transaction a lost connection has lost work that only the caller can do again.
-    const PGTransactionStatusType transaction = PQtransactionStatus(connection);
-    const bool may_repeat = transaction == PQTRANS_IDLE || transaction == PQTRANS_UNKNOWN;
     PgResult result;
-    Connection& own = OwnConnection();
-    // A prepared statement that fails would end a transaction before the plain one could say why.
-    const bool may_prepare = connection && connection == own.handle && transaction == PQTRANS_IDLE && params.empty() &&
-                             std::string_view(sql).starts_with("SELECT");
-    std::optional<Outcome> outcome = may_prepare ? ExecutePrepared(own, sql, patience, format, result) : std::nullopt;
-    if (!outcome) outcome = Execute(connection, sql, params, patience, format, result);
-    if (outcome == Outcome::Answered && !HasRows(result.get()) && connection &&
-        PQstatus(connection) == CONNECTION_BAD && may_repeat) {
-        // The server restarted while the connection was idle; libpq notices only now.
-        PQreset(connection);
-        if (connection == own.handle) own.statements.clear();
-        outcome = Execute(connection, sql, params, patience, format, result);
-    }
+    const Outcome outcome = Ask(connection, sql, params, patience, format, result);
     if (HasRows(result.get())) return result;
-    const char* reason = connection ? PQerrorMessage(connection) : "no database connection";
-    DMSPrintf(0, "could not %s: %s", what, outcome == Outcome::Late ? "the database did not answer in time" : reason);
+    DMSPrintf(0, "could not %s: %s", what, ReasonOf(outcome, connection));
+    return nullptr;
+}
+
+PgResult TryQuery(PGconn* connection, const char* sql, std::span<const char* const> params,
+                  std::chrono::milliseconds patience, std::string& reason) {
+    PgResult result;
+    const Outcome outcome = Ask(connection, sql, params, patience, RowFormat::Text, result);
+    if (HasRows(result.get())) return result;
+    reason = PQresultErrorField(result.get(), PG_DIAG_MESSAGE_PRIMARY) ?: ReasonOf(outcome, connection);
     return nullptr;
 }
 

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <memory>
 #include <span>
+#include <string>
 
 #include <libpq-fe.h>
 
@@ -36,6 +37,10 @@ enum class RowFormat { Text = 0, Binary = 1 };  // libpq's numbers
 /// @return the rows (or an empty result for a command), or null after the reason was logged at level 0.
 PgResult Query(PGconn* connection, const char* sql, std::span<const char* const> params, const char* what,
                std::chrono::milliseconds patience = kQueryPatience, RowFormat format = RowFormat::Text) noexcept;
+
+/// The same without a line in the log. @param[out] reason  why null comes back.
+PgResult TryQuery(PGconn* connection, const char* sql, std::span<const char* const> params,
+                  std::chrono::milliseconds patience, std::string& reason);
 
 /// Brings the schema up to date: runs each migration of `directory` ("0001-….sql", in name order) that the database
 /// has not seen, each in a transaction of its own; safe when several processes start at once.
