@@ -32,7 +32,9 @@ public:
         bytes += question.size() + kEntryBytes;
         if (bytes > max_bytes_) return;
         const std::scoped_lock lock(mutex_);
-        if (generation != generation_ || bytes_ + bytes > max_bytes_) {
+        // Made by somebody slow. A new database, too, begins with a later one.
+        if (generation < generation_) return;
+        if (generation > generation_ || bytes_ + bytes > max_bytes_) {
             answers_.clear();
             bytes_ = 0;
             generation_ = generation;
