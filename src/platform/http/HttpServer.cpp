@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <exception>
 #include <list>
+#include <map>
+#include <new>
 #include <optional>
 #include <system_error>
 #include <thread>
@@ -53,6 +55,38 @@ HttpResponse BareResponse(int status) noexcept {
     HttpResponse response;
     response.status = status;
     return response;
+}
+
+/// The header fields of a request.
+struct Collected {
+    std::map<std::string, std::string>& headers;
+    RequestFraming framing = {};
+    std::size_t bytes = 0;
+    int refusal = 0;  ///< a status
+};
+
+void Take(Collected& all, std::string_view name, std::string_view value) {
+    all.bytes += name.size() + value.size();
+    const std::string key = StringToLower(name);
+    // RFC 9110, 5.5: what others may take for the end of the field makes the whole request dubious.
+    constexpr std::string_view kForbidden("\r\n\0", 3);
+    if (key.empty() || value.find_first_of(kForbidden) != std::string_view::npos) all.refusal = MHD_HTTP_BAD_REQUEST;
+    if (key == "host") ++all.framing.hosts;
+    if (key == "content-length") ++all.framing.content_lengths;
+    all.headers.emplace(key, value);
+}
+
+/// Called from C, which no exception may pass.
+MHD_Result Collect(void* cls, MHD_ValueKind, const char* name, std::size_t name_size, const char* value,
+                   std::size_t value_size) noexcept {
+    auto& all = *static_cast<Collected*>(cls);
+    try {
+        Take(all, {name, name_size}, {value ? value : "", value_size});
+        return MHD_YES;
+    } catch (const std::bad_alloc&) {
+        all.refusal = MHD_HTTP_INTERNAL_SERVER_ERROR;
+        return MHD_NO;
+    }
 }
 
 }  // namespace
@@ -242,35 +276,15 @@ MHD_Result HttpServer::Impl::Proceed(Exchange& exchange, const char* method, con
 
 /// Checks the header block and fills the request. @return 0 or the status that refuses it.
 int HttpServer::Impl::Begin(Exchange& exchange, const char* method, const char* version) {
-    struct Collected {
-        RequestFraming framing;
-        std::map<std::string, std::string>* headers;
-        std::size_t bytes = 0;
-        bool clean = true;
-    } collected;
     HttpRequest& request = exchange.request;
-    collected.headers = &request.headers;
-    const auto collect = [](void* cls, MHD_ValueKind, const char* name, std::size_t name_size, const char* value,
-                            std::size_t value_size) {
-        auto& all = *static_cast<Collected*>(cls);
-        all.bytes += name_size + value_size;
-        const std::string_view text(value ? value : "", value_size);
-        const std::string key = StringToLower(std::string_view(name, name_size));
-        // RFC 9110, 5.5: what others may take for the end of the field makes the whole request dubious.
-        constexpr std::string_view kForbidden("\r\n\0", 3);
-        if (key.empty() || text.find_first_of(kForbidden) != std::string_view::npos) all.clean = false;
-        if (key == "host") ++all.framing.hosts;
-        if (key == "content-length") ++all.framing.content_lengths;
-        all.headers->emplace(key, text);
-        return MHD_YES;
-    };
-    MHD_get_connection_values_n(exchange.connection, MHD_HEADER_KIND, collect, &collected);
+    Collected collected{.headers = request.headers};
+    MHD_get_connection_values_n(exchange.connection, MHD_HEADER_KIND, &Collect, &collected);
     request.method = method;
     request.client_address = exchange.client->client_address;
     request.local_address = exchange.client->local_address;
     if (collected.bytes + exchange.raw_target.size() > config.limits.header_bytes)
         return MHD_HTTP_REQUEST_HEADER_FIELDS_TOO_LARGE;
-    if (!collected.clean) return MHD_HTTP_BAD_REQUEST;
+    if (collected.refusal != 0) return collected.refusal;
 
     collected.framing.version = version;
     collected.framing.host = request.Header("host");

@@ -1,4 +1,5 @@
 #include <memory>
+#include <new>
 #include <optional>
 
 #include <curl/curl.h>
@@ -29,11 +30,16 @@ bool IsNearbyUrl(const std::string& url, const std::string& address, const std::
     return scheme && host && std::string_view(scheme) == "http" && IsNearby(host, address, subnets);
 }
 
-std::size_t Collect(char* data, std::size_t, std::size_t size, void* cls) {
+/// Called from C, which no exception may pass. @return less than `size` to end the download.
+std::size_t Collect(char* data, std::size_t, std::size_t size, void* cls) noexcept {
     auto& document = *static_cast<std::string*>(cls);
     if (document.size() + size > UpnpLimits::kDescriptionBytes) return 0;
-    document.append(data, size);
-    return size;
+    try {
+        document.append(data, size);
+        return size;
+    } catch (const std::bad_alloc&) {
+        return 0;
+    }
 }
 
 }  // namespace
