@@ -6,6 +6,7 @@
 
 #include "model/ClientRequest.h"
 #include "platform/system/Log.h"
+#include "platform/system/LogLimit.h"
 #include "service/DMSDevice.h"
 #include "service/Discovery.h"
 
@@ -81,21 +82,30 @@ int HandleActionRequest(DMSDevice& device, ActionRequestEvent& event) {
     return code;
 }
 
-void HandleGetVar(DMSDevice& device, UpnpStateVarRequest* request) {
-    const char* name = Text(UpnpStateVarRequest_get_StateVarName(request));
+/// @return false when there is no such variable.
+/// @return false when there is no such variable.
+bool ReadVariable(DMSDevice& device, const char* name, UpnpStateVarRequest* request) {
     std::lock_guard lock(device.DeviceMutex());
     const DMSService* service = device.FindService(Text(UpnpStateVarRequest_get_DevUDN(request)),
                                                    Text(UpnpStateVarRequest_get_ServiceID(request)));
-    if (service != nullptr) {
-        const auto variable = service->state_variables.find(name);
-        if (variable != service->state_variables.end()) {
-            // The setter copies the text (ixmlCloneDOMString), it only lacks the const.
-            UpnpStateVarRequest_set_CurrentVal(request, const_cast<DOMString>(variable->second.c_str()));
-            UpnpStateVarRequest_set_ErrCode(request, 0);
-            return;
-        }
+    if (service == nullptr) return false;
+    const auto variable = service->state_variables.find(name);
+    if (variable == service->state_variables.end()) return false;
+    // The setter copies the text (ixmlCloneDOMString), it only lacks the const.
+    UpnpStateVarRequest_set_CurrentVal(request, const_cast<DOMString>(variable->second.c_str()));
+    return true;
+}
+
+void HandleGetVar(DMSDevice& device, UpnpStateVarRequest* request) {
+    const char* name = Text(UpnpStateVarRequest_get_StateVarName(request));
+    if (ReadVariable(device, name, request)) {
+        UpnpStateVarRequest_set_ErrCode(request, 0);
+        return;
     }
-    DMSPrintf(0, "Error in UPNP_CONTROL_GET_VAR_REQUEST callback:\n Unknown variable name = %s\n", name);
+    static LogLimit limit;
+    if (limit.Admit()) {
+        DMSPrintf(0, "Error in UPNP_CONTROL_GET_VAR_REQUEST callback:\n Unknown variable name = %s\n", name);
+    }
     UpnpStateVarRequest_set_ErrCode(request, kInvalidVariable);
     UpnpStateVarRequest_strcpy_ErrStr(request, "Invalid Variable");
 }

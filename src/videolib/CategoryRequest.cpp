@@ -10,6 +10,7 @@
 #include "model/VideoRecord.h"
 #include "platform/clients/DMSClientChecker.h"
 #include "platform/system/Log.h"
+#include "platform/system/LogLimit.h"
 #include "platform/text/Text.h"
 #include "videolib/FileObject.h"
 
@@ -228,7 +229,9 @@ std::int32_t CategoryRequest::ListFiles(std::int32_t& total) {
     const _VIDEO_TABLE_TYPE_ type = FiledKind(node_.Kind());
     Json::Value reply;
     if (!library_.GetInfo(type, additional_, fields_.back(), reply)) {
-        DMSPrintf(0, "Failed to database[reelhouse] getinfo\n");
+        // An id that is not there fails, too.
+        static LogLimit limit;
+        if (limit.Admit()) DMSPrintf(0, "Failed to database[reelhouse] getinfo\n");
         return 0;
     }
     Json::Value& records = reply[VideoListKeyTable(type)];

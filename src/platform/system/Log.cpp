@@ -16,6 +16,8 @@
 #include <spdlog/sinks/stdout_sinks.h>
 #include <syslog.h>
 
+#include "platform/system/LogLimit.h"
+
 namespace MediaServer {
 
 namespace {
@@ -171,10 +173,14 @@ void SysLogError(const char* format, ...) {
     const int saved_errno = errno;
     va_list arguments;
     va_start(arguments, format);
+    static LogLimit limit;
     try {
-        const std::string text = OneRecord(0, Format(format, arguments));
-        syslog(LOG_ERR, "%s", text.c_str());
-        Log().WriteToStderr(text);
+        if (const auto left_out = limit.Admit()) {
+            if (*left_out > 0) syslog(LOG_ERR, "left out %llu messages", *left_out);
+            const std::string text = OneRecord(0, Format(format, arguments));
+            syslog(LOG_ERR, "%s", text.c_str());
+            Log().WriteToStderr(text);
+        }
     } catch (const std::bad_alloc&) {
         // As above.
     }

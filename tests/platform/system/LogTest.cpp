@@ -110,11 +110,13 @@ TEST(Log, SilentBeforeItIsOpenUnlessStandardErrorIsAskedFor) {
     DMSLOGToStderr(true);
     DMSPrintf(0, "for the eyes");
     SysLogError("%s:%d also there", "main.cpp", 12);
+    for (int i = 0; i < 1000; ++i) SysLogError("whatever a stranger sends");
     DMSLOGToStderr(false);
     const std::string seen = testing::internal::GetCapturedStderr();
     EXPECT_THAT(seen, testing::Not(HasSubstr("void")));
     EXPECT_THAT(seen, HasSubstr("for the eyes\n"));
     EXPECT_THAT(seen, HasSubstr("main.cpp:12 also there\n"));
+    EXPECT_LT(seen.size(), 10'000U) << "lines that a stranger can have written are few";
 }
 
 TEST(Log, AFileThatCannotBeOpenedIsToldAndHarmless) {
