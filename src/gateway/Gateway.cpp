@@ -33,7 +33,7 @@ HttpResponse Gateway::Handle(const HttpRequest& request) {
 
 bool Gateway::IsQuick(const HttpRequest& request) const {
     const std::optional<MediaUrl> url = ParseMediaUrl(request.path);
-    return url && files_.IsQuick(*url);
+    return url && files_.IsQuick(*url) && (access_ == nullptr || access_->IsQuick());
 }
 
 HttpResponse Gateway::Route(const HttpRequest& request) {
