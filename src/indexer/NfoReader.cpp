@@ -1,12 +1,12 @@
 #include "indexer/NfoReader.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <iterator>
 #include <variant>
 
 #include "indexer/MediaReader.h"
 #include "platform/system/Files.h"
+#include "platform/text/Date.h"
 #include "platform/text/Text.h"
 #include "platform/xml/XmlReader.h"
 
@@ -144,13 +144,6 @@ std::string_view FirstRoot(std::string_view document) {
     return document.substr(0, length);
 }
 
-/// Dates are for sorting and for clients: what is none is not known.
-bool IsDate(std::string_view text) {
-    int year = 0, month = 0, day = 0;
-    return text.size() == 10 && std::sscanf(std::string(text).c_str(), "%4d-%2d-%2d", &year, &month, &day) == 3 &&
-           month >= 1 && month <= 12 && day >= 1 && day <= 31;
-}
-
 }  // namespace
 
 std::optional<VideoDetails> ReadNfo(std::string_view document) {
@@ -160,6 +153,7 @@ std::optional<VideoDetails> ReadNfo(std::string_view document) {
     if (!visitor.IsComplete()) return std::nullopt;
     VideoDetails details = visitor.Take();
     details.date = details.date.substr(0, 10);
+    // Dates are for sorting and for clients: what is none is not known.
     if (!IsDate(details.date)) details.date.clear();
     if (details.year == 0) details.year = ToInt(details.date.substr(0, 4));
     return details;

@@ -183,7 +183,7 @@ TEST(NfoReader, MoviesShowsAndEpisodes) {
          "episode s1e2"},
         {"numbers that are none", "<movie><title>T</title><year>x</year><season>-4</season></movie>", "movie title=T"},
         {"a number beyond all", "<tvshow><year>99999999999999999999</year></tvshow>", "show year=99999999"},
-        {"a date that is none", "<movie><title>T</title><premiered>2010-99-01</premiered></movie>", "movie title=T"},
+        {"a date that is none", "<movie><title>T</title><premiered>2010-+1-+1</premiered></movie>", "movie title=T"},
         {"another root", "<musicvideo><title>T</title></musicvideo>", nullptr},
         {"an address alone", "https://example.org/title/1", nullptr},
         {"cut off", "<movie><title>T</title>", nullptr},

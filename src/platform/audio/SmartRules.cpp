@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <charconv>
-#include <chrono>
 #include <iterator>
 #include <memory>
 
 #include <json/json.h>
 
+#include "platform/text/Date.h"
 #include "platform/text/Text.h"
 
 namespace MediaServer {
@@ -92,18 +92,6 @@ const Operator& FindOperator(const std::string& name, const Field& field) {
         if (candidate.name == name && candidate.kind == field.kind) return candidate;
     }
     throw BadRules{"operator \"" + name + "\" does not apply to field \"" + std::string(field.name) + "\""};
-}
-
-bool IsDate(std::string_view text) {
-    constexpr std::string_view kForm = "dddd-dd-dd";
-    if (text.size() != kForm.size()) return false;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (kForm[i] == 'd' ? text[i] < '0' || text[i] > '9' : text[i] != kForm[i]) return false;
-    }
-    const std::chrono::year_month_day date{std::chrono::year(ToInt(text.substr(0, 4))),
-                                           std::chrono::month(static_cast<unsigned>(ToInt(text.substr(5, 2)))),
-                                           std::chrono::day(static_cast<unsigned>(ToInt(text.substr(8, 2))))};
-    return date.ok() && date.year() > std::chrono::year(0);
 }
 
 std::string Literal(const Json::Value& value, const Field& field) {

@@ -157,14 +157,11 @@ ProfileList ParseProfiles(std::string_view text, const std::function<void(int, c
     ProfileList list;
     std::shared_ptr<ClientProfile> current;  // null before the first section, and inside one that cannot be used
     bool skipping = false;
-    int number = 0;
-    while (!text.empty()) {
-        const auto end = text.find('\n');
-        const std::string_view line = TrimBlanks(text.substr(0, end));
-        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
-        ++number;
-        if (line.empty() || line.front() == '#') continue;
-
+    int number = 1;
+    const char* counted = text.data();
+    for (std::string_view line; NextConfigLine(text, line);) {
+        number += static_cast<int>(std::count(counted, line.data(), '\n'));
+        counted = line.data();
         if (line.front() == '[') {
             current.reset();
             skipping = true;

@@ -39,7 +39,8 @@ struct BadLineCase {
 };
 constexpr BadLineCase kBadLines[] = {
     {"a word that is no setting", "[profile A]\nflat_menu = yes\nl16-only = yes\n", 2},
-    {"neither yes nor no", "[profile A]\r\nflat-menu = true\r\nl16-only = yes\r\n", 2},
+    {"neither yes nor no, behind a byte order mark",
+     "\xEF\xBB\xBF[profile A]\r\nflat-menu = true\r\nl16-only = yes\r\n", 2},
     {"no equals sign", "[profile A]\nl16-only = yes\nflat-menu", 3},
     {"a rule that everybody meets", "[profile A]\nuser-agent = *\nl16-only = yes\n", 2},
     {"a size without a height", "[profile A]\nvideo-profile = mp4 h264 1920 X\nl16-only = yes\n", 2},
