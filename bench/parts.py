@@ -58,6 +58,7 @@ def index(bench):
     """Seconds of the first and of the second run of the indexer over INDEXED_FILES songs."""
     watcher = bench.process("dms-indexer")
     environment = environment_of(watcher)
+    bench.wait_until_quiet(watcher)  # it may hold locks
     os.kill(watcher, signal.SIGSTOP)  # it would index beside us
     try:
         folder = os.path.join(bench.media, "indexed")
