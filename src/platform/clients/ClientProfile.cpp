@@ -107,6 +107,24 @@ std::optional<ClientProfile::VideoRule> ParseVideoRule(std::string_view value) {
     return rule;
 }
 
+/// Adds the profile that the head of a section names to the list. @return null, and the reason, when it cannot be used.
+std::shared_ptr<ClientProfile> StartSection(std::string_view head, ProfileList& list, std::string& problem) {
+    if (!head.starts_with(kSectionPrefix) || head.back() != ']') {
+        problem = "a section starts with \"[profile NAME]\"";
+        return nullptr;
+    }
+    const std::string_view name =
+        TrimBlanks(head.substr(kSectionPrefix.size(), head.size() - kSectionPrefix.size() - 1));
+    const bool is_taken = std::any_of(list.begin(), list.end(), [&](const auto& p) { return p->name == name; });
+    if (name.empty()) problem = "the section has no name";
+    if (is_taken) problem = "there is already a profile \"" + std::string(name) + "\"";
+    if (!problem.empty()) return nullptr;
+    auto profile = std::make_shared<ClientProfile>();
+    profile->name = name;
+    list.push_back(profile);
+    return profile;
+}
+
 /// Applies one `setting = value` line. @return the reason why it cannot be used, empty when it could.
 std::string ApplySetting(ClientProfile& profile, std::string_view setting, std::string_view value) {
     if (setting == "offending-characters") {
@@ -163,24 +181,10 @@ ProfileList ParseProfiles(std::string_view text, const std::function<void(int, c
         number += static_cast<int>(std::count(counted, line.data(), '\n'));
         counted = line.data();
         if (line.front() == '[') {
-            current.reset();
-            skipping = true;
-            if (!line.starts_with(kSectionPrefix) || line.back() != ']') {
-                complain(number, "a section starts with \"[profile NAME]\"");
-                continue;
-            }
-            const std::string_view name =
-                TrimBlanks(line.substr(kSectionPrefix.size(), line.size() - kSectionPrefix.size() - 1));
-            const bool is_taken = std::any_of(list.begin(), list.end(), [&](const auto& p) { return p->name == name; });
-            if (name.empty() || is_taken) {
-                complain(number, name.empty() ? "the section has no name"
-                                              : "there is already a profile \"" + std::string(name) + "\"");
-                continue;
-            }
-            current = std::make_shared<ClientProfile>();
-            current->name = name;
-            list.push_back(current);
-            skipping = false;
+            std::string problem;
+            current = StartSection(line, list, problem);
+            skipping = current == nullptr;
+            if (skipping) complain(number, problem);
             continue;
         }
 
